@@ -1,0 +1,76 @@
+// Nearest entries of one palette for many colours. The colour cube is divided into 32 x 32 x 32 cells; a cell that is
+// asked for gets the list of the few entries that can be nearest to any of its colours, and a search looks at these.
+#ifndef VEXO_COLOUR_PALETTE_MATCHER_H
+#define VEXO_COLOUR_PALETTE_MATCHER_H
+
+#include "core/core.h"
+
+namespace vexo {
+
+// The order of a colour's channels as ties see it: 4 for more blue than red, 2 for green least, 1 for green most.
+constexpr unsigned HueClass(int red, int green, int blue)
+{
+    const int least = red < blue ? red : blue, most = red < blue ? blue : red;
+    return (blue > red ? 4u : 0u) | (least > green ? 2u : 0u) | (green > most ? 1u : 0u);
+}
+
+// The colours of a palette of up to 256 entries as blue | green << 8 | red << 16, for comparing palettes.
+struct PaletteKey {
+    int count;
+    uint32_t colors[256];
+
+    PaletteKey(const RGBQUAD *quads, int quadCount);
+    bool operator==(const PaletteKey &other) const;
+};
+
+// Gives what V_FindPaletteIndex gives. A plain block of memory without constructor: call Reset first.
+class PaletteMatcher {
+public:
+    static constexpr int kMostEntries = 256;
+
+    void Reset(const PaletteKey &key);
+    const PaletteKey &key() const { return m_key; }
+
+    // One colour, blue | green << 8 | red << 16. Leaves the cell unprepared: for colours that do not come again.
+    int Find(uint32_t color);
+
+private:
+    friend void MatchCellsPlain(uint8_t *indices, const uint8_t *quads, size_t count, PaletteMatcher &matcher);
+    friend void MatchCellsAvx2(uint8_t *indices, const uint8_t *quads, size_t count, PaletteMatcher &matcher);
+
+    // A list of candidates: place in m_pool, in groups, << 9 | length. 0: not made yet.
+    using List = uint32_t;
+    // A different colour of the palette and where it stands. Candidates carry the number of their slot on top.
+    struct Slot {
+        uint8_t exact; // the answer for the colour itself
+        uint8_t first; // the entries of this colour
+        uint8_t last;
+        uint8_t hueClass;
+    };
+
+    static constexpr unsigned kGroup = 8;          // candidates of one vector step; lists are padded to whole groups
+    static constexpr unsigned kPoolGroups = 24576; // 768 KB
+    static constexpr uint16_t kNoSingleAnswer = 0x100;
+
+    const uint32_t *Candidates(List list) const { return m_pool + (list >> 9) * kGroup; }
+    static unsigned Length(List list) { return list & 511; }
+
+    void MakeSlots();
+    List MakeList(List from, uint32_t corner, int width);
+    List CoarseList(unsigned cell);
+    List FillCell(unsigned cell);
+    int Resolve(List list, uint32_t color) const;
+
+    PaletteKey m_key;
+    Slot m_slots[256];
+    uint16_t m_answers[256]; // by slot: the answer whatever the colour, or kNoSingleAnswer
+    List m_all;
+    List m_coarse[8 * 8 * 8]; // of 4 x 4 x 4 cells each
+    List m_cells[32 * 32 * 32];
+    unsigned m_usedGroups;
+    uint32_t m_pool[kPoolGroups * kGroup];
+};
+
+} // namespace vexo
+
+#endif

@@ -1,0 +1,67 @@
+// The inner loops over pixels. Between formats pixels travel as quads: four bytes each, the first channel of the format
+// they are meant for first; the fourth byte counts for nothing unless a kernel says otherwise. Each kernel has a plain
+// form, which defines it, and where it pays vector forms, which are chosen once for the processor.
+#ifndef VEXO_COLOUR_PIXEL_KERNELS_H
+#define VEXO_COLOUR_PIXEL_KERNELS_H
+
+#include "core/core.h"
+
+// Marks the functions that may use instructions beyond the baseline.
+#if defined(_MSC_VER) && !defined(__clang__)
+#define VEXO_TARGET_SSSE3
+#define VEXO_TARGET_AVX2
+#else
+#define VEXO_TARGET_SSSE3 __attribute__((target("ssse3")))
+#define VEXO_TARGET_AVX2 __attribute__((target("avx2,bmi,bmi2,lzcnt,popcnt")))
+#endif
+
+namespace vexo {
+
+class PaletteMatcher;
+struct ProductPalette;
+
+// No kernel touches a byte outside the pixels it is given. Those that read quads may write over them: the output may
+// start at or before the input.
+struct PixelKernels {
+    // Packed pixels to quads with 0 as fourth byte. `swap` exchanges the first and the third channel.
+    void (*unpack16)(uint8_t *quads, const uint8_t *pixels, size_t count, bool swap);
+    void (*unpack24)(uint8_t *quads, const uint8_t *pixels, size_t count, bool swap);
+    // Indices to quads.
+    void (*lookUp)(uint8_t *quads, const uint8_t *indices, size_t count, const uint32_t *table);
+
+    // Quads to packed pixels. 16-bit pixels hold the first channel in the low bits and leave bit 15 clear.
+    void (*pack16)(uint8_t *pixels, const uint8_t *quads, size_t count);
+    void (*pack24)(uint8_t *pixels, const uint8_t *quads, size_t count);
+    // Blue, green, red quads to gray levels.
+    void (*luminance)(uint8_t *levels, const uint8_t *quads, size_t count);
+    // Blue, green, red quads to the indices that V_FindPaletteIndex gives.
+    void (*matchProduct)(uint8_t *indices, const uint8_t *quads, size_t count, const ProductPalette &palette);
+    void (*matchCells)(uint8_t *indices, const uint8_t *quads, size_t count, PaletteMatcher &matcher);
+
+    // Exchange the first and the third channel in place; bit 15 and the fourth byte stay.
+    void (*swap16)(uint8_t *pixels, size_t count);
+    void (*swap24)(uint8_t *pixels, size_t count);
+    void (*swap32)(uint8_t *pixels, size_t count);
+};
+
+// What the vector forms must match.
+extern const PixelKernels plainPixelKernels;
+
+// The kernels in use: the plain ones until SelectPixelKernels has been called.
+extern PixelKernels pixelKernels;
+
+// Chooses the kernels for a processor, at process attach.
+void SelectPixelKernels(CpuLevel level);
+
+// Replaces the kernels that have a vector form for the level (pixel_kernels_x86.cpp).
+void UseVectorKernels(PixelKernels *kernels, CpuLevel level);
+
+// The forms of the two searches, which live beside the tables they use.
+void MatchProductPlain(uint8_t *indices, const uint8_t *quads, size_t count, const ProductPalette &palette);
+void MatchProductAvx2(uint8_t *indices, const uint8_t *quads, size_t count, const ProductPalette &palette);
+void MatchCellsPlain(uint8_t *indices, const uint8_t *quads, size_t count, PaletteMatcher &matcher);
+void MatchCellsAvx2(uint8_t *indices, const uint8_t *quads, size_t count, PaletteMatcher &matcher);
+
+} // namespace vexo
+
+#endif

@@ -1,0 +1,236 @@
+// What the rest of the library uses of the core: process and thread state, working memory, owners for the things an
+// operation acquires, and the way to a bitmap's rows.
+#ifndef VEXO_CORE_CORE_H
+#define VEXO_CORE_CORE_H
+
+#include "vexokit.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+
+namespace vexo {
+
+// ---- Process and thread state ---------------------------------------------------------------------------------
+
+inline constexpr int kFrameBrushCount = 8;
+
+// One instance per loaded library, written at process attach and detach only.
+struct Process {
+    LONG processCount = 0;        // processes attached
+    bool isWin32s = false;        // running on the Win32s subset: global memory and temporary files hold pixels
+    bool thunkRegistered = false; // the 16-bit companion library answered
+    void *thunkEntry = nullptr;   // the 32-to-16-bit call entry it gave
+    DWORD tlsIndex = TLS_OUT_OF_INDEXES;
+    HBRUSH frameBrushes[kFrameBrushCount] = {}; // marching stripes for region frames
+};
+extern Process process;
+
+// A DIB header followed by its colour table.
+struct PaintHeader {
+    BITMAPINFOHEADER header;
+    union {
+        RGBQUAD colors[256];
+        WORD paletteIndices[256]; // for painting with palette indices
+    };
+};
+static_assert(sizeof(PaintHeader) == 1064);
+
+inline constexpr unsigned kDisplayModePaletteIndices = 4;
+
+// Settings and caches of one thread, zero-filled, then given the defaults of SetThreadDefaults (startup.cpp).
+struct ThreadSettings {
+    unsigned *userMatchTable;
+    HDC printJob;
+    VexoOpenCallback ioOpen;
+    VexoReadCallback ioRead;
+    VexoWriteCallback ioWrite;
+    VexoSeekCallback ioSeek;
+    VexoCloseCallback ioClose;
+    int defaultDitherMode;
+    int defaultXResolution;
+    int defaultYResolution;
+    VexoStatusCallback statusCallback;
+    PaintHeader paintHeader;
+    PaintHeader printPaintHeader;
+    unsigned displayMode;
+    int storageCaching;
+    struct ColourCache *colourCache; // owned; made and freed by the colour folder
+};
+
+// The calling thread's block, made on first use for a thread that was running before the library was loaded. Null only
+// when memory for it cannot be had.
+ThreadSettings *CurrentThread();
+// The same for readers: the defaults stand in for a block that cannot be made.
+const ThreadSettings &CurrentSettings();
+
+// Entry point steps; the DLL's DllMain and the tests' main call them.
+bool AttachProcess(HMODULE module);
+bool AttachThread();
+void DetachThread();
+void DetachProcess(HMODULE module);
+
+// ---- Processor features ---------------------------------------------------------------------------------------
+
+enum class CpuLevel { Baseline, Ssse3, Avx2 }; // Baseline is SSE2; Avx2 includes BMI1, BMI2, LZCNT and POPCNT
+CpuLevel DetectCpuLevel();
+
+// ---- Status values --------------------------------------------------------------------------------------------
+
+constexpr bool Failed(int status) { return status != RESULT_SUCCESS; }
+constexpr bool TransferFailed(int byteCount) { return byteCount < 0; }
+
+// ---- Working memory -------------------------------------------------------------------------------------------
+
+// Owns a block of V_OsAlloc. Tests as false when the allocation failed.
+template <class T>
+class Buffer {
+public:
+    enum class Fill { None, Zero };
+
+    explicit Buffer(size_t count, Fill fill = Fill::None)
+        : m_data(count <= kMaxBytes / sizeof(T)
+                     ? static_cast<T *>(V_OsAllocInit(unsigned(count * sizeof(T)), fill == Fill::Zero))
+                     : nullptr),
+          m_size(m_data ? count : 0)
+    {
+    }
+    ~Buffer()
+    {
+        if (m_data)
+            V_OsFree(m_data);
+    }
+    Buffer(const Buffer &) = delete;
+    Buffer &operator=(const Buffer &) = delete;
+
+    explicit operator bool() const { return m_data != nullptr; }
+    T *data() const { return m_data; }
+    size_t size() const { return m_size; }
+    T &operator[](size_t index) const { return m_data[index]; }
+    std::span<T> span() const { return {m_data, m_size}; }
+
+    // Hands the block over to the caller.
+    T *Release()
+    {
+        T *data = m_data;
+        m_data = nullptr;
+        m_size = 0;
+        return data;
+    }
+
+private:
+    static constexpr size_t kMaxBytes = 0xFFFFFF00u;
+    T *m_data;
+    size_t m_size;
+};
+
+// V_OsReAlloc for blocks the library keeps: a block that cannot be re-sized stays locked, so its pointer stays good.
+void *ReAllocKeepingLock(void *block, unsigned size);
+
+// ---- Bitmaps --------------------------------------------------------------------------------------------------
+
+constexpr bool IsSupportedDepth(int bits) { return (bits >= 1 && bits <= 8) || bits == 16 || bits == 24 || bits == 32; }
+constexpr bool IsPalettised(int bits) { return bits <= 8; }
+
+// Bytes of a row of packed pixels, and of one padded to 4 bytes. 64 bits wide, so that no width overflows them.
+constexpr int64_t PackedBytes(int64_t width, int bits) { return (width * bits + 7) / 8; }
+constexpr int64_t PaddedRowBytes(int64_t width, int bits) { return (width * bits + 31) / 32 * 4; }
+
+// Clears the bytes of a padded row behind its last pixel, where a conversion leaves what was there before.
+inline void ClearRowPadding(uint8_t *row, int width, int bits)
+{
+    const size_t packed = size_t(PackedBytes(width, bits));
+    memset(row + packed, 0, size_t(PaddedRowBytes(width, bits)) - packed);
+}
+
+inline bool IsAllocated(const BitmapHandle *bitmap) { return bitmap && (bitmap->Flags & FLAG_ALLOCATED); }
+inline bool IsCompressed(const BitmapHandle *bitmap) { return (bitmap->Flags & FLAG_COMPRESSED) != 0; }
+
+// The stored row that holds line y of the picture, counted from the top.
+inline int StoredRow(const BitmapHandle *bitmap, int y)
+{
+    return bitmap->Orientation == ORIENT_BOTTOM_UP ? bitmap->Height - 1 - y : y;
+}
+
+// Locks a bitmap for a scope.
+class BitmapLock {
+public:
+    explicit BitmapLock(BitmapHandle *bitmap) : m_bitmap(bitmap), m_previous(V_LockBitmap(bitmap)) {}
+    ~BitmapLock() { V_UnlockBitmap(m_bitmap, m_previous); }
+    BitmapLock(const BitmapLock &) = delete;
+    BitmapLock &operator=(const BitmapLock &) = delete;
+
+private:
+    BitmapHandle *m_bitmap;
+    int m_previous;
+};
+
+// The second record an operation builds. Frees it unless it was committed.
+class PendingBitmap {
+public:
+    PendingBitmap() = default;
+    ~PendingBitmap() { V_FreeBitmap(&m_record); }
+    PendingBitmap(const PendingBitmap &) = delete;
+    PendingBitmap &operator=(const PendingBitmap &) = delete;
+
+    BitmapHandle *record() { return &m_record; }
+    BitmapHandle *operator->() { return &m_record; }
+
+    // Frees what the caller's record holds and moves this one into it.
+    void CommitTo(BitmapHandle *caller);
+    // Moves this record into one whose contents count for nothing.
+    void MoveTo(BitmapHandle *empty);
+
+private:
+    BitmapHandle m_record = {};
+};
+
+// The first row of a bitmap whose rows lie in memory, BytesPerLine apart, or null for disk and compressed storage. The
+// bitmap must be locked.
+inline uint8_t *DirectRows(const BitmapHandle *bitmap)
+{
+    constexpr unsigned kKinds = FLAG_ALLOCATED | FLAG_MEMORY | FLAG_COMPRESSED;
+    return (bitmap->Flags & kKinds) == (FLAG_ALLOCATED | FLAG_MEMORY) ? static_cast<uint8_t *>(bitmap->Data) : nullptr;
+}
+
+// Whole-row transfers as statuses: RESULT_SUCCESS or the error of the row functions.
+int ReadRow(BitmapHandle *bitmap, void *buffer, int row);
+int WriteRow(BitmapHandle *bitmap, const void *buffer, int row);
+
+// ---- Progress -------------------------------------------------------------------------------------------------
+
+// The percentage of a long operation of `steps` steps: reports 0 at the start, adds 100 / steps a step and carries the
+// remainder 100 mod steps, so that the last step reports 100. Quiet while the percentage does not change.
+class Progress {
+public:
+    explicit Progress(int steps) : m_callback(CurrentSettings().statusCallback), m_steps(steps > 0 ? steps : 1) {}
+
+    // Reports 0. RESULT_SUCCESS, or the callback's wish to stop.
+    int Start() { return Report(); }
+
+    // One more step is done.
+    int Step()
+    {
+        const int before = m_percent;
+        m_percent += 100 / m_steps;
+        m_carry += 100 % m_steps;
+        if (m_carry >= m_steps) {
+            m_carry -= m_steps;
+            ++m_percent;
+        }
+        return m_percent == before ? RESULT_SUCCESS : Report();
+    }
+
+private:
+    int Report() const { return m_callback ? m_callback(m_percent) : RESULT_SUCCESS; }
+
+    VexoStatusCallback m_callback;
+    int m_steps;
+    int m_percent = 0;
+    int m_carry = 0;
+};
+
+} // namespace vexo
+
+#endif

@@ -1,0 +1,378 @@
+// Runs to bits and bits to runs. The vector coder marks every pixel that differs from the one before it, 256 pixels at
+// a time, and lists the marks without a branch per run; lengths are differences of the listed positions. The vector
+// expander stores 16 bytes of each run's colour whatever its length, and lets the runs that follow overwrite the
+// excess.
+#include "core/compressed_rows.h"
+#include "core/run_kernels.h"
+
+#include <array>
+#include <bit>
+#include <cstring>
+#include <immintrin.h>
+
+#ifdef _MSC_VER
+#define VEXO_TARGET_AVX2
+#else
+#define VEXO_TARGET_AVX2 __attribute__((target("avx2,bmi,bmi2,lzcnt,popcnt")))
+#endif
+
+namespace vexo
+{
+
+namespace
+{
+
+constexpr int kMaxRun = 65535;
+
+// Writes one run; a longer one than 16 bits hold goes on behind an empty run of the other colour.
+uint16_t *EmitRun(uint16_t *runs, int length)
+{
+    for (; length > kMaxRun; length -= kMaxRun) {
+        *runs++ = kMaxRun;
+        *runs++ = 0;
+    }
+    *runs++ = uint16_t(length);
+    return runs;
+}
+
+// ---- Plain coding ---------------------------------------------------------------------------------------------
+
+// The runs of equal bits that form a byte, most significant bit first.
+struct ByteRuns {
+    std::array<uint8_t, 256> count;
+    std::array<std::array<uint8_t, 8>, 256> lengths;
+};
+
+constexpr ByteRuns MakeByteRuns()
+{
+    ByteRuns runs = {};
+    for (unsigned value = 0; value < 256; ++value) {
+        int last = 0;
+        runs.lengths[value][0] = 1;
+        for (int bit = 6; bit >= 0; --bit) {
+            if ((value >> bit ^ value >> (bit + 1)) & 1)
+                ++last;
+            ++runs.lengths[value][size_t(last)];
+        }
+        runs.count[value] = uint8_t(last + 1);
+    }
+    return runs;
+}
+
+constexpr ByteRuns kByteRuns = MakeByteRuns();
+
+int CodeRunsPlain(uint16_t *runs, const uint8_t *input, int startBit, int count)
+{
+    uint16_t *const first = runs;
+    const int64_t bits = int64_t(startBit) + count;
+    const int64_t bytes = (bits + 7) / 8;
+    const int spare = int(bytes * 8 - bits); // bits of the last byte behind the last pixel
+    int length = -startBit;                  // discounts the bits in front of the first pixel, which are taken as 0
+    bool color = false;
+    for (int64_t i = 0; i < bytes; ++i) {
+        unsigned value = input[i];
+        if (i == 0)
+            value &= 0xFFu >> startBit;
+        if (i == bytes - 1) { // continue the last pixel, so that no run ends there
+            const unsigned tail = (1u << spare) - 1;
+            value = value >> spare & 1 ? value | tail : value & ~tail;
+        }
+        if (color != (value >> 7 != 0)) {
+            runs = EmitRun(runs, length);
+            length = 0;
+        }
+        const auto &lengths = kByteRuns.lengths[value];
+        const int runCount = kByteRuns.count[value];
+        length += lengths[0];
+        for (int run = 1; run < runCount; ++run) {
+            runs = EmitRun(runs, length);
+            length = lengths[size_t(run)];
+        }
+        color = value & 1;
+    }
+    return int(EmitRun(runs, length - spare) - first);
+}
+
+// ---- Plain expansion ------------------------------------------------------------------------------------------
+
+// Sets the bits from `from` to `to` - 1.
+void SetBits(uint8_t *bits, uint32_t from, uint32_t to)
+{
+    if (from >= to)
+        return;
+    uint8_t *first = bits + from / 8, *last = bits + to / 8;
+    const unsigned head = 0xFFu >> from % 8, tail = 0xFF00u >> to % 8 & 0xFF;
+    if (first == last) {
+        *first |= uint8_t(head & tail);
+        return;
+    }
+    *first |= uint8_t(head);
+    memset(first + 1, 0xFF, size_t(last - first - 1));
+    if (tail)
+        *last |= uint8_t(tail);
+}
+
+// The run that holds a pixel.
+struct RunAt {
+    const uint16_t *next; // the run behind it
+    uint32_t end;         // the pixel it ends at
+    bool color;
+};
+
+RunAt FindRun(const uint16_t *runs, uint32_t pixel)
+{
+    RunAt run = {runs + 1, *runs, false};
+    while (run.end <= pixel) {
+        run.end += *run.next++;
+        run.color = !run.color;
+    }
+    return run;
+}
+
+void ExpandRunsPlain(const uint16_t *runs, uint8_t *output, int start, int count)
+{
+    const uint32_t pixels = uint32_t(count);
+    memset(output, 0, (pixels + 7) / 8);
+    RunAt run = FindRun(runs, uint32_t(start));
+    uint32_t from = 0, to = run.end - uint32_t(start);
+    for (;; run.color = !run.color) {
+        const bool last = to >= pixels;
+        if (run.color)
+            SetBits(output, from, last ? pixels : to);
+        if (last)
+            return;
+        from = to;
+        to += *run.next++;
+    }
+}
+
+// ---- Vector expansion -----------------------------------------------------------------------------------------
+
+// Every run is written as if no other followed it in its last byte; the next one turns the bits from its start on.
+void ExpandRunsSse2(const uint16_t *runs, uint8_t *output, int start, int count)
+{
+    static constexpr uint8_t kFromBit[8] = {0xFF, 0x7F, 0x3F, 0x1F, 0x0F, 0x07, 0x03, 0x01};
+    const uint32_t pixels = uint32_t(count), bytes = (pixels + 7) / 8;
+    const uint32_t roomy = bytes > 16 ? (bytes - 16) * 8 : 0; // 16 bytes may be stored behind a run that ends before it
+    const uint32_t fast = roomy < pixels ? roomy : pixels;
+
+    const RunAt run = FindRun(runs, uint32_t(start));
+    runs = run.next;
+    uint32_t end = run.end - uint32_t(start);
+    __m128i fill = _mm_set1_epi8(run.color ? -1 : 0);
+    const __m128i ones = _mm_set1_epi8(-1);
+    uint8_t *at = output; // the byte that the run before ended in
+    *at = run.color ? 0xFF : 0;
+    while (end < fast) {
+        uint8_t *const last = output + end / 8;
+        uint8_t *gap = at + 1;
+        do {
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(gap), fill);
+            gap += 16;
+        } while (gap <= last);
+        *last ^= kFromBit[end % 8];
+        fill = _mm_xor_si128(fill, ones);
+        at = last;
+        end += *runs++;
+    }
+
+    int color = _mm_cvtsi128_si32(fill) & 0xFF;
+    while (end < pixels) {
+        uint8_t *const last = output + end / 8;
+        if (last > at)
+            memset(at + 1, color, size_t(last - at));
+        *last ^= kFromBit[end % 8];
+        color ^= 0xFF;
+        at = last;
+        end += *runs++;
+    }
+    memset(at + 1, color, size_t(output + bytes - (at + 1)));
+    if (pixels % 8 != 0)
+        output[bytes - 1] &= uint8_t(0xFF00 >> pixels % 8);
+}
+
+// ---- Vector coding --------------------------------------------------------------------------------------------
+
+constexpr uint32_t kBlockBits = 256;
+constexpr uint32_t kChunkBits = 16 * kBlockBits;
+constexpr int kMarksAStep = 4;
+
+// Up to 32 bytes, zeros behind them.
+VEXO_TARGET_AVX2 inline __m256i LoadBlock(const uint8_t *input, uint32_t bytes)
+{
+    if (bytes >= 32)
+        return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(input));
+    const __m256i lane = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7), words = _mm256_set1_epi32(int(bytes / 4));
+    const __m256i whole = _mm256_maskload_epi32(reinterpret_cast<const int *>(input), _mm256_cmpgt_epi32(words, lane));
+    uint32_t rest = 0; // the bytes that fill no word
+    input += bytes / 4 * 4;
+    switch (bytes % 4) {
+    case 3: rest |= uint32_t(input[2]) << 16; [[fallthrough]];
+    case 2: rest |= uint32_t(input[1]) << 8; [[fallthrough]];
+    case 1: rest |= input[0]; break;
+    }
+    return _mm256_or_si256(whole, _mm256_and_si256(_mm256_cmpeq_epi32(words, lane), _mm256_set1_epi32(int(rest))));
+}
+
+// Reverses the bits of each byte, so that pixel n of the block is bit n.
+VEXO_TARGET_AVX2 inline __m256i PixelOrder(__m256i bytes)
+{
+    const __m256i reversed = _mm256_broadcastsi128_si256(
+        _mm_setr_epi8(0x0, 0x8, 0x4, 0xC, 0x2, 0xA, 0x6, 0xE, 0x1, 0x9, 0x5, 0xD, 0x3, 0xB, 0x7, 0xF));
+    const __m256i nibble = _mm256_set1_epi8(0xF);
+    const __m256i low = _mm256_shuffle_epi8(reversed, _mm256_and_si256(bytes, nibble));
+    const __m256i high = _mm256_shuffle_epi8(reversed, _mm256_and_si256(_mm256_srli_epi32(bytes, 4), nibble));
+    return _mm256_or_si256(_mm256_slli_epi32(low, 4), high);
+}
+
+// A 1 for each pixel that differs from the one before it; `previous` is the block in front.
+VEXO_TARGET_AVX2 inline __m256i MarkChanges(__m256i pixels, __m256i previous)
+{
+    const __m256i straddling = _mm256_permute2x128_si256(previous, pixels, 0x21);
+    const __m256i wordBefore = _mm256_alignr_epi8(pixels, straddling, 12);
+    const __m256i before = _mm256_or_si256(_mm256_slli_epi32(pixels, 1), _mm256_srli_epi32(wordBefore, 31));
+    return _mm256_xor_si256(pixels, before);
+}
+
+// The first `count` bits of a block, `count` from 0 to 256.
+VEXO_TARGET_AVX2 inline __m256i FirstBits(uint32_t count)
+{
+    const __m256i firstBit = _mm256_setr_epi32(0, 32, 64, 96, 128, 160, 192, 224);
+    const __m256i bits =
+        _mm256_max_epi32(_mm256_sub_epi32(_mm256_set1_epi32(int(count)), firstBit), _mm256_setzero_si256());
+    return _mm256_andnot_si256(_mm256_sllv_epi32(_mm256_set1_epi32(-1), bits), _mm256_set1_epi32(-1));
+}
+
+#if INTPTR_MAX == INT64_MAX
+VEXO_TARGET_AVX2 inline uint32_t LowestBit(uint64_t word) { return uint32_t(_tzcnt_u64(word)); }
+VEXO_TARGET_AVX2 inline ptrdiff_t CountBits(uint64_t word) { return ptrdiff_t(_mm_popcnt_u64(word)); }
+#else
+VEXO_TARGET_AVX2 inline uint32_t LowestBit(uint32_t word) { return _tzcnt_u32(word); }
+VEXO_TARGET_AVX2 inline ptrdiff_t CountBits(uint32_t word) { return _mm_popcnt_u32(word); }
+#endif
+
+// Lists the positions of marks and returns the end of the list. Four places are written at a time: most words hold fewer
+// marks, and what is too much is overwritten, so that no branch depends on the picture until a word holds more than four.
+VEXO_TARGET_AVX2 uint16_t *ListMarks(uint16_t *list, const size_t *words, uint32_t bits)
+{
+    for (uint32_t base = 0; base < bits; base += sizeof(size_t) * 8) {
+        size_t word = *words++;
+        uint16_t *place = list;
+        list += CountBits(word);
+        do {
+            for (int i = 0; i < kMarksAStep; ++i) {
+                const_cast<volatile uint16_t &>(place[i]) = uint16_t(base + LowestBit(word));
+                word &= word - 1;
+            }
+            place += kMarksAStep;
+        } while (word);
+    }
+    return list;
+}
+
+// Writes the distances between `count` positions.
+inline uint16_t *WriteDistances(uint16_t *runs, const uint16_t *positions, ptrdiff_t count)
+{
+    ptrdiff_t i = 1;
+    for (; i + 8 <= count; i += 8, runs += 8) {
+        const __m128i here = _mm_loadu_si128(reinterpret_cast<const __m128i *>(positions + i));
+        const __m128i before = _mm_loadu_si128(reinterpret_cast<const __m128i *>(positions + i - 1));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(runs), _mm_sub_epi16(here, before));
+    }
+    for (; i < count; ++i)
+        *runs++ = uint16_t(positions[i] - positions[i - 1]);
+    return runs;
+}
+
+// What goes on from one chunk of a row to the next.
+struct PixelsBefore {
+    __m256i block;
+};
+
+VEXO_TARGET_AVX2 __attribute__((noinline)) void MarkChunk(size_t *words, const uint8_t *input, uint32_t bits, uint32_t *carry, int startBit)
+{
+    __m256i previous = _mm256_set1_epi32(int(*carry << 31));
+    __m256i keep = _mm256_andnot_si256(FirstBits(uint32_t(startBit)), _mm256_set1_epi32(-1));
+    for (uint32_t left = bits;;) {
+        const __m256i pixels = _mm256_and_si256(PixelOrder(LoadBlock(input, (left + 7) / 8)), keep);
+        __m256i marks = MarkChanges(pixels, previous);
+        if (left < kBlockBits)
+            marks = _mm256_and_si256(marks, FirstBits(left));
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(words), marks);
+        if (left <= kBlockBits) {
+            *carry = uint32_t(_mm256_extract_epi32(pixels, 7)) >> 31;
+            return;
+        }
+        previous = pixels;
+        keep = _mm256_set1_epi32(-1);
+        words += 32 / sizeof(size_t);
+        input += 32;
+        left -= kBlockBits;
+    }
+}
+
+VEXO_TARGET_AVX2 int CodeRunsAvx2(uint16_t *runs, const uint8_t *input, int startBit, int count)
+{
+    size_t words[kChunkBits / 8 / sizeof(size_t)];
+    uint16_t positions[kChunkBits + kMarksAStep];
+    uint16_t *const first = runs;
+    uint32_t left = uint32_t(startBit) + uint32_t(count);
+    int length = -startBit; // of the current run, up to the chunk
+    uint32_t carry = 0;
+
+    for (uint32_t chunk; left > 0; left -= chunk) {
+        chunk = left < kChunkBits ? left : kChunkBits;
+        MarkChunk(words, input, chunk, &carry, startBit);
+        startBit = 0;
+        input += kChunkBits / 8;
+        uint16_t *end = ListMarks(positions, words, chunk);
+        if (end == positions) {
+            length += int(chunk);
+            continue;
+        }
+        runs = EmitRun(runs, length + positions[0]);
+        runs = WriteDistances(runs, positions, end - positions);
+        length = int(chunk) - end[-1];
+    }
+    return int(EmitRun(runs, length) - first);
+}
+
+RunKernels runKernels = {CodeRunsPlain, ExpandRunsPlain};
+
+} // namespace
+
+const RunKernels plainRunKernels = {CodeRunsPlain, ExpandRunsPlain};
+
+void SelectRunKernels(CpuLevel level)
+{
+    runKernels.codeRuns = level >= CpuLevel::Avx2 ? CodeRunsAvx2 : CodeRunsPlain;
+    runKernels.expandRuns = ExpandRunsSse2;
+}
+
+int CodeRuns(uint16_t *runs, const uint8_t *input, int startBit, int count)
+{
+    return count > 0 ? runKernels.codeRuns(runs, input + startBit / 8, startBit % 8, count) : 0;
+}
+
+} // namespace vexo
+
+using namespace vexo;
+
+int VEXO_CALL V_ExpandRow(const WORD *runs, void *output, int start, int count)
+{
+    if (!output || count <= 0 || start < 0)
+        return 1;
+    if (runs)
+        runKernels.expandRuns(runs, static_cast<uint8_t *>(output), start, count);
+    else
+        memset(output, 0, (size_t(count) + 7) / 8);
+    return 1;
+}
+
+int VEXO_CALL V_CompressRow(WORD *runs, const void *input, int startBit, int count)
+{
+    if (!runs || !input || startBit < 0 || count <= 0)
+        return 0;
+    CodeRuns(runs, static_cast<const uint8_t *>(input), startBit, count);
+    return count;
+}

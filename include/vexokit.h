@@ -1,0 +1,504 @@
+/* VEXOKIT: the kernel library of a raster-imaging toolkit for Windows.
+ *
+ * Every operation works on one record, the BitmapHandle, which the caller owns and passes by address. The library
+ * fills it in, allocates the pixel storage behind it and reads and writes it row by row. A minimal program:
+ *
+ *     BitmapHandle bitmap;
+ *     if (V_CreateBitmap(&bitmap, STORAGE_MEMORY, 640, 480, 24, COLOR_ORDER_BGR, NULL, ORIENT_BOTTOM_UP)
+ *         == RESULT_SUCCESS) {
+ *         V_PutPixelColor(&bitmap, 0, 0, RGB(255, 0, 0));
+ *         V_FreeBitmap(&bitmap);
+ *     }
+ *
+ * Conventions that hold for the whole interface:
+ *
+ * - Functions use the callee-pops convention (VEXO_CALL); the file functions that double as redirection callbacks
+ *   use the caller-pops one (VEXO_CDECL).
+ * - Most functions return a status: RESULT_SUCCESS (1), RESULT_FAILURE (0) or one of the negative ERR_ values.
+ * - A failing call leaves the caller's bitmap as it was and keeps nothing it had allocated, unless the comment of the
+ *   function says otherwise. A null record gives ERR_NO_BITMAP where no other status is named.
+ * - Row numbers are stored rows: row 0 is the bottom line of the picture when Orientation is ORIENT_BOTTOM_UP.
+ * - Rectangles are left, top, right, bottom; right and bottom are exclusive.
+ * - The library starts no threads and takes no locks. Settings belong to the calling thread. One record must not be
+ *   used by two threads at once; different records may.
+ * - Colour arrays are RGBQUADs (blue, green, red, reserved).
+ *
+ * The header needs windows.h only and compiles as C and as C++. The 64-bit library has the same fields in the same
+ * order with native pointers and handles; sizes given in bytes are those of the 32-bit library. */
+#ifndef VEXOKIT_H
+#define VEXOKIT_H
+
+#include <windows.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#define VEXO_CALL  __stdcall
+#define VEXO_CDECL __cdecl
+#ifndef VEXO_API
+#define VEXO_API
+#endif
+
+/* ---- Status values ------------------------------------------------------------------------------------------- */
+
+#define RESULT_SUCCESS          1    /* done */
+#define RESULT_FAILURE          0    /* plain failure */
+#define ERR_NO_MEMORY           (-1) /* an allocation, a mapping or a temporary file could not be had */
+#define ERR_NO_BITMAP           (-2) /* null record, or a bitmap without storage */
+#define ERR_FILE_SEEK           (-4) /* a seek on disk storage did not land where asked */
+#define ERR_FILE_WRITE          (-5) /* short write to disk storage */
+#define ERR_FILE_READ           (-7) /* short read from disk storage */
+#define ERR_INV_RANGE           (-11) /* a size or range of zero, outside the bitmap, or beyond 32 bits */
+#define ERR_INV_PARAMETER       (-13) /* null pointer, bad mode, depth, index or flag */
+#define ERR_BAD_REQUEST         (-16) /* a layout the library does not handle */
+#define ERR_BAD_BITS_PER_PIXEL  (-27) /* a depth other than 1 to 8, 16, 24 or 32 */
+
+/* ---- Colours --------------------------------------------------------------------------------------------------
+ * A colour is 0x00BBGGRR, or COLOR_INDEX(i) to name entry i of a palette (top byte 1). */
+
+#define COLOR_INDEX(index)      ((COLORREF)(0x01000000u | (unsigned)(index)))
+#define COLOR_INVALID           ((COLORREF)0x80000000u) /* what V_GetPixelColor returns for no pixel */
+
+/* ---- The bitmap record ---------------------------------------------------------------------------------------- */
+
+/* Orientation: which line of the picture stored row 0 holds. Code tests for ORIENT_BOTTOM_UP only. */
+#define ORIENT_TOP_DOWN         0
+#define ORIENT_BOTTOM_UP        2
+
+/* ColorOrder of 16, 24 and 32-bit pixels: the first byte (24, 32 bits) or the lowest field (16 bits). */
+#define COLOR_ORDER_RGB         0
+#define COLOR_ORDER_BGR         1
+
+/* Flags */
+#define FLAG_ALLOCATED          0x001u /* storage exists */
+#define FLAG_MEMORY             0x002u /* memory storage; set for compressed storage too */
+#define FLAG_DISK               0x004u /* temporary-file storage */
+#define FLAG_LOCKED             0x010u /* global-memory storage is locked and Data is valid */
+#define FLAG_BIT5               0x020u /* not interpreted; V_DupBitmapNewDim carries it over */
+#define FLAG_WAIT_INPUT         0x040u /* animation: wait for user input after this frame */
+#define FLAG_TRANSPARENT        0x080u /* animation: AnimTransparent is in force */
+#define FLAG_COMPRESSED         0x100u /* compressed 1-bit rows */
+
+/* Memory types of V_AllocateBitmap and V_CreateBitmap */
+#define STORAGE_MEMORY          1     /* page-file mapping (Win32s: global memory, else a temporary file) */
+#define STORAGE_DISK            128   /* page-file mapping (Win32s: temporary file) */
+#define STORAGE_MEMORY_ONLY     256   /* page-file mapping (Win32s: global memory) */
+#define STORAGE_COMPRESSED      0x200 /* | one of the above: compressed rows at 1 bit per pixel, ignored otherwise */
+
+struct BitmapRegion; /* internal to the library */
+
+/* Describes one image. The caller owns the record; between V_AllocateBitmap and V_FreeBitmap the record owns its
+ * storage, its Palette and its Region. 26 fields of 32 bits (104 bytes) in the 32-bit library. */
+typedef struct BitmapHandle {
+    UINT_PTR Handle;             /* global-memory, file-mapping or file handle; unused for compressed storage */
+    void *Data;                  /* memory: the pixels (global memory: only while locked); disk: the file's name;
+                                    compressed: the library's row table */
+    int Width;                   /* pixels per row */
+    int Height;                  /* rows */
+    int BitsPerPixel;            /* 1 to 8, 16, 24 or 32 */
+    int BytesPerLine;            /* bytes per stored row, a multiple of 4 */
+    unsigned CachedRowOffset;    /* byte offset of row CachedRow: the library's row-address cache */
+    int CachedRow;
+    unsigned Flags;              /* FLAG_ bits */
+    int ColorCount;              /* 1 << BitsPerPixel for 8 bits or fewer, else 0 */
+    HPALETTE Palette;            /* the bitmap's palette or null; owned by the record */
+    int Orientation;             /* ORIENT_BOTTOM_UP (default) or ORIENT_TOP_DOWN */
+    int ColorOrder;              /* COLOR_ORDER_ value; 0 for palettised depths */
+    unsigned Size;               /* bytes of uncompressed storage; 0: never initialised. Compressed storage: bytes of
+                                    the row pool after each row write */
+    void *DitherState;           /* working state of a dithering pass, or null */
+    int DitherMode;              /* dithering method of reductions, 0 to 8 */
+    unsigned Reserved;           /* not interpreted */
+    struct BitmapRegion *Region; /* the bitmap's region or null; owned by the record */
+    int XResolution;             /* dots per inch */
+    int YResolution;             /* dots per inch */
+    int AnimLeft;                /* left edge of this frame on an animation canvas */
+    int AnimTop;                 /* top edge, from the top of the canvas */
+    unsigned AnimDelay;          /* milliseconds to show the frame; 0: no delay */
+    COLORREF AnimBackground;     /* background colour of the canvas */
+    COLORREF AnimTransparent;    /* transparent colour, in force with FLAG_TRANSPARENT */
+    int AnimDisposal;            /* 2: background colour, 3: previous contents; other: leave the frame in place */
+} BitmapHandle;
+
+/* What V_VersionInfo fills in: 104 bytes in both libraries. */
+typedef struct VersionRecord {
+    char Product[60];    /* Windows-1252, padded with zero bytes */
+    unsigned Zero;       /* always 0 */
+    unsigned Major;      /* 7 */
+    unsigned Minor;      /* 0 */
+    char BuildDate[16];  /* "Apr  7 1997" */
+    char BuildTime[16];  /* "17:25:29" */
+} VersionRecord;
+
+/* ---- Settings of the calling thread --------------------------------------------------------------------------- */
+
+/* Progress of a long operation: called with 0 first, then with growing percentages up to 100. Any result other than
+ * RESULT_SUCCESS stops the operation, which then returns that value. */
+typedef int(VEXO_CALL *VexoStatusCallback)(int percent);
+
+/* Sets the resolution that V_InitBitmap gives to new bitmaps, in dots per inch. The value is stored unchecked; values
+ * below 1 stand for 150. Returns the previous value (150 at first). */
+VEXO_API int VEXO_CALL V_SetDefaultXResolution(int dotsPerInch);
+VEXO_API int VEXO_CALL V_SetDefaultYResolution(int dotsPerInch);
+VEXO_API int VEXO_CALL V_GetDefaultXResolution(void);
+VEXO_API int VEXO_CALL V_GetDefaultYResolution(void);
+
+/* Sets the dithering method (0 to 8) that V_InitBitmap gives to new bitmaps; 7 at first.
+ * Returns RESULT_SUCCESS, or ERR_INV_PARAMETER for a method above 8 (nothing changes). */
+VEXO_API int VEXO_CALL V_DefaultDithering(unsigned method);
+
+/* Sets the display-mode bits: new mode = (old and not mask) or (value and mask). Returns the old mode (12 at first).
+ * When the old mode lacked value 4 and `value` itself has it, the thread's table of palette indices starts over.
+ * Returns 0 and changes nothing when the thread's settings cannot be allocated. */
+VEXO_API unsigned VEXO_CALL V_SetDisplayMode(unsigned mask, unsigned value);
+VEXO_API unsigned VEXO_CALL V_GetDisplayMode(void);
+
+/* Sets the progress callback (null: none). Returns the previous one. */
+VEXO_API VexoStatusCallback VEXO_CALL V_SetStatusCallBack(VexoStatusCallback callback);
+VEXO_API VexoStatusCallback VEXO_CALL V_GetStatusCallBack(void);
+
+/* Chooses how page-file mappings are cached: 0 (default) makes them with SEC_NOCACHE, 1 without it. On current Windows
+ * versions every access to an uncached mapping goes to main memory, so 1 is many times faster; set it unless another
+ * process or a device must see each write at once. It holds for bitmaps allocated afterwards by the calling thread.
+ * Returns the previous value. */
+VEXO_API int VEXO_CALL V_SetStorageCaching(int cached);
+
+/* Copies the version record. Returns RESULT_SUCCESS, or ERR_INV_PARAMETER for a null pointer. */
+VEXO_API int VEXO_CALL V_VersionInfo(VersionRecord *version);
+
+/* ---- Memory and files ----------------------------------------------------------------------------------------- */
+
+/* Working memory from the global heap, locked for its whole life. All return null on failure. V_OsAllocInit clears the
+ * block when `zero` is not 0. V_OsReAlloc keeps the contents up to the smaller size; when it fails the old block stays
+ * allocated but is left unlocked. V_OsFree returns 0; null is accepted. */
+VEXO_API void *VEXO_CALL V_OsAlloc(unsigned size);
+VEXO_API void *VEXO_CALL V_OsAllocInit(unsigned size, int zero);
+VEXO_API void *VEXO_CALL V_OsReAlloc(void *block, unsigned size);
+VEXO_API int VEXO_CALL V_OsFree(void *block);
+
+/* Open flags: the low two bits choose the access (0 read, 1 write, 2 and 3 both); OS_CREATE makes the file or empties
+ * it, OS_TRUNCATE empties an existing file, neither opens an existing file. */
+#define OS_READ_ONLY            0
+#define OS_WRITE_ONLY           1
+#define OS_READ_WRITE           2
+#define OS_CREATE               0x100
+#define OS_TRUNCATE             0x200
+
+/* Permission flags, which choose the sharing: both read and write, 0x80 alone none, 0x100 alone read; neither: none. */
+#define OS_PERMIT_WRITE         0x080
+#define OS_PERMIT_READ          0x100
+
+/* Files are Win32 file handles; -1 means no file.
+ *
+ * V_OsOpen returns a handle or -1. V_OsRead and V_OsWrite return the bytes moved or -1. V_OsSeek takes origin 0 for
+ * the beginning, 1 for the current position, anything else for the end, and returns the new position or 0xFFFFFFFF.
+ * V_OsClose returns 0 or -1. */
+VEXO_API INT_PTR VEXO_CDECL V_OsOpen(const char *name, int openFlags, int permissionFlags);
+VEXO_API int VEXO_CDECL V_OsRead(INT_PTR file, void *buffer, unsigned count);
+VEXO_API int VEXO_CDECL V_OsWrite(INT_PTR file, const void *buffer, unsigned count);
+VEXO_API unsigned VEXO_CDECL V_OsSeek(INT_PTR file, int offset, int origin);
+VEXO_API int VEXO_CDECL V_OsClose(INT_PTR file);
+
+/* Creates or empties a file. Attribute bits: 1 read-only (the handle then reads only), 2 hidden, 4 system.
+ * Returns a handle or -1. */
+VEXO_API INT_PTR VEXO_CALL V_OsCreat(const char *name, int attributes);
+/* Deletes a file. Returns 0 or -1. */
+VEXO_API int VEXO_CALL V_OsDelete(const char *name);
+/* Makes an empty file of a new name in the temporary directory and stores its name in `buffer` (260 characters or
+ * more). Always returns 0; after a failure the buffer holds an empty string. */
+VEXO_API int VEXO_CALL V_OsGetTempName(char *buffer);
+
+typedef INT_PTR(VEXO_CDECL *VexoOpenCallback)(const char *name, int openFlags, int permissionFlags);
+typedef int(VEXO_CDECL *VexoReadCallback)(INT_PTR file, void *buffer, unsigned count);
+typedef int(VEXO_CDECL *VexoWriteCallback)(INT_PTR file, const void *buffer, unsigned count);
+typedef unsigned(VEXO_CDECL *VexoSeekCallback)(INT_PTR file, int offset, int origin);
+typedef int(VEXO_CDECL *VexoCloseCallback)(INT_PTR file);
+
+/* Replaces the calling thread's five file callbacks, which the V_Redirected functions call. A null argument puts the
+ * V_Os function back. */
+VEXO_API void VEXO_CALL V_RedirectIO(VexoOpenCallback open, VexoReadCallback read, VexoWriteCallback write,
+                                     VexoSeekCallback seek, VexoCloseCallback close);
+/* Exchanges callbacks: for each pointer that is not null, the current callback is written to it, and the value it held
+ * becomes the current one unless it was null. A second call with the same pointers restores the former set. */
+VEXO_API void VEXO_CALL V_FilterIO(VexoOpenCallback *open, VexoReadCallback *read, VexoWriteCallback *write,
+                                   VexoSeekCallback *seek, VexoCloseCallback *close);
+/* Call the calling thread's current callback and return its result. */
+VEXO_API INT_PTR VEXO_CDECL V_RedirectedOpen(const char *name, int openFlags, int permissionFlags);
+VEXO_API int VEXO_CDECL V_RedirectedRead(INT_PTR file, void *buffer, unsigned count);
+VEXO_API int VEXO_CDECL V_RedirectedWrite(INT_PTR file, const void *buffer, unsigned count);
+VEXO_API unsigned VEXO_CDECL V_RedirectedSeek(INT_PTR file, int offset, int origin);
+VEXO_API int VEXO_CDECL V_RedirectedClose(INT_PTR file);
+
+/* ---- Bitmaps and their storage -------------------------------------------------------------------------------- */
+
+/* Fills in a record without storage: zeroes it, then sets the size fields, Orientation (bottom up), ColorOrder (blue
+ * first above 8 bits), ColorCount, the thread's dithering method and resolutions. Any storage the record had is
+ * forgotten, not freed. Width and height are checked by V_AllocateBitmap.
+ * Returns RESULT_SUCCESS, ERR_NO_BITMAP for a null record, or ERR_BAD_BITS_PER_PIXEL (the record is zeroed). */
+VEXO_API int VEXO_CALL V_InitBitmap(BitmapHandle *bitmap, int width, int height, int bitsPerPixel);
+
+/* Makes row storage, all zero bits except for global memory, for a record that V_InitBitmap has filled.
+ * memoryType: a STORAGE_ value. STORAGE_COMPRESSED counts at 1 bit per pixel, where the rest of the value is not
+ * looked at, and is dropped at other depths.
+ * Returns RESULT_SUCCESS; ERR_INV_RANGE for an empty size, a width or height below 1 or a size beyond 32 bits;
+ * ERR_INV_PARAMETER for an unknown type; ERR_NO_MEMORY; ERR_FILE_WRITE when the temporary file cannot be extended. */
+VEXO_API int VEXO_CALL V_AllocateBitmap(BitmapHandle *bitmap, int memoryType);
+
+/* V_InitBitmap and V_AllocateBitmap in one, with a palette.
+ * bitsPerPixel  a depth, or 0 for 8 bits with a palette of 256 grays
+ * colorOrder    kept for 16 bits and more
+ * palette       1 << bitsPerPixel quads for palettised depths, or null for the fixed palette of the depth
+ * Returns RESULT_SUCCESS; ERR_INV_PARAMETER for a null record; ERR_BAD_BITS_PER_PIXEL (the record is zeroed); the
+ * errors of V_AllocateBitmap, or ERR_NO_MEMORY when the palette cannot be made (the record is unchanged). */
+VEXO_API int VEXO_CALL V_CreateBitmap(BitmapHandle *bitmap, int memoryType, int width, int height, int bitsPerPixel,
+                                      int colorOrder, const RGBQUAD *palette, int orientation);
+
+/* Frees the region, the palette and the storage. Harmless on a record without them. Sizes and Data are left as they
+ * were; after compressed storage FLAG_MEMORY stays set. */
+VEXO_API void VEXO_CALL V_FreeBitmap(BitmapHandle *bitmap);
+/* V_FreeBitmap for an allocated bitmap, nothing otherwise. With freeAttachments 0 Palette and Region are first set to
+ * null, so that a caller who copied them keeps them. Returns RESULT_SUCCESS. */
+VEXO_API int VEXO_CALL V_FreeImage(BitmapHandle *bitmap, int freeAttachments);
+
+/* Lock pairs around direct use of Data. They matter for global-memory storage only; elsewhere Data needs no lock.
+ * V_LockBitmap returns the previous state (1 locked, 0 not), which goes to V_UnlockBitmap, so that pairs nest. */
+VEXO_API int VEXO_CALL V_LockBitmap(BitmapHandle *bitmap);
+VEXO_API void VEXO_CALL V_UnlockBitmap(BitmapHandle *bitmap, int previousState);
+/* Lock without reporting, and unlock whatever the nesting. */
+VEXO_API void VEXO_CALL V_AccessBitmap(BitmapHandle *bitmap);
+VEXO_API void VEXO_CALL V_ReleaseBitmap(BitmapHandle *bitmap);
+
+/* Changes the number of rows. Stored rows below the new height keep their contents (bottom up: the lower lines of the
+ * picture); new rows of page-file and compressed storage are zero.
+ * Returns RESULT_SUCCESS; ERR_NO_BITMAP; ERR_INV_PARAMETER for a locked bitmap; ERR_INV_RANGE for a height below 1 or
+ * a size beyond 32 bits; ERR_NO_MEMORY. When shrinking compressed storage runs out of memory, Height is the new one
+ * all the same and the rows beyond it are gone. */
+VEXO_API int VEXO_CALL V_ChangeBitmapHeight(BitmapHandle *bitmap, int newHeight);
+
+/* Copies all fields. Both records then share storage, palette and region; only one of them may be freed. */
+VEXO_API void VEXO_CALL V_CopyBitmapHandle(BitmapHandle *destination, const BitmapHandle *source);
+
+/* What V_DupBitmapNewDim makes for the destination itself rather than sharing it with the source */
+#define DUP_ALLOCATE            1 /* storage */
+#define DUP_PALETTE             2 /* a palette of its own */
+#define DUP_REGION              4 /* a region of its own */
+
+/* Makes `destination` a bitmap of another size or depth with the attributes of `source`: orientation, colour order,
+ * resolutions, FLAG_BIT5, compression (1 bit only), palette, region and animation fields. Pixels are not copied.
+ * Returns RESULT_SUCCESS; ERR_NO_BITMAP for a null record or a source without storage; the errors of V_AllocateBitmap;
+ * ERR_NO_MEMORY when the palette or region cannot be copied. */
+VEXO_API int VEXO_CALL V_DupBitmapNewDim(BitmapHandle *destination, const BitmapHandle *source, int width, int height,
+                                         int bitsPerPixel, unsigned flags);
+
+/* Copies the animation fields and their two flags; the colours pass through V_TranslateBitmapColor.
+ * Returns RESULT_SUCCESS, or ERR_INV_PARAMETER for a null record. */
+VEXO_API int VEXO_CALL V_CopyPlaybackParms(BitmapHandle *destination, const BitmapHandle *source);
+
+/* Makes a colour of `source` usable in `destination`: a palette index becomes a colour where the destination is deeper
+ * than 8 bits, and a colour or an index of another palette becomes the index that GDI finds nearest where it is not.
+ * `source` may be null. Returns the colour. */
+VEXO_API COLORREF VEXO_CALL V_TranslateBitmapColor(const BitmapHandle *destination, const BitmapHandle *source,
+                                                   COLORREF color);
+
+/* ---- Rows and pixels ------------------------------------------------------------------------------------------ */
+
+/* Move bytes between a buffer and stored rows, in the bitmap's own format. A count beyond one row goes on in the rows
+ * that follow. The `Col` forms start at a pixel column, rounded down to the byte that holds it. The bitmap must be
+ * locked (V_LockBitmap); rows and counts are not checked against the size of uncompressed bitmaps.
+ *
+ * Compressed bitmaps: the start column is rounded down to a multiple of 8, and a transfer consumes whole stored rows:
+ * each step takes min(width - start, 8 x remaining bytes) pixels and BytesPerLine - start / 8 bytes of the buffer, so
+ * that BytesPerLine bytes are exactly one row. It ends at the last row.
+ *
+ * Return the bytes moved; ERR_NO_MEMORY for a record without storage; ERR_NO_BITMAP for a null record;
+ * ERR_INV_PARAMETER for a null buffer, a negative count, or (compressed) a row or column outside the bitmap;
+ * ERR_FILE_SEEK, ERR_FILE_READ, ERR_FILE_WRITE. */
+VEXO_API int VEXO_CALL V_GetBitmapRow(BitmapHandle *bitmap, void *buffer, int row, int byteCount);
+VEXO_API int VEXO_CALL V_PutBitmapRow(BitmapHandle *bitmap, const void *buffer, int row, int byteCount);
+VEXO_API int VEXO_CALL V_GetBitmapRowCol(BitmapHandle *bitmap, void *buffer, int row, int column, int byteCount);
+VEXO_API int VEXO_CALL V_PutBitmapRowCol(BitmapHandle *bitmap, const void *buffer, int row, int column, int byteCount);
+
+/* Compressed rows as runs: unsigned 16-bit lengths of pixels that alternate between value 0 and value 1, the first of
+ * value 0 (length 0 when the first pixel is 1). A run above 65535 is written as 65535, 0, rest. In expanded form the
+ * first bit of the buffer is the start column; columns need not be multiples of 8.
+ *
+ * expanded    (pixelCount + 7) / 8 bytes, or null
+ * runs        up to pixelCount + 1 words, or null
+ * runCount    the number of runs read or given; pixels beyond the given runs are 0. When both buffers are given to the
+ *             writer the runs count.
+ * Return the pixel count; ERR_NO_BITMAP; ERR_INV_PARAMETER for a bitmap that is not compressed, both buffers null,
+ * pixels outside the row or runs longer than the pixel count; ERR_NO_MEMORY. */
+VEXO_API int VEXO_CALL V_GetBitmapRowColCompressed(BitmapHandle *bitmap, void *expanded, WORD *runs, int row,
+                                                   int column, int pixelCount, int *runCount);
+VEXO_API int VEXO_CALL V_PutBitmapRowColCompressed(BitmapHandle *bitmap, const void *expanded, const WORD *runs,
+                                                   int row, int column, int pixelCount, int runCount);
+
+/* Expands runs to bits, most significant bit first: output bit 0 is pixel `start`. `runs` must cover start + count
+ * pixels; null gives zeros. Writes (count + 7) / 8 bytes. Returns 1. */
+VEXO_API int VEXO_CALL V_ExpandRow(const WORD *runs, void *output, int start, int count);
+/* Codes `count` bits of `input`, from bit `startBit` on, into at most count + 1 runs. Returns the pixel count. */
+VEXO_API int VEXO_CALL V_CompressRow(WORD *runs, const void *input, int startBit, int count);
+
+/* Returns the colour of a pixel as 0x00BBGGRR, or COLOR_INVALID for a null or unallocated bitmap, a pixel outside it
+ * or a read that failed. */
+VEXO_API COLORREF VEXO_CALL V_GetPixelColor(BitmapHandle *bitmap, int row, int column);
+/* Sets a pixel of the bitmap's region. Palettised bitmaps take COLOR_INDEX(i), masked to the depth, as it is and other
+ * colours through V_FindPaletteIndex. Deeper bitmaps take the nearest form of the colour; COLOR_INDEX(i) writes black.
+ * The fourth byte of 32-bit pixels becomes 0.
+ * Returns RESULT_SUCCESS, ERR_NO_BITMAP, ERR_INV_RANGE for a pixel outside the region or the bitmap, or a storage
+ * error. */
+VEXO_API int VEXO_CALL V_PutPixelColor(BitmapHandle *bitmap, int row, int column, COLORREF color);
+
+/* ---- Palettes and colour matching ----------------------------------------------------------------------------- */
+
+/* Makes a GDI palette of `count` quads; the reserved bytes become peFlags. The caller owns it (DeleteObject).
+ * Returns null for null quads, a count below 1 or above 65535, or a GDI failure. */
+VEXO_API HPALETTE VEXO_CALL V_CreatePalette(const RGBQUAD *colors, int count);
+/* Returns the number of entries, 0 for null. */
+VEXO_API int VEXO_CALL V_GetPaletteSize(HPALETTE palette);
+/* Read and write entries as quads; peFlags and reserved bytes are carried across. Both return GDI's count; on 0
+ * nothing was read or written. */
+VEXO_API int VEXO_CALL V_GetPaletteEntries(HPALETTE palette, int first, int count, RGBQUAD *colors);
+VEXO_API int VEXO_CALL V_SetPaletteEntries(HPALETTE palette, int first, int count, const RGBQUAD *colors);
+/* Returns a palette of the display's system palette, or null when the display has none. */
+VEXO_API HPALETTE VEXO_CALL V_CreateSystemPalette(void);
+
+/* The fixed palettes of depths 1 to 8: black and white; four grays; the eight corners of the cube; the 16 Windows
+ * colours; and 2 or 4 evenly spaced levels a channel at 5 and 6 bits, with 8 levels of green at 7 bits and of green and
+ * red at 8 bits. Returns a pointer to constant quads, or null for any other depth. */
+VEXO_API const RGBQUAD *VEXO_CALL V_IntGetFixedPalette(int depth);
+/* Copies the fixed palette of a depth; depth 0 gives 256 grays. Returns RESULT_SUCCESS or ERR_INV_PARAMETER. */
+VEXO_API int VEXO_CALL V_GetFixedPalette(RGBQUAD *colors, int depth);
+/* Returns a new palette of the fixed colours, null for a depth other than 0 (as 1) to 8. */
+VEXO_API HPALETTE VEXO_CALL V_CreateFixedPalette(int depth);
+/* Gives the bitmap the fixed palette for its ColorCount; the old handle is not deleted.
+ * Returns RESULT_SUCCESS, or RESULT_FAILURE for another count or when the palette cannot be made. */
+VEXO_API int VEXO_CALL V_CreateBitmapFixedPalette(BitmapHandle *bitmap);
+/* Returns a new palette of 1 << depth evenly spaced grays (depth 0: 256; only the low five bits of depth count), null
+ * for a depth that GDI cannot hold, and on failure. */
+VEXO_API HPALETTE VEXO_CALL V_CreateGrayPalette(int depth);
+/* Returns a new palette with the same entries, null for an empty or null one, or when memory fails. */
+VEXO_API HPALETTE VEXO_CALL V_DupPalette(HPALETTE palette);
+
+/* Reads entries of the bitmap's palette. Returns RESULT_SUCCESS; ERR_NO_BITMAP for a null record; ERR_INV_PARAMETER
+ * for a count of 0, a null buffer, a bitmap deeper than 8 bits, or a palette without that many entries. */
+VEXO_API int VEXO_CALL V_GetBitmapColors(const BitmapHandle *bitmap, int first, int count, RGBQUAD *colors);
+/* Replaces entries; the bitmap gets a new palette object and the old one is deleted.
+ * Returns RESULT_SUCCESS; ERR_NO_BITMAP for a null record or one without storage; ERR_INV_PARAMETER for a range
+ * outside ColorCount, null colours or a bitmap deeper than 8 bits. When GDI cannot make the new palette, Palette is
+ * null afterwards. */
+VEXO_API int VEXO_CALL V_PutBitmapColors(BitmapHandle *bitmap, int first, int count, const RGBQUAD *colors);
+
+/* Compares red, green and blue of as many entries as the palette has, up to count. Returns 1 if they are equal or the
+ * palette is null or empty, else 0. */
+VEXO_API int VEXO_CALL V_CompareHandleToPalette(HPALETTE palette, const RGBQUAD *colors, int count);
+
+/* Results of V_IsGrayScaleBitmap */
+#define GRAYSCALE_NO            0 /* has colours, is deeper than 8 bits or has no full palette */
+#define GRAYSCALE_BLACK_FIRST   1 /* an even ramp from black */
+#define GRAYSCALE_WHITE_FIRST   2 /* an even ramp from white */
+#define GRAYSCALE_UNORDERED     3 /* grays that are not an even ramp */
+/* Tells what grays the bitmap's palette holds. A single-colour palette counts by its own entry. */
+VEXO_API int VEXO_CALL V_IsGrayScaleBitmap(const BitmapHandle *bitmap);
+
+/* Returns a table of 256 bytes: the number of 1 bits in each byte value. */
+VEXO_API const BYTE *VEXO_CALL V_Get1BitOnTable(void);
+
+/* Finds the palette entry nearest to a colour by squared distance in red, green and blue.
+ * Black takes entry 0 if that is black, else the last entry if that is; white takes the last entry first, then entry
+ * 0. Among equally near entries the last one with the target's order of hue wins over an earlier one of another order;
+ * the first exact match ends the search.
+ * Components are 0 to 255. Returns the index, or -1 when count is below 1. */
+VEXO_API int VEXO_CALL V_FindPaletteIndex(const RGBQUAD *colors, int count, int red, int green, int blue);
+
+/* Makes a match table: 32768 words indexed by the top five bits of red (bits 10-14), green and blue; each is the index
+ * nearest to the key's colour (components shifted left by three) plus one. The caller frees it with
+ * V_FreeUserMatchTable. Returns null for an empty palette or when memory fails. */
+VEXO_API unsigned *VEXO_CALL V_CreateUserMatchTable(const RGBQUAD *colors, int count);
+/* Lends a table to the calling thread's reductions (null: none). It must have been made for the palette in use.
+ * Returns the previous one. */
+VEXO_API unsigned *VEXO_CALL V_SetUserMatchTable(unsigned *table);
+/* Frees a table; null is accepted. Returns RESULT_SUCCESS. */
+VEXO_API int VEXO_CALL V_FreeUserMatchTable(unsigned *table);
+
+/* ---- Pixel buffer conversion ---------------------------------------------------------------------------------- */
+
+/* Converts pixels in place from one format to another, nearest colours without dithering.
+ *
+ * buffer        at least V_CalcConvertSize(count, sourceBits, count, destinationBits) bytes, packed from bit 0 on
+ * count         pixels; a negative count does nothing
+ * ...Bits       1 to 8 (palette indices, most significant bit first), 16 (five bits a channel, blue in the low bits
+ *               when blue is first), 24, 32, or 0 for 8-bit gray without a palette
+ * ...Order      COLOR_ORDER_ value for 16, 24 and 32 bits; not looked at otherwise
+ * ...Palette    1 << bits quads, or null for the fixed palette of the depth; not looked at for 0, 16, 24 and 32 bits
+ *
+ * Gray levels are (5 G + 2 R + B + 4) / 8. Five-bit channels widen as (x << 3) | (x >> 2). The fourth byte of 32-bit
+ * pixels survives from 32 to 32 bits and is 0 otherwise; bit 15 survives from 16 to 16 bits and is 0 otherwise.
+ * Bits behind the last pixel in its byte become 0 where the pixels change.
+ * Returns RESULT_SUCCESS, or ERR_INV_PARAMETER for a null buffer, a count of 0, an unknown depth or order; the buffer
+ * is then untouched. */
+VEXO_API int VEXO_CALL V_ConvertBuffer(void *buffer, int count, int sourceBits, int destinationBits, int sourceOrder,
+                                       int destinationOrder, const RGBQUAD *sourcePalette,
+                                       const RGBQUAD *destinationPalette);
+
+/* Returns the bytes of the largest of three rows, each padded to 4 bytes: sourceCount pixels of sourceBits,
+ * destinationCount pixels of sourceBits and destinationCount pixels of destinationBits. Depth 0 counts as 8. */
+VEXO_API unsigned VEXO_CALL V_CalcConvertSize(int sourceCount, int sourceBits, int destinationCount,
+                                              int destinationBits);
+
+/* ---- Colour reduction ----------------------------------------------------------------------------------------- */
+
+/* Flags of V_ColorResBitmap. At most one of the palette flags may be given; without one the fixed palette serves. */
+#define COLORRES_FIXED_PALETTE  0x00001u /* the fixed palette of the depth */
+#define COLORRES_OWN_PALETTE    0x00002u /* the bitmap's own palette, cut or padded with black to the depth */
+#define COLORRES_ORDER_BGR      0x00004u /* deeper than 8 bits: blue first; without it red first */
+#define COLORRES_CALLER_PALETTE 0x00010u /* the quads given, padded with black */
+#define COLORRES_GRAY_PALETTE   0x00020u /* evenly spaced grays */
+#define COLORRES_NO_DITHER      0x10000u /* nearest colours */
+
+/* Converts a bitmap in place to another depth, nearest colours without dithering. With COLORRES_OWN_PALETTE and a
+ * target at least as deep as the bitmap the indices are carried over unchanged. Orientation, resolutions, compression
+ * (1 bit only) and animation fields are kept; progress goes to the status callback.
+ *
+ * colors, colorCount   the quads for COLORRES_CALLER_PALETTE, at most 1 << bitsPerPixel; otherwise not looked at
+ * Returns RESULT_SUCCESS; ERR_NO_BITMAP; ERR_BAD_BITS_PER_PIXEL; ERR_INV_PARAMETER for unknown or contradicting flags,
+ * missing quads, or an own palette that does not exist; ERR_NO_MEMORY; a storage error; the callback's result. */
+VEXO_API int VEXO_CALL V_ColorResBitmap(BitmapHandle *bitmap, int bitsPerPixel, unsigned flags, const RGBQUAD *colors,
+                                        int colorCount);
+
+/* ---- Device-independent bitmaps (DIBs) ------------------------------------------------------------------------ */
+
+/* Makes a packed DIB: one movable global block with a 40-byte header, the colour table and the rows, bottom line
+ * first. 1, 4, 8 and 24 bits are kept; 2 and 3 bits become 4, 5 to 7 bits become 8, 16 and 32 bits become 24.
+ * The bitmap is unchanged. The caller owns the block (GlobalFree, or the clipboard).
+ * Returns null for a null or unallocated bitmap, or when memory or the storage fails. */
+VEXO_API HGLOBAL VEXO_CALL V_ConvertToDIB(BitmapHandle *bitmap);
+/* The same, and frees the bitmap on success; its storage becomes the DIB where that is possible. The header's
+ * colours-used field is the bitmap's ColorCount, and the colour table has that many entries.
+ * Returns null for a bitmap that is null, unallocated or locked, or when memory or the storage fails; the bitmap is
+ * then unchanged. */
+VEXO_API HGLOBAL VEXO_CALL V_ChangeToDIB(BitmapHandle *bitmap);
+
+/* Make a bitmap in memory storage from a DIB. Both check the header before they trust it: 12-byte core headers and
+ * headers of 40 to 124 bytes; 1, 4, 8, 16, 24 or 32 bits; one plane; no compression. Rows stored top down (negative
+ * height) are turned over, so that the result is always ORIENT_BOTTOM_UP. A colour table that is too short for the
+ * depth is padded with black, one that is too long is cut. A resolution of 0 takes the screen's width or height in
+ * pixels as pixels per metre (deliberate).
+ *
+ * V_ConvertFromDIB   `header` is followed by the colour table; `bits` holds the rows, each padded to 4 bytes.
+ *                    The record is filled as by V_InitBitmap, whatever it held.
+ * V_ChangeFromDIB    the block holds header, table and rows; it is freed, or becomes the bitmap's storage, on success
+ *                    and stays the caller's on failure. Nothing beyond GlobalSize is read.
+ * Return RESULT_SUCCESS; ERR_NO_BITMAP or ERR_INV_PARAMETER for null arguments (V_ConvertFromDIB: a null record is
+ * ERR_NO_BITMAP); ERR_INV_PARAMETER for a block that cannot be locked or is too short for what its header says, and
+ * for a width below 1 or a height of 0; ERR_BAD_REQUEST for another layout; ERR_INV_RANGE for a size beyond 32 bits;
+ * ERR_NO_MEMORY. The record is unchanged on failure. */
+VEXO_API int VEXO_CALL V_ConvertFromDIB(BitmapHandle *bitmap, const BITMAPINFOHEADER *header, const void *bits);
+VEXO_API int VEXO_CALL V_ChangeFromDIB(BitmapHandle *bitmap, HGLOBAL dib);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,277 @@
+// Row transfers and single pixels in every kind of storage, held against plain images.
+#include "tests/support/bitmaps.h"
+#include "tests/support/faults.h"
+#include "tests/support/library_test.h"
+#include "tests/support/page_heap.h"
+
+#include "vexokit.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
+namespace vexo::test
+{
+
+namespace
+{
+
+class Rows : public LibraryTest
+{
+private:
+    const PageHeapScope m_pageHeap; // storage ends at unreadable pages in every build
+};
+
+// The uncompressed rows of a bitmap as one array of bytes.
+class ByteModel
+{
+public:
+    explicit ByteModel(const BitmapHandle *bitmap)
+        : m_bitsPerPixel(bitmap->BitsPerPixel), m_bytesPerLine(bitmap->BytesPerLine), m_bytes(bitmap->Size)
+    {
+    }
+    uint8_t *At(int row, int column)
+    {
+        return m_bytes.data() + size_t(row) * size_t(m_bytesPerLine) + size_t(column) * size_t(m_bitsPerPixel) / 8;
+    }
+    int BytesFrom(int row, int column) { return int(m_bytes.data() + m_bytes.size() - At(row, column)); }
+
+private:
+    int m_bitsPerPixel;
+    int m_bytesPerLine;
+    std::vector<uint8_t> m_bytes;
+};
+
+} // namespace
+
+TEST_F(Rows, TransfersMatchOneArrayOfBytes)
+{
+    Random random(10);
+    for (int bits : kAllDepths) {
+        for (StorageKind kind : StorageKinds(bits)) {
+            if (kind == StorageKind::Compressed)
+                continue;
+            SCOPED_TRACE(testing::Message() << bits << " bits, " << kind);
+            const StorageScope scope(kind);
+            const int width = random.Between(1, 67), height = random.Between(2, 50);
+            TestBitmap bitmap(kind, width, height, bits);
+            Store(bitmap.get(), Image(width, height, bits));
+            ByteModel model(bitmap.get());
+            const int previous = V_LockBitmap(bitmap.get());
+            int row = 0;
+            for (int i = 0; i < 300; ++i) {
+                // Mostly one row up, one down or the same, as the row cache likes it.
+                row = random.OneIn(4) ? random.Below(height) : std::clamp(row + random.Between(-1, 1), 0, height - 1);
+                const bool isWholeRow = random.OneIn(3);
+                const int column = isWholeRow ? 0 : random.Below(width);
+                const int limit = model.BytesFrom(row, column);
+                const int count = isWholeRow        ? bitmap->BytesPerLine
+                                  : random.OneIn(4) ? random.Between(0, limit)
+                                                    : random.Between(0, std::min(limit, bitmap->BytesPerLine));
+                GuardedBuffer buffer(static_cast<size_t>(count));
+                if (random.OneIn(2)) {
+                    random.Fill(buffer.data(), buffer.size());
+                    const std::vector<uint8_t> given(buffer.data(), buffer.data() + count);
+                    const int moved = isWholeRow ? V_PutBitmapRow(bitmap.get(), buffer.data(), row, count)
+                                                 : V_PutBitmapRowCol(bitmap.get(), buffer.data(), row, column, count);
+                    ASSERT_EQ(count, moved);
+                    ASSERT_TRUE(std::equal(given.begin(), given.end(), buffer.data())) << "the buffer is only read";
+                    memcpy(model.At(row, column), buffer.data(), size_t(count));
+                } else {
+                    const int moved = isWholeRow ? V_GetBitmapRow(bitmap.get(), buffer.data(), row, count)
+                                                 : V_GetBitmapRowCol(bitmap.get(), buffer.data(), row, column, count);
+                    ASSERT_EQ(count, moved);
+                    ASSERT_EQ(0, memcmp(model.At(row, column), buffer.data(), size_t(count)))
+                        << "row " << row << ", column " << column << ", " << count << " bytes";
+                }
+            }
+            GuardedBuffer all(bitmap->Size);
+            ASSERT_EQ(int(bitmap->Size), V_GetBitmapRow(bitmap.get(), all.data(), 0, int(bitmap->Size)));
+            EXPECT_EQ(0, memcmp(model.At(0, 0), all.data(), all.size()));
+            V_UnlockBitmap(bitmap.get(), previous);
+        }
+    }
+}
+
+// Compressed rows have tests of their own; this is what callers see who do not know that rows are compressed.
+TEST_F(Rows, CompressedRowsAreRowsLikeOthers)
+{
+    Random random(11);
+    for (int width = 1; width <= 130; ++width) {
+        const int height = random.Between(1, 12);
+        Image image = Image::RandomRuns(random, width, height, 1);
+        TestBitmap bitmap(StorageKind::Compressed, image);
+        const size_t bytesPerLine = size_t(bitmap->BytesPerLine);
+        for (int i = 0; i < 20; ++i) {
+            const int row = random.Below(height), count = random.Between(1, height - row);
+            GuardedBuffer buffer(bytesPerLine * size_t(count));
+            const int bytes = int(buffer.size());
+            if (random.OneIn(2)) {
+                const Image other = Image::RandomRuns(random, width, count, 1);
+                for (int r = 0; r < count; ++r) {
+                    std::copy_n(other.pixels.begin() + r * width, width, image.pixels.begin() + (row + r) * width);
+                    memcpy(buffer.data() + size_t(r) * bytesPerLine, other.PackedRow(r).data(), bytesPerLine);
+                }
+                ASSERT_EQ(bytes, V_PutBitmapRow(bitmap.get(), buffer.data(), row, bytes));
+            }
+            ASSERT_EQ(bytes, V_GetBitmapRow(bitmap.get(), buffer.data(), row, bytes));
+            for (int r = 0; r < count; ++r)
+                for (int x = 0; x < width; ++x)
+                    ASSERT_EQ(image.At(row + r, x), PixelOf(buffer.data() + size_t(r) * bytesPerLine, size_t(x), 1))
+                        << "row " << row << " + " << r << ", pixel " << x << " of " << width;
+        }
+        ASSERT_EQ(image, Load(bitmap.get()));
+    }
+}
+
+TEST_F(Rows, RefusedTransfers)
+{
+    uint8_t buffer[16] = {};
+    EXPECT_EQ(ERR_NO_BITMAP, V_GetBitmapRow(nullptr, buffer, 0, 4));
+    EXPECT_EQ(ERR_NO_BITMAP, V_PutBitmapRowCol(nullptr, buffer, 0, 0, 4));
+    BitmapHandle empty;
+    V_InitBitmap(&empty, 8, 8, 8);
+    EXPECT_EQ(ERR_NO_MEMORY, V_GetBitmapRowCol(&empty, buffer, 0, 0, 4));
+    EXPECT_EQ(ERR_NO_MEMORY, V_PutBitmapRow(&empty, buffer, 0, 4));
+    for (StorageKind kind : StorageKinds(1)) {
+        SCOPED_TRACE(kind);
+        const StorageScope scope(kind);
+        TestBitmap bitmap(kind, 30, 4, 1);
+        const BitmapHandle before = *bitmap.get();
+        const int previous = V_LockBitmap(bitmap.get());
+        EXPECT_EQ(ERR_INV_PARAMETER, V_GetBitmapRow(bitmap.get(), nullptr, 0, 4));
+        EXPECT_EQ(ERR_INV_PARAMETER, V_PutBitmapRow(bitmap.get(), nullptr, 0, 4));
+        EXPECT_EQ(ERR_INV_PARAMETER, V_GetBitmapRow(bitmap.get(), buffer, 0, -1));
+        EXPECT_EQ(ERR_INV_PARAMETER, V_PutBitmapRow(bitmap.get(), buffer, 0, -1));
+        if (kind == StorageKind::Compressed) {
+            for (int column : {30, 31, 1000, -1})
+                EXPECT_EQ(ERR_INV_PARAMETER, V_GetBitmapRowCol(bitmap.get(), buffer, 0, column, 1)) << column;
+            for (int row : {4, -1, 0x7FFFFFFF})
+                EXPECT_EQ(ERR_INV_PARAMETER, V_PutBitmapRowCol(bitmap.get(), buffer, row, 0, 1)) << row;
+        }
+        V_UnlockBitmap(bitmap.get(), previous);
+        EXPECT_TRUE(SameRecord(before, *bitmap.get()));
+    }
+}
+
+TEST_F(Rows, FailingFilesGiveTheirOwnErrors)
+{
+    if (!IsAvailable(StorageKind::TemporaryFile, 8))
+        GTEST_SKIP() << "Win32s storage cannot be had here";
+    const StorageScope scope(StorageKind::TemporaryFile);
+    Random random(12);
+    const Image image = Image::Random(random, 16, 16, 8);
+    TestBitmap bitmap(StorageKind::TemporaryFile, image);
+    uint8_t row[16];
+    const auto run = [&](int number, auto call) {
+        FaultInjector faults(kFaultFiles, number);
+        return faults.Run(call);
+    };
+    const auto get = [&] { return V_GetBitmapRow(bitmap.get(), row, 3, 16); };
+    const auto put = [&] { return V_PutBitmapRow(bitmap.get(), row, 3, 16); };
+    EXPECT_EQ(ERR_FILE_SEEK, run(1, get));
+    EXPECT_EQ(ERR_FILE_READ, run(2, get));
+    EXPECT_EQ(16, run(3, get));
+    EXPECT_EQ(ERR_FILE_SEEK, run(1, put));
+    EXPECT_EQ(ERR_FILE_WRITE, run(2, put));
+    EXPECT_EQ(ERR_FILE_READ, V_GetBitmapRow(bitmap.get(), row, 100, 16)) << "behind the end of the file";
+    for (int number : {1, 2}) {
+        EXPECT_EQ(COLOR_INVALID, run(number, [&] { return V_GetPixelColor(bitmap.get(), 3, 3); }));
+        EXPECT_LT(run(number, [&] { return V_PutPixelColor(bitmap.get(), 3, 3, COLOR_INDEX(1)); }), 0);
+    }
+    EXPECT_EQ(image, Load(bitmap.get()));
+}
+
+// ---- Pixels ---------------------------------------------------------------------------------------------------
+
+namespace
+{
+
+// What a pixel's number means as a colour, and the number that stands for a colour; written out from the layout.
+COLORREF ColorOfPixel(uint32_t pixel, int bits, int order, const std::vector<RGBQUAD> &palette)
+{
+    const auto byte = [&](int i) { return BYTE(pixel >> (8 * i)); };
+    const auto wide = [&](int shift) {
+        const unsigned five = pixel >> shift & 31;
+        return BYTE(five * 8 + five / 4);
+    };
+    if (bits <= 8)
+        return RGB(palette[pixel].rgbRed, palette[pixel].rgbGreen, palette[pixel].rgbBlue);
+    if (bits == 16)
+        return order == COLOR_ORDER_RGB ? RGB(wide(0), wide(5), wide(10)) : RGB(wide(10), wide(5), wide(0));
+    return order == COLOR_ORDER_RGB ? RGB(byte(0), byte(1), byte(2)) : RGB(byte(2), byte(1), byte(0));
+}
+
+uint32_t PixelOfColor(COLORREF color, int bits, int order, const std::vector<RGBQUAD> &palette)
+{
+    const uint32_t red = GetRValue(color), green = GetGValue(color), blue = GetBValue(color);
+    if (bits <= 8) {
+        if (color >> 24 == 1)
+            return color & ((1u << bits) - 1);
+        return uint32_t(V_FindPaletteIndex(palette.data(), 1 << bits, int(red), int(green), int(blue)));
+    }
+    if (color >> 24 == 1)
+        return 0;
+    const uint32_t first = order == COLOR_ORDER_RGB ? red : blue, last = order == COLOR_ORDER_RGB ? blue : red;
+    return bits == 16 ? first >> 3 | green >> 3 << 5 | last >> 3 << 10 : first | green << 8 | last << 16;
+}
+
+} // namespace
+
+TEST_F(Rows, PixelsAreColours)
+{
+    Random random(13);
+    for (int bits : kAllDepths) {
+        for (StorageKind kind : StorageKinds(bits)) {
+            for (int order : {COLOR_ORDER_RGB, COLOR_ORDER_BGR}) {
+                SCOPED_TRACE(testing::Message() << bits << " bits, " << kind << ", order " << order);
+                const StorageScope scope(kind);
+                const auto palette = bits <= 8 ? RandomPalette(random, 1 << bits) : std::vector<RGBQUAD>();
+                const int width = random.Between(1, 67), height = random.Between(1, 9);
+                Image image = Image::Random(random, width, height, bits);
+                TestBitmap bitmap(kind, image, {order, ORIENT_BOTTOM_UP, palette});
+                const unsigned flags = bitmap->Flags;
+                for (int i = 0; i < 300; ++i) {
+                    const int row = random.Below(height), column = random.Below(width);
+                    ASSERT_EQ(ColorOfPixel(image.At(row, column), bits, order, palette),
+                              V_GetPixelColor(bitmap.get(), row, column))
+                        << row << ", " << column << " of " << width;
+                    const COLORREF color =
+                        random.OneIn(3) ? COLOR_INDEX(random.Below(0x10000)) : COLORREF(random.Next()) & 0xFFFFFF;
+                    ASSERT_EQ(RESULT_SUCCESS, V_PutPixelColor(bitmap.get(), row, column, color));
+                    image.At(row, column) = PixelOfColor(color, bits, order, palette);
+                }
+                EXPECT_EQ(image, Load(bitmap.get())) << "no other pixel has changed";
+                EXPECT_EQ(flags, bitmap->Flags) << "unlocked again";
+                const struct {
+                    int row, column;
+                } outside[] = {{-1, 0}, {0, -1}, {height, 0}, {0, width}, {INT_MIN, INT_MAX}};
+                for (const auto &place : outside) {
+                    EXPECT_EQ(COLOR_INVALID, V_GetPixelColor(bitmap.get(), place.row, place.column));
+                    EXPECT_EQ(ERR_INV_RANGE, V_PutPixelColor(bitmap.get(), place.row, place.column, 0));
+                }
+                EXPECT_EQ(image, Load(bitmap.get()));
+            }
+        }
+    }
+    EXPECT_EQ(COLOR_INVALID, V_GetPixelColor(nullptr, 0, 0));
+    EXPECT_EQ(ERR_NO_BITMAP, V_PutPixelColor(nullptr, 0, 0, 0));
+}
+
+TEST_F(Rows, ReadingOneBitPixelsWrapsAt65536Columns)
+{
+    for (StorageKind kind : StorageKinds(1)) {
+        SCOPED_TRACE(kind);
+        const StorageScope scope(kind);
+        TestBitmap bitmap(kind, 70000, 2, 1);
+        Store(bitmap.get(), Image(70000, 2, 1));
+        EXPECT_EQ(RESULT_SUCCESS, V_PutPixelColor(bitmap.get(), 1, 5, COLOR_INDEX(1)));
+        EXPECT_EQ(RGB(255, 255, 255), V_GetPixelColor(bitmap.get(), 1, 5));
+        EXPECT_EQ(RGB(255, 255, 255), V_GetPixelColor(bitmap.get(), 1, 65541)) << "the pixel at column 5";
+        EXPECT_EQ(RESULT_SUCCESS, V_PutPixelColor(bitmap.get(), 1, 65542, COLOR_INDEX(1)));
+        EXPECT_EQ(RGB(0, 0, 0), V_GetPixelColor(bitmap.get(), 1, 65542)) << "the pixel at column 6";
+        EXPECT_EQ(1u, Load(bitmap.get()).At(1, 65542)) << "writing does not wrap";
+    }
+}
+
+} // namespace vexo::test

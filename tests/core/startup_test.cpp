@@ -1,0 +1,232 @@
+// Attaching and detaching, the frame brushes, and the 16-bit companion library.
+#include "tests/support/bitmaps.h"
+#include "tests/support/faults.h"
+#include "tests/support/import_hooks.h"
+#include "tests/support/library_test.h"
+
+#include "core/core.h"
+#include "core/win32s.h"
+
+#include <cstring>
+#include <string>
+
+namespace vexo::test
+{
+
+namespace
+{
+
+class StartUp : public LibraryTest
+{
+protected:
+    StartUp() : m_process(process) {}
+    ~StartUp() override { process = m_process; }
+
+private:
+    const Process m_process;
+};
+
+const HMODULE kModule = GetModuleHandleA(nullptr);
+
+} // namespace
+
+TEST_F(StartUp, TellsWin32sByItsVersion)
+{
+    EXPECT_TRUE(IsWin32sVersion(0x80000A03));  // Windows 3.10
+    EXPECT_FALSE(IsWin32sVersion(0xC0000004)); // Windows 95
+    EXPECT_FALSE(IsWin32sVersion(0x04210A03)); // NT 3.10
+    EXPECT_FALSE(IsWin32sVersion(0x23F00206)); // a current one
+}
+
+TEST_F(StartUp, FailingProcessAttachKeepsNothing)
+{
+    ForEachFault(kFaultAll, [](FaultInjector &faults) {
+        process = {};
+        process.processCount = 1; // another process came first; Win32s is not looked for again
+        process.isWin32s = true;
+        const bool attached = faults.Run([] { return AttachProcess(kModule); });
+        EXPECT_TRUE(process.isWin32s);
+        EXPECT_EQ(attached ? 2 : 1, process.processCount);
+        const std::string function = faults.function();
+        EXPECT_EQ(attached, function != "GlobalAlloc");
+        if (!attached)
+            return;
+        EXPECT_EQ(function == "CreateBitmap", process.frameBrushes[0] == nullptr);
+        ThreadSettings *block = CurrentThread();
+        EXPECT_EQ(12u, block->displayMode);
+        DetachProcess(kModule);
+        EXPECT_EQ(1, process.processCount);
+        EXPECT_EQ(TLS_OUT_OF_INDEXES, process.tlsIndex);
+        V_OsFree(block); // only thread detach frees the block
+    });
+}
+
+TEST_F(StartUp, ThreadWithoutMemoryReadsDefaultsAndChangesNothing)
+{
+    RunOnNewThread([] {
+        DetachThread();
+        FaultInjector once(kFaultMemory, 1);
+        EXPECT_FALSE(once.Run(AttachThread));
+        const auto fail = [](auto call) {
+            FaultInjector faults(kFaultMemory, 1);
+            const auto result = faults.Run(call);
+            EXPECT_TRUE(faults.struck());
+            return result;
+        };
+        EXPECT_EQ(0u, fail([] { return V_SetDisplayMode(~0u, 1); }));
+        EXPECT_EQ(12u, fail([] { return V_GetDisplayMode(); }));
+        EXPECT_EQ(150, fail([] { return V_GetDefaultYResolution(); }));
+        EXPECT_EQ(ERR_NO_MEMORY, fail([] { return V_DefaultDithering(1); }));
+        EXPECT_EQ(-1, fail([] { return V_RedirectedOpen("", OS_READ_ONLY, 0); }));
+        EXPECT_EQ(12u, V_SetDisplayMode(~0u, 1));
+    });
+}
+
+TEST_F(StartUp, DisplayModeStartsPaletteIndicesOver)
+{
+    WORD(&indices)[256] = CurrentThread()->paintHeader.paletteIndices;
+    const auto areReset = [&] {
+        for (int i = 0; i < 256; ++i)
+            if (indices[i] != i)
+                return false;
+        return true;
+    };
+    EXPECT_TRUE(areReset());
+    indices[5] = 0;
+    V_SetDisplayMode(0, 4); // the old mode has the value already
+    EXPECT_FALSE(areReset());
+    V_SetDisplayMode(4, 0);
+    V_SetDisplayMode(~0u, 8);
+    EXPECT_FALSE(areReset());
+    V_SetDisplayMode(0, 4); // changes no bit and resets all the same
+    EXPECT_EQ(8u, V_GetDisplayMode());
+    EXPECT_TRUE(areReset());
+}
+
+TEST_F(StartUp, FrameBrushesMarchByOneRow)
+{
+    static constexpr BYTE kRows[8] = {0x0F, 0x1E, 0x3C, 0x78, 0xF0, 0xE1, 0xC3, 0x87};
+    const HBITMAP surface = CreateBitmap(8, 8, 1, 1, nullptr);
+    const HDC dc = CreateCompatibleDC(nullptr);
+    const HGDIOBJ formerBitmap = SelectObject(dc, surface);
+    for (int i = 0; i < kFrameBrushCount; ++i) {
+        const HGDIOBJ formerBrush = SelectObject(dc, process.frameBrushes[i]);
+        PatBlt(dc, 0, 0, 8, 8, PATCOPY);
+        SelectObject(dc, formerBrush);
+        GdiFlush();
+        WORD rows[8] = {};
+        ASSERT_EQ(LONG(sizeof rows), GetBitmapBits(surface, sizeof rows, rows));
+        for (int row = 0; row < 8; ++row)
+            EXPECT_EQ(kRows[(row + i) % 8], BYTE(rows[row])) << "brush " << i << ", row " << row;
+    }
+    SelectObject(dc, formerBitmap);
+    DeleteDC(dc);
+    DeleteObject(surface);
+}
+
+TEST_F(StartUp, ServesTheCompanionLibrary)
+{
+    const StorageScope scope(StorageKind::GlobalMemory);
+    Random random(2);
+    const Image image = Image::Random(random, 20, 5, 8);
+    TestBitmap bitmap(StorageKind::GlobalMemory, image);
+    BYTE bytes[7] = {};
+    const UINT_PTR block[5] = {reinterpret_cast<UINT_PTR>(bitmap.get()), reinterpret_cast<UINT_PTR>(bytes), 3, 4, 7};
+    EXPECT_EQ(0, ServeCompanion(block, 0));
+    EXPECT_TRUE(bitmap->Flags & FLAG_LOCKED);
+    EXPECT_EQ(7, ServeCompanion(block, 2));
+    for (int i = 0; i < 7; ++i)
+        EXPECT_EQ(image.At(3, 4 + i), bytes[i]);
+    memset(bytes, 0x5A, sizeof bytes);
+    EXPECT_EQ(7, ServeCompanion(block, 3));
+    EXPECT_EQ(ERR_BAD_REQUEST, ServeCompanion(block, 4));
+    EXPECT_EQ(0, ServeCompanion(block, 1));
+    EXPECT_FALSE(bitmap->Flags & FLAG_LOCKED);
+    Image changed = image;
+    for (int i = 0; i < 7; ++i)
+        changed.At(3, 4 + i) = 0x5A;
+    EXPECT_EQ(changed, Load(bitmap.get()));
+}
+
+// ---- Registration of the companion library, with stand-ins for what Win32s has in its KERNEL32 ----------------
+
+namespace
+{
+
+struct Registration {
+    bool hasRegister, hasUnregister;
+    int result;
+    int calls;
+    std::string names;
+    void **entry;
+    UINT errorMode;
+};
+Registration registration;
+
+BOOL WINAPI FakeRegister(HMODULE module, const char *library, const char *init, const char *thunk, void **entry, void *,
+                         void *argument)
+{
+    ++registration.calls;
+    registration.names = std::string(library) + " " + init + " " + thunk;
+    registration.entry = entry;
+    registration.errorMode = SetErrorMode(0);
+    SetErrorMode(registration.errorMode);
+    EXPECT_EQ(kModule, module);
+    EXPECT_EQ(nullptr, argument);
+    return registration.result;
+}
+
+void WINAPI FakeUnregister(HMODULE) { ADD_FAILURE() << "the companion library is never unregistered"; }
+
+ImportHook<decltype(::GetProcAddress)> *realGetProcAddress;
+
+FARPROC WINAPI FakeGetProcAddress(HMODULE module, LPCSTR name)
+{
+    const auto pointer = [](auto function) { return reinterpret_cast<FARPROC>(reinterpret_cast<void *>(function)); };
+    if (strcmp(name, "UTRegister") == 0)
+        return registration.hasRegister ? pointer(FakeRegister) : nullptr;
+    if (strcmp(name, "UTUnRegister") == 0)
+        return registration.hasUnregister ? pointer(FakeUnregister) : nullptr;
+    return realGetProcAddress->Next()(module, name);
+}
+
+} // namespace
+
+TEST_F(StartUp, RegistersTheCompanionLibrary)
+{
+    ImportHook<decltype(::GetProcAddress)> hook("kernel32.dll", "GetProcAddress", FakeGetProcAddress);
+    realGetProcAddress = &hook;
+    const UINT errorMode = SetErrorMode(SEM_NOALIGNMENTFAULTEXCEPT);
+    for (int variant = 0; variant < 8; ++variant) {
+        registration = {};
+        registration.hasRegister = variant & 1;
+        registration.hasUnregister = variant & 2;
+        registration.result = variant & 4;
+        EXPECT_EQ(variant == 7, RegisterCompanion(kModule));
+        EXPECT_EQ((variant & 3) == 3 ? 1 : 0, registration.calls);
+        const UINT left = SetErrorMode(SEM_NOALIGNMENTFAULTEXCEPT);
+        EXPECT_EQ(UINT(SEM_NOALIGNMENTFAULTEXCEPT), left);
+    }
+    EXPECT_EQ("VXTHK70W.DLL UTInit UTProc", registration.names);
+    EXPECT_EQ(&process.thunkEntry, registration.entry);
+    EXPECT_EQ(UINT(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX), registration.errorMode & ~4u);
+
+    // The last process to leave registers once more.
+    for (LONG others : {0, 1}) {
+        ThreadSettings *block = CurrentThread();
+        const Process attached = process;
+        process.processCount = 1 + others;
+        process.thunkRegistered = true;
+        registration.calls = 0;
+        process.tlsIndex = TlsAlloc();
+        for (HBRUSH &brush : process.frameBrushes)
+            brush = nullptr;
+        DetachProcess(kModule);
+        EXPECT_EQ(others ? 0 : 1, registration.calls);
+        process = attached;
+        EXPECT_EQ(block, CurrentThread());
+    }
+    SetErrorMode(errorMode);
+}
+
+} // namespace vexo::test

@@ -1,0 +1,243 @@
+// Packed DIBs out of bitmaps of every depth and storage and back, and hostile headers.
+#include "tests/support/bitmaps.h"
+#include "tests/support/library_test.h"
+
+#include <cstring>
+
+namespace vexo::test {
+
+namespace {
+
+class Dib : public LibraryTest {};
+
+int DibBits(int bits) { return bits <= 1 ? 1 : bits <= 4 ? 4 : bits <= 8 ? 8 : 24; }
+
+uint32_t Colour24(const Image &image, const BitmapHandle &record, int row, int x)
+{
+    uint32_t pixel = image.At(row, x) & (image.bits == 16 ? 0x7FFF : 0xFFFFFF);
+    if (image.bits == 16) {
+        const auto wide = [&](int shift) {
+            const uint32_t five = pixel >> shift & 31;
+            return five << 3 | five >> 2;
+        };
+        pixel = wide(10) << 16 | wide(5) << 8 | wide(0);
+    }
+    if (record.ColorOrder == COLOR_ORDER_RGB)
+        pixel = (pixel & 0xFF00) | pixel >> 16 | (pixel & 255) << 16;
+    return pixel;
+}
+
+// Holds a block against the bitmap it was made from.
+void CheckDib(HGLOBAL dib, const Image &image, const BitmapHandle &record, const std::vector<RGBQUAD> &palette,
+              DWORD colorsUsed, int tableEntries)
+{
+    const uint8_t *bytes = static_cast<const uint8_t *>(GlobalLock(dib));
+    ASSERT_NE(nullptr, bytes);
+    BITMAPINFOHEADER header;
+    memcpy(&header, bytes, sizeof header);
+    const int bits = DibBits(image.bits);
+    const size_t lineBytes = size_t((image.width * bits + 31) / 32 * 4);
+    EXPECT_EQ(40u, header.biSize);
+    EXPECT_EQ(image.width, header.biWidth);
+    EXPECT_EQ(image.height, header.biHeight);
+    EXPECT_EQ(1, header.biPlanes);
+    EXPECT_EQ(bits, header.biBitCount);
+    EXPECT_EQ(lineBytes * size_t(image.height), header.biSizeImage);
+    EXPECT_EQ(5906, header.biXPelsPerMeter); // 150 dots per inch
+    EXPECT_EQ(colorsUsed, header.biClrUsed);
+    const uint8_t *rows = bytes + 40 + 4 * tableEntries;
+    ASSERT_GE(GlobalSize(dib), size_t(rows - bytes) + lineBytes * size_t(image.height));
+    for (int i = 0; i < tableEntries && i < int(palette.size()); ++i)
+        EXPECT_EQ(0, memcmp(bytes + 40 + 4 * i, &palette[size_t(i)], 3)) << "entry " << i;
+    for (int y = 0; y < image.height; ++y) {
+        const int row = record.Orientation == ORIENT_BOTTOM_UP ? y : image.height - 1 - y;
+        for (int x = 0; x < image.width; ++x)
+            ASSERT_EQ(image.bits <= 8 ? image.At(row, x) : Colour24(image, record, row, x),
+                      PixelOf(rows + size_t(y) * lineBytes, size_t(x), bits))
+                << image.bits << " bits, row " << y << ", pixel " << x;
+    }
+    GlobalUnlock(dib);
+}
+
+struct DibWriter {
+    std::vector<uint8_t> bytes;
+
+    template <class T>
+    void Add(const T &value)
+    {
+        const auto *p = reinterpret_cast<const uint8_t *>(&value);
+        bytes.insert(bytes.end(), p, p + sizeof value);
+    }
+    HGLOBAL Block() const
+    {
+        const HGLOBAL block = GlobalAlloc(GMEM_MOVEABLE, bytes.size());
+        memcpy(GlobalLock(block), bytes.data(), bytes.size());
+        GlobalUnlock(block);
+        return block;
+    }
+};
+
+BITMAPINFOHEADER Header(LONG width, LONG height, WORD bits)
+{
+    BITMAPINFOHEADER header = {};
+    header.biSize = sizeof header;
+    header.biWidth = width;
+    header.biHeight = height;
+    header.biPlanes = 1;
+    header.biBitCount = bits;
+    header.biXPelsPerMeter = header.biYPelsPerMeter = 3937;
+    return header;
+}
+
+} // namespace
+
+TEST_F(Dib, HoldsThePictureAtEveryDepthOrderAndStorage)
+{
+    Random random(31);
+    for (const int bits : kAllDepths)
+        for (const StorageKind kind : StorageKinds(bits))
+            for (int variant = 0; variant < 4; ++variant) {
+                const StorageScope scope(kind);
+                const Image image = Image::Random(random, random.Between(1, 40), random.Between(1, 9), bits);
+                BitmapOptions options = {variant & 1 ? COLOR_ORDER_BGR : COLOR_ORDER_RGB,
+                                         variant & 2 ? ORIENT_BOTTOM_UP : ORIENT_TOP_DOWN, {}};
+                if (bits <= 8)
+                    options.palette = RandomPalette(random, 1 << bits);
+                TestBitmap bitmap(kind, image, options);
+                const BitmapSnapshot snapshot(bitmap.get());
+                const int ownColors = bits <= 8 ? 1 << bits : 0, dibColors = bits <= 8 ? 1 << DibBits(bits) : 0;
+
+                const HGLOBAL converted = V_ConvertToDIB(bitmap.get());
+                ASSERT_NE(nullptr, converted);
+                CheckDib(converted, image, *bitmap.get(), options.palette, 0, dibColors);
+                snapshot.ExpectUnchanged();
+                GlobalFree(converted);
+
+                const BitmapHandle record = *bitmap.get();
+                const HGLOBAL changed = V_ChangeToDIB(bitmap.get());
+                ASSERT_NE(nullptr, changed);
+                EXPECT_FALSE(bitmap->Flags & FLAG_ALLOCATED);
+                CheckDib(changed, image, record, options.palette, DWORD(ownColors), ownColors);
+                GlobalFree(changed);
+                if (HasFailure())
+                    FAIL() << bits << " bits, " << kind << ", variant " << variant;
+            }
+}
+
+TEST_F(Dib, ComesBackAsItWentOut)
+{
+    Random random(32);
+    for (const int bits : {1, 4, 8, 24})
+        for (const StorageKind kind : {StorageKind::PageFile, StorageKind::GlobalMemory}) {
+            if (!IsAvailable(kind, bits))
+                continue;
+            const StorageScope scope(kind);
+            const Image image = Image::Random(random, 37, 5, bits);
+            TestBitmap bitmap(kind, image);
+            const HGLOBAL dib = V_ConvertToDIB(bitmap.get());
+            ASSERT_NE(nullptr, dib);
+            TestBitmap back, second;
+            const auto *header = static_cast<const BITMAPINFOHEADER *>(GlobalLock(dib));
+            const int table = bits <= 8 ? 1 << bits : 0;
+            const uint8_t *rows = reinterpret_cast<const uint8_t *>(header) + 40 + 4 * table;
+            ASSERT_EQ(RESULT_SUCCESS, V_ConvertFromDIB(back.get(), header, rows));
+            GlobalUnlock(dib);
+            EXPECT_EQ(image, Load(back.get()));
+            ASSERT_EQ(RESULT_SUCCESS, V_ChangeFromDIB(second.get(), dib));
+            EXPECT_EQ(image, Load(second.get()));
+            for (BitmapHandle *made : {back.get(), second.get()}) {
+                EXPECT_EQ(150, made->XResolution);
+                EXPECT_EQ(ORIENT_BOTTOM_UP, made->Orientation);
+                EXPECT_EQ(bits > 8 ? COLOR_ORDER_BGR : 0, made->ColorOrder);
+                EXPECT_EQ(1, bits > 8 || V_CompareHandleToPalette(made->Palette, V_IntGetFixedPalette(bits), table));
+            }
+        }
+}
+
+TEST_F(Dib, ReadsTopDownRowsCoreHeadersAndOddColourTables)
+{
+    DibWriter topDown;
+    topDown.Add(Header(1, -3, 24));
+    for (const uint32_t row : {0x00000001u, 0x00000002u, 0x00000003u})
+        topDown.Add(row);
+    TestBitmap turned;
+    ASSERT_EQ(RESULT_SUCCESS, V_ChangeFromDIB(turned.get(), topDown.Block()));
+    EXPECT_EQ(3, turned->Height);
+    EXPECT_EQ(100, turned->XResolution);
+    EXPECT_EQ((std::vector<uint32_t>{3, 2, 1}), Load(turned.get()).pixels);
+
+    DibWriter core;
+    core.Add(BITMAPCOREHEADER{12, 2, 1, 1, 1});
+    for (const uint8_t byte : {1, 2, 3, 4, 5, 6, 0x40, 0, 0, 0})
+        core.Add(byte);
+    TestBitmap old;
+    ASSERT_EQ(RESULT_SUCCESS, V_ChangeFromDIB(old.get(), core.Block()));
+    EXPECT_EQ(RGB(3, 2, 1), V_GetPixelColor(old.get(), 0, 0));
+    EXPECT_EQ(RGB(6, 5, 4), V_GetPixelColor(old.get(), 0, 1));
+
+    for (const DWORD used : {2u, 300u}) { // fewer than the depth allows, and more
+        BITMAPINFOHEADER header = Header(4, 1, 8);
+        header.biClrUsed = used;
+        DibWriter dib;
+        dib.Add(header);
+        for (DWORD i = 0; i < used; ++i)
+            dib.Add(RGBQUAD{9, 8, BYTE(i), 77});
+        for (const uint8_t index : {0, 1, 2, 255})
+            dib.Add(index);
+        TestBitmap bitmap;
+        ASSERT_EQ(RESULT_SUCCESS, V_ChangeFromDIB(bitmap.get(), dib.Block()));
+        EXPECT_EQ(256, V_GetPaletteSize(bitmap->Palette));
+        EXPECT_EQ(RGB(1, 8, 9), V_GetPixelColor(bitmap.get(), 0, 1));
+        EXPECT_EQ(used == 2 ? RGB(0, 0, 0) : RGB(2, 8, 9), V_GetPixelColor(bitmap.get(), 0, 2));
+    }
+}
+
+TEST_F(Dib, RefusesWhatTheHeaderOrTheBlockDoesNotAllow)
+{
+    const auto refuse = [](int expected, const DibWriter &dib) {
+        TestBitmap bitmap;
+        const BitmapHandle before = *bitmap.get();
+        const HGLOBAL block = dib.Block();
+        EXPECT_EQ(expected, V_ChangeFromDIB(bitmap.get(), block));
+        EXPECT_EQ(nullptr, GlobalFree(block)) << "the caller keeps the block";
+        EXPECT_TRUE(SameRecord(before, *bitmap.get()));
+    };
+    const auto withHeader = [](LONG width, LONG height, WORD bits, auto change) {
+        DibWriter dib;
+        BITMAPINFOHEADER header = Header(width, height, bits);
+        change(header);
+        dib.Add(header);
+        dib.bytes.resize(2000);
+        return dib;
+    };
+    const auto plain = [](BITMAPINFOHEADER &) {};
+    refuse(ERR_INV_PARAMETER, withHeader(0, 4, 8, plain));
+    refuse(ERR_INV_PARAMETER, withHeader(-4, 4, 8, plain));
+    refuse(ERR_INV_PARAMETER, withHeader(4, 0, 8, plain));
+    refuse(ERR_INV_RANGE, withHeader(0x7FFFFFFF, 0x7FFFFFFF, 32, plain));
+    refuse(ERR_INV_RANGE, withHeader(0x10000, 0x10000, 8, plain));
+    refuse(ERR_INV_RANGE, withHeader(8, LONG(0x80000000u), 8, plain));
+    refuse(ERR_INV_PARAMETER, withHeader(100, 100, 8, plain)); // rows cut off
+    for (const WORD bits : {0, 2, 3, 7, 9, 48, 0x8001})
+        refuse(ERR_BAD_REQUEST, withHeader(4, 4, bits, plain));
+    refuse(ERR_BAD_REQUEST, withHeader(4, 4, 8, [](BITMAPINFOHEADER &h) { h.biPlanes = 2; }));
+    refuse(ERR_BAD_REQUEST, withHeader(4, 4, 8, [](BITMAPINFOHEADER &h) { h.biCompression = BI_RLE8; }));
+    for (const DWORD size : {0u, 11u, 39u, 125u, 0xFFFFFFFFu})
+        refuse(ERR_BAD_REQUEST, withHeader(4, 4, 8, [size](BITMAPINFOHEADER &h) { h.biSize = size; }));
+    for (const DWORD used : {1000u, 0x40000000u, 0xFFFFFFFFu})
+        refuse(ERR_INV_PARAMETER, withHeader(4, 4, 8, [used](BITMAPINFOHEADER &h) { h.biClrUsed = used; }));
+    for (const size_t length : {1, 3, 4, 12, 39}) {
+        DibWriter dib = withHeader(4, 4, 8, plain);
+        dib.bytes.resize(length);
+        refuse(ERR_INV_PARAMETER, dib);
+    }
+    TestBitmap bitmap;
+    const BITMAPINFOHEADER header = Header(4, 4, 8);
+    EXPECT_EQ(ERR_INV_PARAMETER, V_ChangeFromDIB(bitmap.get(), nullptr));
+    EXPECT_EQ(ERR_NO_BITMAP, V_ConvertFromDIB(nullptr, &header, &header));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_ConvertFromDIB(bitmap.get(), &header, nullptr));
+    EXPECT_EQ(nullptr, V_ConvertToDIB(bitmap.get()));
+    EXPECT_EQ(nullptr, V_ChangeToDIB(nullptr));
+}
+
+} // namespace vexo::test

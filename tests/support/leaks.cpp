@@ -1,0 +1,225 @@
+#include "tests/support/leaks.h"
+
+#include "tests/support/import_hooks.h"
+
+#include <winternl.h>
+
+#include <cctype>
+#include <map>
+#include <mutex>
+#include <vector>
+
+namespace vexo::test
+{
+
+namespace
+{
+
+std::mutex guard;
+std::map<HGLOBAL, size_t> blocks;
+std::map<const void *, HANDLE> views;
+std::set<std::string> temporaryFiles;
+
+using Lock = std::lock_guard<std::mutex>;
+
+HGLOBAL WINAPI MyGlobalAlloc(UINT flags, SIZE_T size);
+HGLOBAL WINAPI MyGlobalReAlloc(HGLOBAL handle, SIZE_T size, UINT flags);
+HGLOBAL WINAPI MyGlobalFree(HGLOBAL handle);
+LPVOID WINAPI MyMapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, SIZE_T size);
+BOOL WINAPI MyUnmapViewOfFile(LPCVOID data);
+UINT WINAPI MyGetTempFileNameA(LPCSTR path, LPCSTR prefix, UINT unique, LPSTR name);
+BOOL WINAPI MyDeleteFileA(LPCSTR name);
+
+struct Hooks {
+    ImportHook<decltype(::GlobalAlloc)> globalAlloc{"kernel32.dll", "GlobalAlloc", MyGlobalAlloc};
+    ImportHook<decltype(::GlobalReAlloc)> globalReAlloc{"kernel32.dll", "GlobalReAlloc", MyGlobalReAlloc};
+    ImportHook<decltype(::GlobalFree)> globalFree{"kernel32.dll", "GlobalFree", MyGlobalFree};
+    ImportHook<decltype(::MapViewOfFile)> mapViewOfFile{"kernel32.dll", "MapViewOfFile", MyMapViewOfFile};
+    ImportHook<decltype(::UnmapViewOfFile)> unmapViewOfFile{"kernel32.dll", "UnmapViewOfFile", MyUnmapViewOfFile};
+    ImportHook<decltype(::GetTempFileNameA)> getTempFileName{"kernel32.dll", "GetTempFileNameA", MyGetTempFileNameA};
+    ImportHook<decltype(::DeleteFileA)> deleteFile{"kernel32.dll", "DeleteFileA", MyDeleteFileA};
+};
+Hooks *hooks;
+
+HGLOBAL WINAPI MyGlobalAlloc(UINT flags, SIZE_T size)
+{
+    const HGLOBAL handle = hooks->globalAlloc.Next()(flags, size);
+    const Lock lock(guard);
+    if (handle)
+        blocks[handle] = size;
+    return handle;
+}
+
+HGLOBAL WINAPI MyGlobalReAlloc(HGLOBAL handle, SIZE_T size, UINT flags)
+{
+    const HGLOBAL moved = hooks->globalReAlloc.Next()(handle, size, flags);
+    const Lock lock(guard);
+    if (moved) {
+        blocks.erase(handle);
+        blocks[moved] = size;
+    }
+    return moved;
+}
+
+HGLOBAL WINAPI MyGlobalFree(HGLOBAL handle)
+{
+    {
+        const Lock lock(guard);
+        blocks.erase(handle);
+    }
+    return hooks->globalFree.Next()(handle);
+}
+
+LPVOID WINAPI MyMapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, SIZE_T size)
+{
+    void *view = hooks->mapViewOfFile.Next()(mapping, access, offsetHigh, offsetLow, size);
+    const Lock lock(guard);
+    if (view)
+        views[view] = mapping;
+    return view;
+}
+
+BOOL WINAPI MyUnmapViewOfFile(LPCVOID data)
+{
+    {
+        const Lock lock(guard);
+        views.erase(data);
+    }
+    return hooks->unmapViewOfFile.Next()(data);
+}
+
+std::string LowerCase(const char *name)
+{
+    std::string lower = name;
+    for (char &c : lower)
+        c = char(tolower(static_cast<unsigned char>(c)));
+    return lower;
+}
+
+UINT WINAPI MyGetTempFileNameA(LPCSTR path, LPCSTR prefix, UINT unique, LPSTR name)
+{
+    const UINT number = hooks->getTempFileName.Next()(path, prefix, unique, name);
+    const Lock lock(guard);
+    if (number)
+        temporaryFiles.insert(LowerCase(name));
+    return number;
+}
+
+BOOL WINAPI MyDeleteFileA(LPCSTR name)
+{
+    const BOOL isDeleted = hooks->deleteFile.Next()(name);
+    const Lock lock(guard);
+    if (isDeleted)
+        temporaryFiles.erase(LowerCase(name));
+    return isDeleted;
+}
+
+// GetGuiResources where it counts; it is always 0 in some emulations of the system.
+bool GuiResourcesCount()
+{
+    static const bool counts = [] {
+        const DWORD before = GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);
+        const HBRUSH brush = CreateSolidBrush(1);
+        const DWORD after = GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);
+        DeleteObject(brush);
+        return after == before + 1;
+    }();
+    return counts;
+}
+
+} // namespace
+
+void InstallLeakCounters() { hooks = new Hooks; }
+
+unsigned CountGdiObjects()
+{
+    if (GuiResourcesCount())
+        return GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);
+    // Fills the table of GDI objects and sees how much room there was.
+    constexpr unsigned kTableSize = 65536;
+    static HBRUSH brushes[kTableSize];
+    unsigned count = 0;
+    while (count < kTableSize && (brushes[count] = CreateSolidBrush(1)) != nullptr)
+        ++count;
+    for (unsigned i = count; i-- > 0;)
+        DeleteObject(brushes[i]);
+    return kTableSize - count;
+}
+
+unsigned CountKernelHandles()
+{
+    DWORD count = 0;
+    if (GetProcessHandleCount(GetCurrentProcess(), &count) && count)
+        return count;
+    // The list of all handles of the system, where the count is not to be had.
+    struct Entry {
+        USHORT process;
+        USHORT creator;
+        UCHAR type;
+        UCHAR attributes;
+        USHORT handle;
+        void *object;
+        ULONG access;
+    };
+    struct List {
+        ULONG_PTR count;
+        Entry entries[1];
+    };
+    constexpr auto kHandleInformation = static_cast<SYSTEM_INFORMATION_CLASS>(16);
+    using Query = NTSTATUS WINAPI(SYSTEM_INFORMATION_CLASS, void *, ULONG, ULONG *);
+    static const auto query = reinterpret_cast<Query *>(
+        reinterpret_cast<void *>(GetProcAddress(GetModuleHandleA("ntdll.dll"), "NtQuerySystemInformation")));
+    static std::vector<BYTE> buffer(1 << 18);
+    ULONG needed = 0;
+    while (query(kHandleInformation, buffer.data(), ULONG(buffer.size()), &needed) < 0) {
+        if (buffer.size() > (1 << 26))
+            return 0;
+        buffer.resize(buffer.size() * 2);
+    }
+    const auto *list = reinterpret_cast<const List *>(buffer.data());
+    for (ULONG i = 0; i < ULONG(list->count); ++i)
+        count += list->entries[i].process == USHORT(GetCurrentProcessId());
+    return count;
+}
+
+size_t SizeOfBlock(HGLOBAL block)
+{
+    const Lock lock(guard);
+    const auto found = blocks.find(block);
+    return found == blocks.end() ? 0 : found->second;
+}
+
+Holdings Holdings::Now()
+{
+    Holdings now;
+    now.gdiObjects = CountGdiObjects();
+    now.kernelHandles = CountKernelHandles();
+    const Lock lock(guard);
+    for (const auto &block : vexo::test::blocks)
+        now.blocks.insert(block.first);
+    for (const auto &view : vexo::test::views)
+        now.views.insert(view.first);
+    now.temporaryFiles = vexo::test::temporaryFiles;
+    return now;
+}
+
+std::string Holdings::DescribeGrowth(const Holdings &later) const
+{
+    std::string growth;
+    for (HGLOBAL block : later.blocks)
+        if (!blocks.count(block))
+            growth += "global block of " + std::to_string(SizeOfBlock(block)) + " bytes\n";
+    for (const void *view : later.views)
+        if (!views.count(view))
+            growth += "mapped view\n";
+    for (const std::string &name : later.temporaryFiles)
+        if (!temporaryFiles.count(name))
+            growth += "temporary file " + name + "\n";
+    if (later.gdiObjects > gdiObjects)
+        growth += std::to_string(later.gdiObjects - gdiObjects) + " GDI objects\n";
+    if (later.kernelHandles > kernelHandles)
+        growth += std::to_string(later.kernelHandles - kernelHandles) + " kernel handles\n";
+    return growth;
+}
+
+} // namespace vexo::test

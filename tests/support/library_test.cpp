@@ -1,0 +1,86 @@
+#include "tests/support/library_test.h"
+
+#include "tests/support/page_heap.h"
+
+#include "vexokit.h"
+
+namespace vexo::test
+{
+
+namespace
+{
+
+LibraryInside inside = {};
+
+// The library's caches hold a bounded number of blocks; a conversion to a palette makes them.
+void FillCaches()
+{
+    BYTE pixels[16] = {};
+    V_ConvertBuffer(pixels, 4, 24, 8, COLOR_ORDER_BGR, COLOR_ORDER_BGR, nullptr, nullptr);
+}
+
+DWORD WINAPI ThreadMain(void *argument)
+{
+    if (inside.attachThread) {
+        EXPECT_TRUE(inside.attachThread());
+    }
+    (*static_cast<const std::function<void()> *>(argument))();
+    if (inside.detachThread)
+        inside.detachThread();
+    return 0;
+}
+
+void SettleCaches()
+{
+    if (inside.dropCaches)
+        inside.dropCaches();
+    else
+        FillCaches();
+}
+
+} // namespace
+
+void SetLibraryInside(const LibraryInside &functions) { inside = functions; }
+
+void RunOnNewThread(const std::function<void()> &body)
+{
+    const HANDLE thread = CreateThread(nullptr, 0, ThreadMain, const_cast<std::function<void()> *>(&body), 0, nullptr);
+    WaitForSingleObject(thread, INFINITE);
+    CloseHandle(thread);
+}
+
+void ResetThreadSettings()
+{
+    V_SetDefaultXResolution(150);
+    V_SetDefaultYResolution(150);
+    V_DefaultDithering(7);
+    V_SetDisplayMode(~0u, 12);
+    V_SetStatusCallBack(nullptr);
+    V_SetStorageCaching(0);
+    V_SetUserMatchTable(nullptr);
+    V_RedirectIO(nullptr, nullptr, nullptr, nullptr, nullptr);
+}
+
+LibraryTest::LibraryTest()
+{
+    ResetThreadSettings();
+    SettleCaches();
+    TakePageHeapComplaints();
+    m_before = Holdings::Now();
+}
+
+LibraryTest::~LibraryTest()
+{
+    ResetThreadSettings();
+    SettleCaches();
+    std::string growth = m_before.DescribeGrowth(Holdings::Now());
+    // Handles of threads that have ended go a little later.
+    for (int wait = 0; wait < 50 && !growth.empty(); ++wait) {
+        Sleep(10);
+        growth = m_before.DescribeGrowth(Holdings::Now());
+    }
+    EXPECT_EQ("", growth) << "left behind";
+    EXPECT_EQ("", TakePageHeapComplaints());
+}
+
+} // namespace vexo::test

@@ -1,0 +1,285 @@
+#!/bin/sh
+# vexo_cli_test.sh BIN_DIR: holds the vexo program to its promises with real files. Pictures small enough to be written
+# here byte by byte tell whether pixels are right; larger ones go round through several formats and must come back equal.
+# Off Windows the programs run under wine, with the caller's prefix.
+set -u
+
+if [ $# -ne 1 ]; then
+    echo "usage: vexo_cli_test.sh BIN_DIR" >&2
+    exit 2
+fi
+bin=$(cd -- "$1" && pwd) || exit 2
+work=$(mktemp -d) || exit 2
+trap 'rm -rf -- "$work"' EXIT
+cd -- "$work" || exit 2
+
+# Wine takes the encoding of file names from the locale.
+LC_ALL=C.UTF-8
+export LC_ALL
+
+run() {
+    program=$1
+    shift
+    case $(uname -s) in
+        MINGW* | MSYS* | CYGWIN*) "$bin/$program.exe" "$@" ;;
+        *) wine "$bin/$program.exe" "$@" ;;
+    esac
+}
+vexo() { run vexo "$@"; }
+
+passed=0
+failed=0
+
+# check NAME COMMAND...: one case
+check() {
+    name=$1
+    shift
+    if "$@"; then
+        echo "ok      $name"
+        passed=$((passed + 1))
+    else
+        echo "FAILED  $name"
+        failed=$((failed + 1))
+    fi
+}
+
+# ---- Pictures byte by byte ----------------------------------------------------------------------------------------
+
+byte() { printf "\\$(printf '%03o' "$1")"; }
+bytes() { for value; do byte "$value"; done; }
+le32() { bytes $(($1 & 255)) $(($1 >> 8 & 255)) $(($1 >> 16 & 255)) $(($1 >> 24 & 255)); }
+
+# bmp WIDTH HEIGHT BITS COLOR_COUNT ROW_BYTES: the headers of a BMP file at 96 dpi
+bmp_headers() {
+    offset=$((54 + 4 * $4))
+    printf BM
+    le32 $((offset + $5 * $2))
+    le32 0
+    le32 $offset
+    le32 40
+    le32 "$1"
+    le32 "$2"
+    bytes 1 0 "$3" 0
+    le32 0
+    le32 $(($5 * $2))
+    le32 3780
+    le32 3780
+    le32 0
+    le32 0
+}
+
+# Six pure colours, 3 x 2, bottom row first: red green blue / white black yellow.
+colors_24() {
+    bmp_headers 3 2 24 0 12
+    bytes 0 0 255 0 255 0 255 0 0 0 0 0
+    bytes 255 255 255 0 0 0 0 255 255 0 0 0
+}
+# The same in the Windows 16 colours.
+colors_4() {
+    bmp_headers 3 2 4 16 4
+    for color in "0 0 0" "0 0 128" "0 128 0" "0 128 128" "128 0 0" "128 0 128" "128 128 0" "128 128 128" \
+        "192 192 192" "0 0 255" "0 255 0" "0 255 255" "255 0 0" "255 0 255" "255 255 0" "255 255 255"; do
+        # shellcheck disable=SC2086
+        bytes $color 0
+    done
+    bytes $((9 * 16 + 10)) $((12 * 16)) 0 0
+    bytes $((15 * 16)) $((11 * 16)) 0 0
+}
+# Black and white, 11 x 2.
+lines_1() {
+    bmp_headers 11 2 1 2 4
+    bytes 0 0 0 0 255 255 255 0
+    bytes 170 160 0 0 15 224 0 0
+}
+lines_24() {
+    bmp_headers 11 2 24 0 36
+    for white in 1 0 1 0 1 0 1 0 1 0 1; do bytes $((white * 255)) $((white * 255)) $((white * 255)); done
+    bytes 0 0 0
+    for white in 0 0 0 0 1 1 1 1 1 1 1; do bytes $((white * 255)) $((white * 255)) $((white * 255)); done
+    bytes 0 0 0
+}
+
+colors_24 >colors-24.bmp
+colors_4 >colors-4.bmp
+lines_1 >lines-1.bmp
+lines_24 >lines-24.bmp
+
+# converts IN EXPECTED OUT OPTION...: the result is EXPECTED, byte for byte
+converts() {
+    input=$1
+    expected=$2
+    output=$3
+    shift 3
+    vexo -q convert "$input" "$output" "$@" && cmp "$expected" "$output"
+}
+
+check "BMP to BMP is the same file" converts colors-24.bmp colors-24.bmp out.bmp
+check "1-bit BMP to BMP is the same file" converts lines-1.bmp lines-1.bmp out.bmp
+check "24 to 4 bits" converts colors-24.bmp colors-4.bmp out.bmp --depth 4
+check "4 to 24 bits" converts colors-4.bmp colors-24.bmp out.bmp --depth 24
+check "24 to 1 bit" converts lines-24.bmp lines-1.bmp out.bmp --depth 1
+check "24 to 1 bit through compressed rows" converts lines-24.bmp lines-1.bmp out.bmp --depth 1 --storage compressed
+check "1 to 24 bits" converts lines-1.bmp lines-24.bmp out.bmp --depth 24
+check "red first leaves the same file" converts colors-24.bmp colors-24.bmp out.bmp --depth 32 --order rgb
+check "a picture converted onto itself" converts out.bmp colors-4.bmp out.bmp --depth 4
+
+# ---- Round trips --------------------------------------------------------------------------------------------------
+
+run make_samples samples || exit 1
+
+# same_by_all_roads IN DEPTH FORMAT...: IN at DEPTH is the same BMP straight and by way of each format
+same_by_all_roads() {
+    picture=$1
+    depth=$2
+    shift 2
+    vexo -q convert "$picture" straight.bmp --depth "$depth" || return 1
+    for format; do
+        vexo -q convert "$picture" "road.$format" --depth "$depth" && vexo -q convert "road.$format" road.bmp &&
+            cmp straight.bmp road.bmp || return 1
+    done
+}
+
+for depth in 1 3 4 5 6 7 8 16 24 32; do
+    check "3 pixels wide, depth $depth, by PNG and TIFF" same_by_all_roads colors-24.bmp $depth png tif
+done
+check "3 pixels wide, depth 2, by PNG" same_by_all_roads colors-24.bmp 2 png # a TIFF has its four grays among sixteen
+for depth in 1 4 24; do
+    check "photo at depth $depth by PNG and TIFF" same_by_all_roads samples/lake.jpg $depth png tif
+done
+check "photo at depth 8 by PNG, TIFF and GIF" same_by_all_roads samples/lake.jpg 8 png tif gif
+check "1-bit page by PNG and TIFF" same_by_all_roads samples/page.tif 1 png tif
+check "8-bit gray by PNG and TIFF" same_by_all_roads samples/moon-gray.png 8 png tif
+
+compressed_rows_hold_the_page() {
+    vexo -q convert samples/page.tif memory.bmp &&
+        report=$(vexo convert samples/page.tif rows.bmp --storage compressed) &&
+        cmp memory.bmp rows.bmp || return 1
+    case $report in
+        *"compressed rows took "[1-9]*" bytes instead of 273624"*) ;;
+        *) echo "report: $report" && return 1 ;;
+    esac
+}
+check "compressed rows hold a page and report their size" compressed_rows_hold_the_page
+
+gray_is_idempotent() {
+    vexo -q convert samples/lake.jpg gray.png --palette gray && vexo -q convert gray.png again.bmp --palette gray &&
+        vexo -q convert gray.png once.bmp && cmp once.bmp again.bmp
+}
+check "gray stays gray" gray_is_idempotent
+
+alpha_survives() {
+    vexo -q convert samples/glass-alpha.png alpha.tif && vexo -q convert alpha.tif alpha.png &&
+        vexo -q convert samples/glass-alpha.png direct.png && cmp direct.png alpha.png && cmp_info alpha.png "32 bits"
+}
+# cmp_info FILE WORDS: info mentions the words
+cmp_info() {
+    case $(vexo info "$1") in
+        *"$2"*) ;;
+        *) vexo info "$1" && return 1 ;;
+    esac
+}
+check "alpha goes through PNG and TIFF" alpha_survives
+
+transparency_survives() {
+    vexo -q convert samples/orbit.gif first.gif && vexo -q convert first.gif first.png && cmp_info first.png "palette of 256"
+}
+check "GIF to GIF to PNG keeps the palette" transparency_survives
+
+# ---- Names --------------------------------------------------------------------------------------------------------
+
+unicode_names() {
+    mkdir names && cp colors-24.bmp "names/größe 図.bmp" && cp lines-1.bmp names/b.bmp &&
+        vexo -q convert "names/größe 図.bmp" "names/результат №1.PNG" && [ -f "names/результат №1.PNG" ] &&
+        [ "$(vexo info "$work/names/größe 図.bmp")" = \
+            "$work/names/größe 図.bmp: BMP, 3 x 2, 24 bits, blue first, 96 x 96 dpi, 1 frame, bottom up" ]
+}
+wildcards() {
+    [ "$(vexo info 'names/*.bmp' 'names/*.p?g' | cut -d: -f1)" = "names/b.bmp
+names/größe 図.bmp
+names/результат №1.PNG" ]
+}
+check "names in other scripts" unicode_names
+check "wildcards" wildcards
+
+# ---- What info says -----------------------------------------------------------------------------------------------
+
+says() {
+    answer=$(vexo info "$1") && [ "$answer" = "$1: $2" ] && return 0
+    echo "$answer"
+    return 1
+}
+check "info: JPEG" says samples/lake.jpg "JPEG, 640 x 480, 24 bits, blue first, 96 x 96 dpi, 1 frame, bottom up"
+check "info: gray" says samples/moon-gray.png "PNG, 480 x 480, 8 bits, 256 grays from black, 96 x 96 dpi, 1 frame, bottom up"
+check "info: page" says samples/page.tif "TIFF, 1240 x 1754, 1 bit, black and white, 150 x 150 dpi, 1 frame, bottom up"
+check "info: 16 colours" says samples/mosaic16.bmp \
+    "BMP, 560 x 480, 4 bits, fixed palette of 16 colours, 96 x 96 dpi, 1 frame, bottom up"
+check "info: animation" says samples/orbit.gif \
+    "GIF, 320 x 240, 8 bits, palette of 256 colours, 96 x 96 dpi, 13 frames, bottom up"
+
+# ---- What goes wrong ----------------------------------------------------------------------------------------------
+
+# fails CODE WORDS ARGUMENT...: vexo ends with the code, says the words on standard error and nothing on standard output
+fails() {
+    code=$1
+    words=$2
+    shift 2
+    vexo "$@" >answer 2>complaint
+    status=$?
+    case $(cat complaint) in
+        "vexo: "*"$words"*) [ $status -eq "$code" ] && [ ! -s answer ] && return 0 ;;
+    esac
+    echo "exit $status:"
+    cat answer complaint
+    return 1
+}
+echo "This is no picture." >text.png
+head -c 20000 samples/moon-gray.png >cut.png
+mkdir folder.png empty
+
+check "missing file" fails 1 "gone.png: not found" info gone.png
+check "missing folder" fails 1 "gone/gone.png: no such folder" info gone/gone.png
+check "pattern without a match" fails 1 "gone*.png: " info 'gone*.png'
+check "not a picture" fails 1 "text.png: not a picture" info text.png
+check "a folder as a picture" fails 1 "folder.png: is a folder" info folder.png
+check "a picture cut short" fails 1 "cut.png: " convert cut.png empty/out.bmp
+check "unknown output format" fails 1 "out.xyz: unknown format" convert colors-24.bmp empty/out.xyz
+check "output without a format" fails 1 "use .png" convert colors-24.bmp empty/out
+check "output into a missing folder" fails 1 "gone/out.png: cannot be written: no such folder" \
+    convert colors-24.bmp gone/out.png
+check "output onto a folder" fails 1 "folder.png: cannot be written: is a folder" convert colors-24.bmp folder.png
+check "own palette of a 24-bit picture" fails 1 "has no palette of its own" \
+    convert colors-24.bmp empty/out.png --palette own
+check "no command" fails 2 "subcommand"
+check "unknown command" fails 2 "" paint colors-24.bmp
+check "missing output name" fails 2 "OUT" convert colors-24.bmp
+check "unknown option" fails 2 "--sharpen" convert colors-24.bmp empty/out.png --sharpen
+check "unknown depth" fails 2 "--depth" convert colors-24.bmp empty/out.png --depth 9
+check "palette for 24 bits" fails 2 "--palette" convert colors-24.bmp empty/out.png --depth 24 --palette gray
+check "order for 8 bits" fails 2 "--order" convert colors-24.bmp empty/out.png --depth 8 --order rgb
+check "compressed rows for 8 bits" fails 2 "--storage" convert colors-24.bmp empty/out.png --depth 8 --storage compressed
+
+goes_on_after_a_failure() {
+    vexo info gone.png colors-24.bmp >answer 2>complaint
+    [ $? -eq 1 ] && [ "$(wc -l <answer)" -eq 1 ] && [ "$(wc -l <complaint)" -eq 1 ]
+}
+nothing_left_behind() {
+    [ -z "$(ls -A empty)" ] && [ -z "$(ls -A folder.png)" ] && [ ! -e gone ] && [ -z "$(find . -name '*.tmp')" ]
+}
+failure_keeps_the_old_file() {
+    cp colors-4.bmp kept.bmp
+    fails 1 "cut.png: " convert cut.png kept.bmp && cmp colors-4.bmp kept.bmp
+}
+quiet_is_quiet() {
+    [ -z "$(vexo --quiet convert colors-24.bmp out.png 2>&1)" ] && [ -z "$(vexo info --quiet out.png 2>&1)" ]
+}
+help_and_version() {
+    vexo --help | grep -q convert && vexo convert --help | grep -q -- --depth && vexo --version | grep -q '7\.0'
+}
+check "info goes on after a failure" goes_on_after_a_failure
+check "failed runs leave no files" nothing_left_behind
+check "a failed run keeps the old output" failure_keeps_the_old_file
+check "quiet" quiet_is_quiet
+check "help and version" help_and_version
+
+echo "$passed passed, $failed failed"
+[ "$failed" -eq 0 ]

@@ -1,0 +1,28 @@
+// The commands of vexo. Each lives in a file of its own that adds one subcommand to the program; a new one needs its
+// file and a line in the table of main.cpp.
+#ifndef VEXO_TOOLS_COMMANDS_H
+#define VEXO_TOOLS_COMMANDS_H
+
+#include <CLI/CLI.hpp>
+
+namespace vexo::tools {
+
+// What all commands share.
+struct Session {
+    bool quiet = false;   // errors only
+    int failureCount = 0; // failures reported by commands that go on with the next file
+};
+
+// Adds a subcommand whose callback does the work. It throws FileError, or a CLI11 error for options that contradict the
+// picture.
+using AddCommand = void (*)(CLI::App &program, Session &session);
+
+void AddInfoCommand(CLI::App &program, Session &session);
+void AddConvertCommand(CLI::App &program, Session &session);
+
+// Prints "vexo: WORDS" to standard error.
+void ReportFailure(const std::string &words);
+
+} // namespace vexo::tools
+
+#endif
