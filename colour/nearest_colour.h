@@ -17,7 +17,7 @@ public:
     PaletteSearch(const RGBQUAD *colors, int count);
 
     int Find(int red, int green, int blue) const;
-    // Many colours as quads (blue, green, red, anything). The indices may start at or before the quads.
+    // Many colours as quads (blue, green, red, anything) to indices beside them.
     void FindAll(uint8_t *indices, const uint8_t *quads, size_t count) const;
 
 private:

@@ -217,48 +217,75 @@ VEXO_TARGET_AVX2 inline __m128i GroupDistances(const uint32_t *group, __m256i co
     return _mm_packus_epi32(_mm256_castsi256_si128(squares), _mm256_extracti128_si256(squares, 1));
 }
 
-constexpr unsigned kTied = 256;
+struct Nearest {
+    unsigned distance; // 65535 stands for all from there on
+    unsigned place;
+    bool tied;
+};
 
-// The slot of the one nearest candidate, or kTied for several or a distance beyond 16 bits.
-VEXO_TARGET_AVX2 inline unsigned NearestSlot(const uint32_t *candidates, unsigned length, __m256i color)
+// The nearest of a group, the first one of several. When all are beyond 16 bits they count as tied.
+VEXO_TARGET_AVX2 inline Nearest NearestOfGroup(const uint32_t *group, __m256i color)
 {
-    unsigned best = 0xFFFF, slot = kTied;
+    const __m128i distances = GroupDistances(group, color);
+    const __m128i least = _mm_minpos_epu16(distances);
+    const unsigned found = unsigned(_mm_cvtsi128_si32(least)), place = found >> 16;
+    const __m128i equal = _mm_cmpeq_epi16(distances, _mm_broadcastw_epi16(least));
+    return {found & 0xFFFF, place, unsigned(_mm_movemask_epi8(equal)) >> 2 * place != 3}; // two bits a candidate
+}
+
+// The slot of the one nearest candidate of a list, or -1 where several are tied.
+VEXO_TARGET_AVX2 inline int NearestSlot(const uint32_t *candidates, unsigned length, __m256i color)
+{
+    unsigned best = 0xFFFF;
+    int slot = -1;
     for (const uint32_t *end = candidates + length; candidates < end; candidates += 8) {
-        const __m128i distances = GroupDistances(candidates, color);
-        const __m128i least = _mm_minpos_epu16(distances);
-        const unsigned found = unsigned(_mm_cvtsi128_si32(least));
-        const unsigned distance = found & 0xFFFF, place = found >> 16;
-        if (distance > best)
+        const Nearest nearest = NearestOfGroup(candidates, color);
+        if (nearest.distance > best)
             continue;
-        // Two bits a candidate; the first equal one is at `place`.
-        const __m128i equal = _mm_cmpeq_epi16(distances, _mm_broadcastw_epi16(least));
-        const bool tied = distance == best || unsigned(_mm_movemask_epi8(equal)) >> 2 * place != 3;
-        best = distance;
-        slot = tied ? kTied : candidates[place] >> 24;
+        slot = nearest.tied || nearest.distance == best ? -1 : int(candidates[nearest.place] >> 24);
+        best = nearest.distance;
     }
     return slot;
 }
 
 } // namespace
 
-VEXO_TARGET_AVX2 void MatchCellsAvx2(uint8_t *indices, const uint8_t *quads, size_t count, PaletteMatcher &matcher)
+// Looks at the first group of every pixel's list, without a branch that the pixels' noise could mislead. Pixels for
+// which that is not enough are noted and done afterwards.
+VEXO_TARGET_AVX2 size_t PaletteMatcher::MatchFirstGroups(uint8_t *indices, const uint8_t *quads, size_t count,
+                                                         uint16_t *later)
 {
     uint16_t cells[kBlock];
+    // Five bits a channel are both the 16-bit pixel and the number of the cell.
+    pixelKernels.pack16(reinterpret_cast<uint8_t *>(cells), quads, count);
+    size_t laterCount = 0;
+    for (size_t i = 0; i < count; ++i) {
+        List list = m_cells[cells[i]];
+        if (!list)
+            list = FillCell(cells[i]);
+        const uint32_t *group = Candidates(list);
+        const Nearest nearest = NearestOfGroup(group, _mm256_set1_epi32(int(LoadQuad(quads + 4 * i))));
+        const unsigned answer = m_answers[group[nearest.place] >> 24];
+        indices[i] = uint8_t(answer);
+        later[laterCount] = uint16_t(i);
+        laterCount += unsigned(nearest.tied) | unsigned(Length(list) > kGroup) | answer >> 8;
+    }
+    return laterCount;
+}
+
+VEXO_TARGET_AVX2 void MatchCellsAvx2(uint8_t *indices, const uint8_t *quads, size_t count, PaletteMatcher &matcher)
+{
     while (count > 0) {
         const size_t block = count < kBlock ? count : kBlock;
-        // Five bits a channel are both the 16-bit pixel and the number of the cell.
-        pixelKernels.pack16(reinterpret_cast<uint8_t *>(cells), quads, block);
-        for (size_t i = 0; i < block; ++i) {
-            const uint32_t color = LoadQuad(quads + 4 * i);
-            PaletteMatcher::List list = matcher.m_cells[cells[i]];
-            if (!list)
-                list = matcher.FillCell(cells[i]);
-            const unsigned slot =
-                NearestSlot(matcher.Candidates(list), matcher.Length(list), _mm256_set1_epi32(int(color)));
-            unsigned answer = slot == kTied ? unsigned(matcher.kNoSingleAnswer) : matcher.m_answers[slot];
-            if (answer == matcher.kNoSingleAnswer)
-                answer = unsigned(matcher.Resolve(list, color & kColorBits));
-            indices[i] = uint8_t(answer);
+        uint16_t later[kBlock + 1];
+        const size_t laterCount = matcher.MatchFirstGroups(indices, quads, block, later);
+        for (size_t i = 0; i < laterCount; ++i) {
+            const uint32_t color = LoadQuad(quads + 4 * later[i]) & kColorBits;
+            const PaletteMatcher::List list = matcher.m_cells[CellOf(color)];
+            const int slot = NearestSlot(matcher.Candidates(list), matcher.Length(list), _mm256_set1_epi32(int(color)));
+            const int answer = slot < 0 ? PaletteMatcher::kNoSingleAnswer : matcher.m_answers[slot];
+            indices[later[i]] =
+                uint8_t(answer == PaletteMatcher::kNoSingleAnswer ? matcher.Resolve(list, color) : answer);
         }
         indices += block;
         quads += 4 * block;

@@ -60,6 +60,7 @@ private:
     List CoarseList(unsigned cell);
     List FillCell(unsigned cell);
     int Resolve(List list, uint32_t color) const;
+    size_t MatchFirstGroups(uint8_t *indices, const uint8_t *quads, size_t count, uint16_t *later);
 
     PaletteKey m_key;
     Slot m_slots[256];

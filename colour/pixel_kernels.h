@@ -34,7 +34,7 @@ struct PixelKernels {
     void (*pack24)(uint8_t *pixels, const uint8_t *quads, size_t count);
     // Blue, green, red quads to gray levels.
     void (*luminance)(uint8_t *levels, const uint8_t *quads, size_t count);
-    // Blue, green, red quads to the indices that V_FindPaletteIndex gives.
+    // Blue, green, red quads to the indices that V_FindPaletteIndex gives. These write beside the quads.
     void (*matchProduct)(uint8_t *indices, const uint8_t *quads, size_t count, const ProductPalette &palette);
     void (*matchCells)(uint8_t *indices, const uint8_t *quads, size_t count, PaletteMatcher &matcher);
 

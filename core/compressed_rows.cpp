@@ -1,137 +1,159 @@
-// Rows kept as run lengths: transfers expand them into the caller's bytes and code the caller's bytes back. Partial
-// writes expand the row, replace the pixels and code it again, so the runs of a row depend on its pixels alone.
+// Compressed 1-bit storage: reads expand a row's runs, writes code the row again. Whatever is not a whole row is merged
+// as bits, so that the runs stored are always those of the picture. All work space is in the table's scratch buffer:
+// once a bitmap is made, only the pool can run out of memory.
 #include "core/compressed_rows.h"
 
-#include "core/packed_pixels.h"
 #include "core/row_pool.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace vexo {
 
 namespace {
 
-using Entry = CompressedRows::Entry;
+constexpr uint32_t BitBytes(int pixels) { return (uint32_t(pixels) + 7) / 8; }
 
-// The runs of a row, or null for one that holds no data.
-const uint16_t *RunsOf(const CompressedRows *rows, int row)
+// Bytes of a table, or 0 when it is too large.
+unsigned TableBytes(int height)
 {
-    const Entry &entry = rows->rows[row];
-    return entry.block ? reinterpret_cast<const uint16_t *>(PayloadOf(rows->pool, entry.block)) : nullptr;
+    const uint64_t bytes = offsetof(CompressedRows, rows) + uint64_t(height) * sizeof(CompressedRows::Entry);
+    return bytes <= UINT32_MAX ? unsigned(bytes) : 0;
 }
 
-int StoreRuns(BitmapHandle *bitmap, int row, const uint16_t *runs, int count)
+// ---- The work space -------------------------------------------------------------------------------------------
+
+// The runs of a row are coded at the front of the scratch buffer, and its bits wait at the end. Coding may overwrite
+// bits that it has read: 8 n pixels make at most 16 n bytes of runs before the last one, and the buffer holds 2 bytes a
+// pixel and more, so the runs never reach the bits that are still to be read.
+uint8_t *RowBits(const CompressedRows *rows, int width)
+{
+    return reinterpret_cast<uint8_t *>(rows->scratch) + rows->scratchSize - BitBytes(width);
+}
+
+// Replaces `count` bits of a row, from `column` on, by those at the front of `bits`.
+void OverwriteBits(uint8_t *row, int column, const uint8_t *bits, int count)
+{
+    row += column / 8;
+    const int shift = column % 8;
+    if (shift == 0) {
+        memcpy(row, bits, size_t(count / 8));
+        row += count / 8;
+        bits += count / 8;
+        count %= 8;
+    }
+    for (; count > 0; count -= 8, ++row, ++bits) {
+        const unsigned mask = (0xFF00u >> std::min(count, 8) & 0xFF) << 8 >> shift; // over row[0] and row[1]
+        const unsigned value = unsigned(*bits) << 8 >> shift & mask;
+        row[0] = uint8_t((row[0] & ~(mask >> 8)) | value >> 8);
+        if (mask & 0xFF)
+            row[1] = uint8_t((row[1] & ~mask) | value);
+    }
+}
+
+// ---- Rows -----------------------------------------------------------------------------------------------------
+
+const uint16_t *StoredRuns(const CompressedRows *rows, int row)
+{
+    const uint32_t block = rows->rows[row].block;
+    return block ? static_cast<const uint16_t *>(BlockData(rows->pool, block)) : nullptr;
+}
+
+// Stores the first `runCount` runs of the scratch buffer as a row.
+int StoreRuns(BitmapHandle *bitmap, int row, int runCount)
 {
     CompressedRows *rows = CompressedRowsOf(bitmap);
-    const uint32_t bytes = uint32_t(count) * 2;
-    const uint32_t block = ResizeRowBlock(&rows->pool, rows->rows[row].block, bytes);
+    CompressedRows::Entry &entry = rows->rows[row];
+    const uint32_t bytes = uint32_t(runCount) * sizeof(uint16_t);
+    const uint32_t block = entry.block ? ResizeBlock(rows->pool, entry.block, bytes) : AllocateBlock(rows->pool, bytes);
     if (!block)
         return ERR_NO_MEMORY;
-    memcpy(PayloadOf(rows->pool, block), runs, bytes);
-    rows->rows[row] = {block, uint32_t(count)};
-    bitmap->Size = rows->pool->totalSize;
+    memcpy(BlockData(rows->pool, block), rows->scratch, bytes);
+    entry = {block, uint32_t(runCount)};
+    bitmap->Size = rows->pool->size;
     return RESULT_SUCCESS;
 }
 
-// Codes a whole row of bits and stores it.
-int StoreRow(BitmapHandle *bitmap, int row, const uint8_t *bits)
+// Writes bits to a row from a column on. They may lie in the scratch buffer: at its front for a part of a row, in the
+// place of RowBits for a whole one.
+int WriteBits(BitmapHandle *bitmap, int row, int column, const uint8_t *bits, int count)
 {
-    CompressedRows *rows = CompressedRowsOf(bitmap);
-    return StoreRuns(bitmap, row, rows->scratch, CodeRuns(rows->scratch, bits, 0, bitmap->Width));
-}
-
-// Replaces `count` pixels of a row from `column` on with bits from the first bit of `bits` on.
-int StorePart(BitmapHandle *bitmap, int row, int column, const uint8_t *bits, int count)
-{
-    if (column == 0 && count == bitmap->Width)
-        return StoreRow(bitmap, row, bits);
-    Buffer<uint8_t> whole(size_t(PackedBytes(bitmap->Width, 1)));
-    if (!whole)
-        return ERR_NO_MEMORY;
-    V_ExpandRow(RunsOf(CompressedRowsOf(bitmap), row), whole.data(), 0, bitmap->Width);
-    int done = 0;
-    if (column % 8 == 0) {
-        done = count & ~7;
-        memcpy(whole.data() + column / 8, bits, size_t(done) / 8);
+    const CompressedRows *rows = CompressedRowsOf(bitmap);
+    if (column != 0 || count != bitmap->Width) {
+        uint8_t *const rowBits = RowBits(rows, bitmap->Width);
+        V_ExpandRow(StoredRuns(rows, row), rowBits, 0, bitmap->Width);
+        OverwriteBits(rowBits, column, bits, count);
+        bits = rowBits;
     }
-    for (; done < count; ++done)
-        PackedPixels<1>::Put(whole.data(), size_t(column + done), PackedPixels<1>::Get(bits, size_t(done)));
-    return StoreRow(bitmap, row, whole.data());
+    return StoreRuns(bitmap, row, CodeRuns(rows->scratch, bits, 0, bitmap->Width));
 }
 
-// One row's share of a transfer: 8 pixels a byte up to the end of the row, and the padding behind it.
-struct Step {
-    int pixels;
-    int bytes;
-};
-
-Step StepOf(const BitmapHandle *bitmap, int column, int remaining)
-{
-    const int rest = bitmap->BytesPerLine - column / 8;
-    const int bytes = remaining < rest ? remaining : rest;
-    const int64_t pixels = int64_t(bytes) * 8;
-    return {pixels < bitmap->Width - column ? int(pixels) : bitmap->Width - column, bytes};
-}
-
-bool IsRow(const BitmapHandle *bitmap, int row) { return row >= 0 && row < bitmap->Height; }
-
-// Runs transferStep(row, column, done, step) for the rows of a transfer. Returns the bytes moved or the first error.
-template <class TransferStep>
-int ForEachStep(BitmapHandle *bitmap, int row, int column, int byteCount, TransferStep transferStep)
-{
-    if (!IsRow(bitmap, row) || column < 0 || column >= bitmap->Width)
-        return ERR_INV_PARAMETER;
-    int done = 0;
-    for (column &= ~7; done < byteCount && row < bitmap->Height; ++row, column = 0) {
-        const Step step = StepOf(bitmap, column, byteCount - done);
-        const int status = transferStep(row, column, done, step);
-        if (Failed(status))
-            return status;
-        done += step.bytes;
-    }
-    return done;
-}
-
-// What the run functions check. RESULT_SUCCESS to go on.
-int CheckRunTransfer(const BitmapHandle *bitmap, int row, int column, int pixelCount)
-{
-    if (!IsAllocated(bitmap))
-        return ERR_NO_BITMAP;
-    if (!IsCompressed(bitmap) || !IsRow(bitmap, row) || column < 0 || column >= bitmap->Width || pixelCount < 0 ||
-        pixelCount > bitmap->Width - column)
-        return ERR_INV_PARAMETER;
-    return RESULT_SUCCESS;
-}
-
-// Expands a caller's list of runs, which need not cover all pixels, to `bits`. False when it covers more.
-bool ExpandList(const uint16_t *runs, int runCount, Buffer<uint8_t> &bits, int pixelCount)
+// Expands a caller's runs, which need not cover all of the `count` pixels. False when they go beyond them.
+bool ExpandCallersRuns(uint8_t *bits, const WORD *runs, int runCount, int count)
 {
     int64_t covered = 0;
     for (int i = 0; i < runCount; ++i)
         covered += runs[i];
-    if (covered > pixelCount)
+    if (covered > count)
         return false;
-    if (covered > 0)
-        V_ExpandRow(runs, bits.data(), 0, int(covered));
+    V_ExpandRow(runs, bits, 0, int(covered));
+    const uint32_t written = BitBytes(int(covered));
+    memset(bits + written, 0, BitBytes(count) - written);
     return true;
+}
+
+// ---- Transfers ------------------------------------------------------------------------------------------------
+
+// Walks a transfer row by row: step(row, column, pixels, done, bytes) moves `pixels` pixels and stands for `bytes`
+// bytes of the buffer from `done` on. Returns the bytes moved, or the first error.
+template <class Step>
+int ForEachRow(const BitmapHandle *bitmap, int row, int column, int byteCount, Step &&step)
+{
+    if (row < 0 || row >= bitmap->Height || column >= bitmap->Width)
+        return ERR_INV_PARAMETER;
+    column = column / 8 * 8;
+    int done = 0;
+    for (; done < byteCount && row < bitmap->Height; ++row, column = 0) {
+        const int bytes = std::min(bitmap->BytesPerLine - column / 8, byteCount - done);
+        const int pixels = int(std::min<int64_t>(bitmap->Width - column, int64_t(bytes) * 8));
+        const int status = step(row, column, pixels, done, bytes);
+        if (Failed(status))
+            return status;
+        done += bytes;
+    }
+    return done;
+}
+
+// What both directions of the transfer of runs check. RESULT_SUCCESS to go on.
+int CheckRunTransfer(const BitmapHandle *bitmap, const void *expanded, const WORD *runs, int row, int column,
+                     int pixelCount)
+{
+    if (!IsAllocated(bitmap))
+        return ERR_NO_BITMAP;
+    if (!IsCompressed(bitmap) || (!expanded && !runs))
+        return ERR_INV_PARAMETER;
+    if (row < 0 || row >= bitmap->Height || column < 0 || column >= bitmap->Width)
+        return ERR_INV_PARAMETER;
+    return pixelCount >= 0 && pixelCount <= bitmap->Width - column ? RESULT_SUCCESS : ERR_INV_PARAMETER;
 }
 
 } // namespace
 
-// ---- Storage --------------------------------------------------------------------------------------------------
+// ---- The table ------------------------------------------------------------------------------------------------
 
 CompressedRows *CreateCompressedRows(int width, int height)
 {
-    const uint64_t tableBytes = offsetof(CompressedRows, rows) + sizeof(Entry) * uint64_t(height);
     const uint64_t scratchBytes = uint64_t(width) * 2 + 2;
-    if (tableBytes > 0xFFFFFF00u || scratchBytes > 0xFFFFFF00u)
+    const unsigned tableBytes = TableBytes(height);
+    if (scratchBytes > UINT32_MAX || tableBytes == 0)
         return nullptr;
-    auto *rows = static_cast<CompressedRows *>(V_OsAllocInit(unsigned(tableBytes), 1));
+    auto *rows = static_cast<CompressedRows *>(V_OsAllocInit(tableBytes, 1));
     if (!rows)
         return nullptr;
     rows->scratchSize = uint32_t(scratchBytes);
     rows->scratch = static_cast<uint16_t *>(V_OsAlloc(rows->scratchSize));
-    rows->pool = rows->scratch ? CreateRowPool() : nullptr;
+    if (rows->scratch)
+        rows->pool = CreateRowPool();
     if (!rows->pool) {
         FreeCompressedRows(rows);
         return nullptr;
@@ -141,7 +163,7 @@ CompressedRows *CreateCompressedRows(int width, int height)
 
 void FreeCompressedRows(CompressedRows *rows)
 {
-    V_OsFree(rows->pool);
+    FreeRowPool(rows->pool);
     V_OsFree(rows->scratch);
     V_OsFree(rows);
 }
@@ -150,86 +172,91 @@ CompressedRows *ResizeCompressedRows(CompressedRows *rows, int oldHeight, int ne
 {
     for (int row = newHeight; row < oldHeight; ++row) {
         if (rows->rows[row].block)
-            FreeRowBlock(rows->pool, rows->rows[row].block);
+            FreeBlock(rows->pool, rows->rows[row].block);
         rows->rows[row] = {};
     }
-    // Shrinking keeps the table's size, so that it holds entries for both heights at every moment.
-    const uint64_t entries = uint64_t(oldHeight > newHeight ? oldHeight : newHeight);
-    const uint64_t bytes = offsetof(CompressedRows, rows) + sizeof(Entry) * entries;
-    if (bytes > 0xFFFFFF00u)
+    const unsigned bytes = TableBytes(newHeight);
+    auto *resized = bytes ? static_cast<CompressedRows *>(ReAllocKeepingLock(rows, bytes)) : nullptr;
+    if (!resized)
         return nullptr;
-    auto *resized = static_cast<CompressedRows *>(ReAllocKeepingLock(rows, unsigned(bytes)));
-    for (int row = oldHeight; resized && row < newHeight; ++row)
+    for (int row = oldHeight; row < newHeight; ++row)
         resized->rows[row] = {};
     return resized;
 }
 
-// ---- Transfers of bytes ---------------------------------------------------------------------------------------
+// ---- Rows as bits ---------------------------------------------------------------------------------------------
 
 int GetCompressedRowCol(BitmapHandle *bitmap, void *buffer, int row, int column, int byteCount)
 {
-    uint8_t *bytes = static_cast<uint8_t *>(buffer);
     const CompressedRows *rows = CompressedRowsOf(bitmap);
-    return ForEachStep(bitmap, row, column, byteCount, [&](int r, int c, int done, const Step &step) {
-        V_ExpandRow(RunsOf(rows, r), bytes + done, c, step.pixels);
-        const int expanded = (step.pixels + 7) / 8;
-        memset(bytes + done + expanded, 0, size_t(step.bytes - expanded));
+    return ForEachRow(bitmap, row, column, byteCount, [&](int r, int start, int pixels, int done, int bytes) {
+        uint8_t *output = static_cast<uint8_t *>(buffer) + done;
+        V_ExpandRow(StoredRuns(rows, r), output, start, pixels);
+        memset(output + BitBytes(pixels), 0, uint32_t(bytes) - BitBytes(pixels)); // padding
         return RESULT_SUCCESS;
     });
 }
 
 int PutCompressedRowCol(BitmapHandle *bitmap, const void *buffer, int row, int column, int byteCount)
 {
-    const uint8_t *bytes = static_cast<const uint8_t *>(buffer);
-    return ForEachStep(bitmap, row, column, byteCount, [&](int r, int c, int done, const Step &step) {
-        return StorePart(bitmap, r, c, bytes + done, step.pixels);
+    return ForEachRow(bitmap, row, column, byteCount, [&](int r, int start, int pixels, int done, int) {
+        return WriteBits(bitmap, r, start, static_cast<const uint8_t *>(buffer) + done, pixels);
     });
 }
 
 } // namespace vexo
 
-using namespace vexo;
+// ---- Rows as runs ---------------------------------------------------------------------------------------------
 
-// ---- Transfers of runs ----------------------------------------------------------------------------------------
+using namespace vexo;
 
 int VEXO_CALL V_GetBitmapRowColCompressed(BitmapHandle *bitmap, void *expanded, WORD *runs, int row, int column,
                                           int pixelCount, int *runCount)
 {
-    const int status = CheckRunTransfer(bitmap, row, column, pixelCount);
+    const int status = CheckRunTransfer(bitmap, expanded, runs, row, column, pixelCount);
     if (Failed(status))
         return status;
-    if ((!expanded && !runs) || (runs && !runCount))
-        return ERR_INV_PARAMETER;
-    Buffer<uint8_t> work(expanded ? 1 : size_t(PackedBytes(pixelCount, 1)) + 1);
-    if (!work)
-        return ERR_NO_MEMORY;
-    uint8_t *bits = expanded ? static_cast<uint8_t *>(expanded) : work.data();
-    V_ExpandRow(RunsOf(CompressedRowsOf(bitmap), row), bits, column, pixelCount);
-    if (runs)
-        *runCount = CodeRuns(runs, bits, 0, pixelCount);
+    const CompressedRows *rows = CompressedRowsOf(bitmap);
+    const uint16_t *stored = StoredRuns(rows, row);
+    const bool asStored = runs && stored && pixelCount == bitmap->Width;
+    // Without a buffer for the bits, and with runs to be coded anew, the scratch buffer takes them.
+    uint8_t *bits = static_cast<uint8_t *>(expanded);
+    if (!bits && !asStored)
+        bits = reinterpret_cast<uint8_t *>(rows->scratch);
+    if (bits)
+        V_ExpandRow(stored, bits, column, pixelCount);
+
+    int count = 0;
+    if (asStored) {
+        count = int(rows->rows[row].runCount);
+        memcpy(runs, stored, size_t(count) * sizeof(WORD));
+    } else if (runs) {
+        count = CodeRuns(runs, bits, 0, pixelCount);
+    }
+    if (runCount)
+        *runCount = count;
     return pixelCount;
 }
 
 int VEXO_CALL V_PutBitmapRowColCompressed(BitmapHandle *bitmap, const void *expanded, const WORD *runs, int row,
                                           int column, int pixelCount, int runCount)
 {
-    const int status = CheckRunTransfer(bitmap, row, column, pixelCount);
+    const int status = CheckRunTransfer(bitmap, expanded, runs, row, column, pixelCount);
     if (Failed(status))
         return status;
-    if ((!expanded && !runs) || (runs && runCount < 0))
+    if (runs && runCount < 0)
         return ERR_INV_PARAMETER;
+    auto *bits = static_cast<const uint8_t *>(expanded);
+    if (runs) {
+        const CompressedRows *rows = CompressedRowsOf(bitmap);
+        const bool whole = pixelCount == bitmap->Width;
+        uint8_t *place = whole ? RowBits(rows, bitmap->Width) : reinterpret_cast<uint8_t *>(rows->scratch);
+        if (!ExpandCallersRuns(place, runs, runCount, pixelCount))
+            return ERR_INV_PARAMETER;
+        bits = place;
+    }
     if (pixelCount == 0)
         return 0;
-    int stored;
-    if (runs) {
-        Buffer<uint8_t> bits(size_t(PackedBytes(pixelCount, 1)), Buffer<uint8_t>::Fill::Zero);
-        if (!bits)
-            return ERR_NO_MEMORY;
-        if (!ExpandList(runs, runCount, bits, pixelCount))
-            return ERR_INV_PARAMETER;
-        stored = StorePart(bitmap, row, column, bits.data(), pixelCount);
-    } else {
-        stored = StorePart(bitmap, row, column, static_cast<const uint8_t *>(expanded), pixelCount);
-    }
-    return Failed(stored) ? stored : pixelCount;
+    const int written = WriteBits(bitmap, row, column, bits, pixelCount);
+    return Failed(written) ? written : pixelCount;
 }

@@ -1,5 +1,8 @@
-// Blocks of the row pool: split, merged with free neighbours, re-sized in place where there is room.
+// The row pool: first fit over a doubly linked free list. A freed block is joined with free neighbours at once, so free
+// blocks never touch each other and a pool of one free block is an empty pool.
 #include "core/row_pool.h"
+
+#include "core/core.h"
 
 #include <cstring>
 
@@ -7,166 +10,181 @@ namespace vexo {
 
 namespace {
 
-constexpr uint32_t kHeaderSize = sizeof(BlockHeader);
-constexpr uint32_t kLargestPool = 0xFFFFFF00u;
+constexpr uint32_t kFirstBlock = sizeof(RowPool);
+constexpr uint32_t kHeader = sizeof(PoolBlock);
 
-void LinkFree(RowPool *pool, uint32_t block)
+PoolBlock *BlockAt(RowPool *pool, uint32_t offset)
 {
-    BlockHeader *header = BlockAt(pool, block);
-    header->inUse = 0;
-    header->previousFree = kNoBlock;
-    header->nextFree = pool->firstFree;
+    return reinterpret_cast<PoolBlock *>(reinterpret_cast<char *>(pool) + offset);
+}
+
+// ---- The free list --------------------------------------------------------------------------------------------
+
+void PushFree(RowPool *pool, uint32_t offset)
+{
+    PoolBlock *block = BlockAt(pool, offset);
+    block->inUse = 0;
+    block->previousFree = 0;
+    block->nextFree = pool->firstFree;
     if (pool->firstFree)
-        BlockAt(pool, pool->firstFree)->previousFree = block;
-    pool->firstFree = block;
+        BlockAt(pool, pool->firstFree)->previousFree = offset;
+    pool->firstFree = offset;
 }
 
-void UnlinkFree(RowPool *pool, uint32_t block)
+void UnlinkFree(RowPool *pool, uint32_t offset)
 {
-    BlockHeader *header = BlockAt(pool, block);
-    if (header->previousFree)
-        BlockAt(pool, header->previousFree)->nextFree = header->nextFree;
+    const PoolBlock *block = BlockAt(pool, offset);
+    if (block->previousFree)
+        BlockAt(pool, block->previousFree)->nextFree = block->nextFree;
     else
-        pool->firstFree = header->nextFree;
-    if (header->nextFree)
-        BlockAt(pool, header->nextFree)->previousFree = header->previousFree;
-    header->previousFree = header->nextFree = kNoBlock;
+        pool->firstFree = block->nextFree;
+    if (block->nextFree)
+        BlockAt(pool, block->nextFree)->previousFree = block->previousFree;
 }
 
-// Adds the free block behind `block` to it.
-void AbsorbNext(RowPool *pool, uint32_t block)
+// The first block of the list that is large enough, or 0.
+uint32_t FindFree(RowPool *pool, uint32_t bytes)
 {
-    BlockHeader *header = BlockAt(pool, block);
-    const uint32_t next = header->next;
-    UnlinkFree(pool, next);
-    header->payload += BlockAt(pool, next)->payload + kHeaderSize;
-    header->next = BlockAt(pool, next)->next;
-    if (header->next)
-        BlockAt(pool, header->next)->previous = block;
+    uint32_t offset = pool->firstFree;
+    while (offset && BlockAt(pool, offset)->payload < bytes)
+        offset = BlockAt(pool, offset)->nextFree;
+    return offset;
+}
+
+// ---- Joining and splitting ------------------------------------------------------------------------------------
+
+bool IsNextFree(RowPool *pool, const PoolBlock *block) { return block->next && !BlockAt(pool, block->next)->inUse; }
+
+// Adds the free block behind a block to it.
+void AbsorbNext(RowPool *pool, uint32_t offset)
+{
+    PoolBlock *block = BlockAt(pool, offset);
+    const PoolBlock *absorbed = BlockAt(pool, block->next);
+    UnlinkFree(pool, block->next);
+    block->payload += kHeader + absorbed->payload;
+    block->next = absorbed->next;
+    if (block->next)
+        BlockAt(pool, block->next)->previous = offset;
     else
-        pool->lastBlock = block;
+        pool->lastBlock = offset;
 }
 
-bool IsFree(RowPool *pool, uint32_t block) { return block != kNoBlock && !BlockAt(pool, block)->inUse; }
-
-// Inserts a block of a given payload behind `block` in the chain.
-void InsertBehind(RowPool *pool, uint32_t block, uint32_t inserted, uint32_t payload)
+// Cuts what a block in use has beyond `bytes` off into a free block, if that leaves more than a header.
+void Split(RowPool *pool, uint32_t offset, uint32_t bytes)
 {
-    BlockHeader *header = BlockAt(pool, block);
-    *BlockAt(pool, inserted) = {block, header->next, 0, kNoBlock, kNoBlock, payload};
-    if (header->next)
-        BlockAt(pool, header->next)->previous = inserted;
-    else
-        pool->lastBlock = inserted;
-    header->next = inserted;
-}
-
-// Cuts a block down to `bytes` where the rest is worth a block of its own.
-void Split(RowPool *pool, uint32_t block, uint32_t bytes)
-{
-    BlockHeader *header = BlockAt(pool, block);
-    if (uint64_t(bytes) + kHeaderSize >= header->payload)
+    PoolBlock *block = BlockAt(pool, offset);
+    if (bytes + kHeader >= block->payload)
         return;
-    const uint32_t rest = block + kHeaderSize + bytes;
-    InsertBehind(pool, block, rest, header->payload - bytes - kHeaderSize);
-    header->payload = bytes;
-    LinkFree(pool, rest);
-    if (IsFree(pool, BlockAt(pool, rest)->next))
-        AbsorbNext(pool, rest);
+    const uint32_t restOffset = offset + kHeader + bytes;
+    PoolBlock *rest = BlockAt(pool, restOffset);
+    rest->previous = offset;
+    rest->next = block->next;
+    rest->payload = block->payload - bytes - kHeader;
+    if (rest->next)
+        BlockAt(pool, rest->next)->previous = restOffset;
+    else
+        pool->lastBlock = restOffset;
+    block->next = restOffset;
+    block->payload = bytes;
+    PushFree(pool, restOffset);
+    if (IsNextFree(pool, rest))
+        AbsorbNext(pool, restOffset);
 }
 
-// Enlarges the pool so that its last block is free and holds `bytes`. False without memory.
-bool Grow(RowPool **pool, uint32_t bytes)
+// ---- Growing --------------------------------------------------------------------------------------------------
+
+// Makes room for a block of `bytes` bytes at the end of the pool.
+bool GrowPool(RowPool *&pool, uint32_t bytes)
 {
-    const uint32_t last = (*pool)->lastBlock, oldSize = (*pool)->totalSize;
-    const bool extend = IsFree(*pool, last);
+    const PoolBlock *last = BlockAt(pool, pool->lastBlock);
     const uint64_t needed =
-        extend ? uint64_t(oldSize) - BlockAt(*pool, last)->payload + bytes : uint64_t(oldSize) + bytes + kHeaderSize;
+        last->inUse ? uint64_t(pool->size) + bytes + kHeader : uint64_t(pool->size) - last->payload + bytes;
     const uint64_t size = (needed + kPoolStep - 1) / kPoolStep * kPoolStep;
-    if (size > kLargestPool)
+    if (size > UINT32_MAX)
         return false;
-    void *grown = ReAllocKeepingLock(*pool, uint32_t(size));
+    auto *grown = static_cast<RowPool *>(ReAllocKeepingLock(pool, uint32_t(size)));
     if (!grown)
         return false;
-    *pool = static_cast<RowPool *>(grown);
-    (*pool)->totalSize = uint32_t(size);
-    if (extend) {
-        BlockAt(*pool, last)->payload += uint32_t(size) - oldSize;
-    } else {
-        InsertBehind(*pool, last, oldSize, uint32_t(size) - oldSize - kHeaderSize);
-        LinkFree(*pool, oldSize);
+
+    pool = grown;
+    const uint32_t end = pool->size, added = uint32_t(size) - end;
+    pool->size = uint32_t(size);
+    PoolBlock *block = BlockAt(pool, pool->lastBlock);
+    if (!block->inUse) {
+        block->payload += added;
+        return true;
     }
+    block->next = end;
+    *BlockAt(pool, end) = {pool->lastBlock, 0, 0, 0, 0, added - kHeader};
+    pool->lastBlock = end;
+    PushFree(pool, end);
     return true;
 }
 
-uint32_t FirstFit(RowPool *pool, uint32_t bytes)
-{
-    uint32_t block = pool->firstFree;
-    while (block && BlockAt(pool, block)->payload < bytes)
-        block = BlockAt(pool, block)->nextFree;
-    return block;
-}
-
-uint32_t TakeBlock(RowPool **pool, uint32_t bytes)
-{
-    uint32_t block = FirstFit(*pool, bytes);
-    if (!block) {
-        if (!Grow(pool, bytes))
-            return kNoBlock;
-        block = (*pool)->lastBlock;
-    }
-    UnlinkFree(*pool, block);
-    BlockAt(*pool, block)->inUse = 1;
-    Split(*pool, block, bytes);
-    return block;
-}
+// Payloads are multiples of 4, so that headers are aligned. 0 for a size that no pool can hold.
+uint32_t RoundPayload(uint32_t bytes) { return bytes <= UINT32_MAX - kPoolStep ? (bytes + 3) & ~3u : 0; }
 
 } // namespace
 
 RowPool *CreateRowPool()
 {
-    RowPool *pool = static_cast<RowPool *>(V_OsAllocInit(kPoolStep, 1));
+    auto *pool = static_cast<RowPool *>(V_OsAllocInit(kPoolStep, 1));
     if (!pool)
         return nullptr;
-    constexpr uint32_t kFirst = sizeof(RowPool);
-    *pool = {kPoolStep, kFirst, kNoBlock};
-    BlockAt(pool, kFirst)->payload = kPoolStep - kFirst - kHeaderSize;
-    LinkFree(pool, kFirst);
+    *pool = {kPoolStep, kFirstBlock, kFirstBlock};
+    BlockAt(pool, kFirstBlock)->payload = kPoolStep - kFirstBlock - kHeader;
     return pool;
 }
 
-uint32_t ResizeRowBlock(RowPool **pool, uint32_t block, uint32_t bytes)
+void FreeRowPool(RowPool *pool) { V_OsFree(pool); }
+
+uint32_t AllocateBlock(RowPool *&pool, uint32_t bytes)
 {
-    if (bytes > kLargestPool)
-        return kNoBlock;
-    bytes = (bytes + 3) & ~3u;
-    if (!block)
-        return TakeBlock(pool, bytes);
-    BlockHeader *header = BlockAt(*pool, block);
-    const uint32_t next = header->next;
-    if (header->payload < bytes && IsFree(*pool, next) &&
-        uint64_t(header->payload) + BlockAt(*pool, next)->payload + kHeaderSize >= bytes)
-        AbsorbNext(*pool, block);
-    if (header->payload >= bytes) {
-        Split(*pool, block, bytes);
-        return block;
+    const uint32_t payload = RoundPayload(bytes);
+    if (payload < bytes)
+        return 0;
+    uint32_t offset = FindFree(pool, payload);
+    if (!offset) {
+        if (!GrowPool(pool, payload))
+            return 0;
+        offset = FindFree(pool, payload);
     }
-    const uint32_t moved = TakeBlock(pool, bytes);
+    UnlinkFree(pool, offset);
+    BlockAt(pool, offset)->inUse = 1;
+    Split(pool, offset, payload);
+    return offset;
+}
+
+uint32_t ResizeBlock(RowPool *&pool, uint32_t offset, uint32_t bytes)
+{
+    const uint32_t payload = RoundPayload(bytes);
+    if (payload < bytes)
+        return 0;
+    const PoolBlock *block = BlockAt(pool, offset);
+    const uint32_t oldPayload = block->payload;
+    if (payload > oldPayload && IsNextFree(pool, block) &&
+        oldPayload + BlockAt(pool, block->next)->payload + kHeader >= payload)
+        AbsorbNext(pool, offset);
+    if (block->payload >= payload) {
+        Split(pool, offset, payload);
+        return offset;
+    }
+    const uint32_t moved = AllocateBlock(pool, payload);
     if (!moved)
-        return kNoBlock;
-    memcpy(PayloadOf(*pool, moved), PayloadOf(*pool, block), BlockAt(*pool, block)->payload);
-    FreeRowBlock(*pool, block);
+        return 0;
+    memcpy(BlockData(pool, moved), BlockData(pool, offset), oldPayload);
+    FreeBlock(pool, offset);
     return moved;
 }
 
-void FreeRowBlock(RowPool *pool, uint32_t block)
+void FreeBlock(RowPool *pool, uint32_t offset)
 {
-    LinkFree(pool, block);
-    BlockHeader *header = BlockAt(pool, block);
-    if (IsFree(pool, header->next))
-        AbsorbNext(pool, block);
-    if (IsFree(pool, header->previous))
-        AbsorbNext(pool, header->previous);
+    PushFree(pool, offset);
+    const PoolBlock *block = BlockAt(pool, offset);
+    if (IsNextFree(pool, block))
+        AbsorbNext(pool, offset);
+    if (block->previous && !BlockAt(pool, block->previous)->inUse)
+        AbsorbNext(pool, block->previous);
 }
 
 } // namespace vexo

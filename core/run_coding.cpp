@@ -6,21 +6,22 @@
 #include "core/run_kernels.h"
 
 #include <array>
-#include <bit>
 #include <cstring>
 #include <immintrin.h>
 
+// The pieces of a kernel are always inlined: no 32-byte value may pass through the stack of the 64-bit GNU build, which
+// is aligned to 16 bytes only.
 #ifdef _MSC_VER
 #define VEXO_TARGET_AVX2
+#define VEXO_AVX2_PIECE __forceinline
 #else
 #define VEXO_TARGET_AVX2 __attribute__((target("avx2,bmi,bmi2,lzcnt,popcnt")))
+#define VEXO_AVX2_PIECE VEXO_TARGET_AVX2 __attribute__((always_inline)) inline
 #endif
 
-namespace vexo
-{
+namespace vexo {
 
-namespace
-{
+namespace {
 
 constexpr int kMaxRun = 65535;
 
@@ -195,13 +196,32 @@ void ExpandRunsSse2(const uint16_t *runs, uint8_t *output, int start, int count)
 
 constexpr uint32_t kBlockBits = 256;
 constexpr uint32_t kChunkBits = 16 * kBlockBits;
-constexpr int kMarksAStep = 4;
+constexpr int kMarksAStep = 8; // scanned text has rarely more in a word
+
+// A 1 for each pixel of a chunk that differs from the one before it, in words of 32 pixels. Words without marks are
+// left out; half of a page and more is blank.
+struct MarkedWords {
+    uint32_t count;
+    uint32_t words[kChunkBits / 32 + 8]; // whole blocks are stored, so the last may run over
+    uint32_t bases[kChunkBits / 32 + 8]; // the pixel in the chunk that bit 0 of the word stands for
+};
+
+// For each set of lanes their numbers, packed to the front.
+constexpr auto kPackLanes = [] {
+    std::array<std::array<uint8_t, 8>, 256> table = {};
+    for (unsigned lanes = 0; lanes < 256; ++lanes)
+        for (unsigned lane = 0, place = 0; lane < 8; ++lane)
+            if (lanes >> lane & 1)
+                table[lanes][place++] = uint8_t(lane);
+    return table;
+}();
 
 // Up to 32 bytes, zeros behind them.
-VEXO_TARGET_AVX2 inline __m256i LoadBlock(const uint8_t *input, uint32_t bytes)
+VEXO_AVX2_PIECE __m256i LoadBlock(const uint8_t *input, uint32_t bytes)
 {
     if (bytes >= 32)
         return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(input));
+    // Beyond the masked words nothing is touched.
     const __m256i lane = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7), words = _mm256_set1_epi32(int(bytes / 4));
     const __m256i whole = _mm256_maskload_epi32(reinterpret_cast<const int *>(input), _mm256_cmpgt_epi32(words, lane));
     uint32_t rest = 0; // the bytes that fill no word
@@ -215,7 +235,7 @@ VEXO_TARGET_AVX2 inline __m256i LoadBlock(const uint8_t *input, uint32_t bytes)
 }
 
 // Reverses the bits of each byte, so that pixel n of the block is bit n.
-VEXO_TARGET_AVX2 inline __m256i PixelOrder(__m256i bytes)
+VEXO_AVX2_PIECE __m256i PixelOrder(__m256i bytes)
 {
     const __m256i reversed = _mm256_broadcastsi128_si256(
         _mm_setr_epi8(0x0, 0x8, 0x4, 0xC, 0x2, 0xA, 0x6, 0xE, 0x1, 0x9, 0x5, 0xD, 0x3, 0xB, 0x7, 0xF));
@@ -226,7 +246,7 @@ VEXO_TARGET_AVX2 inline __m256i PixelOrder(__m256i bytes)
 }
 
 // A 1 for each pixel that differs from the one before it; `previous` is the block in front.
-VEXO_TARGET_AVX2 inline __m256i MarkChanges(__m256i pixels, __m256i previous)
+VEXO_AVX2_PIECE __m256i MarkChanges(__m256i pixels, __m256i previous)
 {
     const __m256i straddling = _mm256_permute2x128_si256(previous, pixels, 0x21);
     const __m256i wordBefore = _mm256_alignr_epi8(pixels, straddling, 12);
@@ -234,34 +254,63 @@ VEXO_TARGET_AVX2 inline __m256i MarkChanges(__m256i pixels, __m256i previous)
     return _mm256_xor_si256(pixels, before);
 }
 
-// The first `count` bits of a block, `count` from 0 to 256.
-VEXO_TARGET_AVX2 inline __m256i FirstBits(uint32_t count)
+VEXO_AVX2_PIECE __m256i FirstPixels() { return _mm256_setr_epi32(0, 32, 64, 96, 128, 160, 192, 224); }
+
+// The first `count` bits of a block.
+VEXO_AVX2_PIECE __m256i FirstBits(uint32_t count)
 {
-    const __m256i firstBit = _mm256_setr_epi32(0, 32, 64, 96, 128, 160, 192, 224);
-    const __m256i bits =
-        _mm256_max_epi32(_mm256_sub_epi32(_mm256_set1_epi32(int(count)), firstBit), _mm256_setzero_si256());
-    return _mm256_andnot_si256(_mm256_sllv_epi32(_mm256_set1_epi32(-1), bits), _mm256_set1_epi32(-1));
+    const __m256i bits = _mm256_sub_epi32(_mm256_set1_epi32(int(count)), FirstPixels());
+    const __m256i ones = _mm256_set1_epi32(-1);
+    return _mm256_andnot_si256(_mm256_sllv_epi32(ones, _mm256_max_epi32(bits, _mm256_setzero_si256())), ones);
 }
 
-#if INTPTR_MAX == INT64_MAX
-VEXO_TARGET_AVX2 inline uint32_t LowestBit(uint64_t word) { return uint32_t(_tzcnt_u64(word)); }
-VEXO_TARGET_AVX2 inline ptrdiff_t CountBits(uint64_t word) { return ptrdiff_t(_mm_popcnt_u64(word)); }
-#else
-VEXO_TARGET_AVX2 inline uint32_t LowestBit(uint32_t word) { return _tzcnt_u32(word); }
-VEXO_TARGET_AVX2 inline ptrdiff_t CountBits(uint32_t word) { return _mm_popcnt_u32(word); }
-#endif
-
-// Lists the positions of marks and returns the end of the list. Four places are written at a time: most words hold fewer
-// marks, and what is too much is overwritten, so that no branch depends on the picture until a word holds more than four.
-VEXO_TARGET_AVX2 uint16_t *ListMarks(uint16_t *list, const size_t *words, uint32_t bits)
+// Packs the words that have marks to the front and stores them with their places.
+VEXO_AVX2_PIECE void AppendMarks(MarkedWords *marked, __m256i marks, uint32_t base)
 {
-    for (uint32_t base = 0; base < bits; base += sizeof(size_t) * 8) {
-        size_t word = *words++;
-        uint16_t *place = list;
-        list += CountBits(word);
+    const __m256i blank = _mm256_cmpeq_epi32(marks, _mm256_setzero_si256());
+    const unsigned lanes = unsigned(_mm256_movemask_ps(_mm256_castsi256_ps(blank))) ^ 0xFF;
+    const __m128i packed = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(&kPackLanes[lanes]));
+    const __m256i order = _mm256_cvtepu8_epi32(packed);
+    const __m256i bases = _mm256_add_epi32(FirstPixels(), _mm256_set1_epi32(int(base)));
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(marked->words + marked->count),
+                        _mm256_permutevar8x32_epi32(marks, order));
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(marked->bases + marked->count),
+                        _mm256_permutevar8x32_epi32(bases, order));
+    marked->count += uint32_t(_mm_popcnt_u32(lanes));
+}
+
+// Marks a chunk of 1 to kChunkBits bits, of which the first `skip` (0 to 7) are taken as 0. `before` is the pixel in
+// front of it.
+VEXO_TARGET_AVX2 void MarkChunk(MarkedWords *marked, const uint8_t *input, uint32_t bits, int skip, unsigned before)
+{
+    marked->count = 0;
+    __m256i previous = _mm256_set1_epi32(int(before << 31));
+    __m256i keep = _mm256_andnot_si256(FirstBits(uint32_t(skip)), _mm256_set1_epi32(-1));
+    for (uint32_t at = 0; at < bits; at += kBlockBits) {
+        const uint32_t left = bits - at;
+        const __m256i pixels = _mm256_and_si256(PixelOrder(LoadBlock(input + at / 8, (left + 7) / 8)), keep);
+        __m256i marks = MarkChanges(pixels, previous);
+        if (left < kBlockBits)
+            marks = _mm256_and_si256(marks, FirstBits(left));
+        AppendMarks(marked, marks, at);
+        previous = pixels;
+        keep = _mm256_set1_epi32(-1);
+    }
+}
+
+// Lists the positions of the marks and returns the end of the list. Eight places are written for every word and those
+// too many are overwritten, so that hardly a branch depends on the picture.
+VEXO_TARGET_AVX2 uint16_t *ListMarks(uint16_t *list, const MarkedWords &marked)
+{
+    for (uint32_t n = 0; n < marked.count; ++n) {
+        uint32_t word = marked.words[n];
+        const uint32_t base = marked.bases[n];
+        // Volatile keeps compilers from gathering the stores by way of memory, which costs more than all the rest.
+        volatile uint16_t *place = list;
+        list += _mm_popcnt_u32(word);
         do {
             for (int i = 0; i < kMarksAStep; ++i) {
-                const_cast<volatile uint16_t &>(place[i]) = uint16_t(base + LowestBit(word));
+                place[i] = uint16_t(base + _tzcnt_u32(word));
                 word &= word - 1;
             }
             place += kMarksAStep;
@@ -284,48 +333,18 @@ inline uint16_t *WriteDistances(uint16_t *runs, const uint16_t *positions, ptrdi
     return runs;
 }
 
-// What goes on from one chunk of a row to the next.
-struct PixelsBefore {
-    __m256i block;
-};
-
-VEXO_TARGET_AVX2 __attribute__((noinline)) void MarkChunk(size_t *words, const uint8_t *input, uint32_t bits, uint32_t *carry, int startBit)
-{
-    __m256i previous = _mm256_set1_epi32(int(*carry << 31));
-    __m256i keep = _mm256_andnot_si256(FirstBits(uint32_t(startBit)), _mm256_set1_epi32(-1));
-    for (uint32_t left = bits;;) {
-        const __m256i pixels = _mm256_and_si256(PixelOrder(LoadBlock(input, (left + 7) / 8)), keep);
-        __m256i marks = MarkChanges(pixels, previous);
-        if (left < kBlockBits)
-            marks = _mm256_and_si256(marks, FirstBits(left));
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(words), marks);
-        if (left <= kBlockBits) {
-            *carry = uint32_t(_mm256_extract_epi32(pixels, 7)) >> 31;
-            return;
-        }
-        previous = pixels;
-        keep = _mm256_set1_epi32(-1);
-        words += 32 / sizeof(size_t);
-        input += 32;
-        left -= kBlockBits;
-    }
-}
-
 VEXO_TARGET_AVX2 int CodeRunsAvx2(uint16_t *runs, const uint8_t *input, int startBit, int count)
 {
-    size_t words[kChunkBits / 8 / sizeof(size_t)];
+    MarkedWords marked;
     uint16_t positions[kChunkBits + kMarksAStep];
     uint16_t *const first = runs;
     uint32_t left = uint32_t(startBit) + uint32_t(count);
     int length = -startBit; // of the current run, up to the chunk
-    uint32_t carry = 0;
-
-    for (uint32_t chunk; left > 0; left -= chunk) {
+    for (uint32_t chunk; left > 0; left -= chunk, input += chunk / 8) {
         chunk = left < kChunkBits ? left : kChunkBits;
-        MarkChunk(words, input, chunk, &carry, startBit);
-        startBit = 0;
-        input += kChunkBits / 8;
-        uint16_t *end = ListMarks(positions, words, chunk);
+        const unsigned color = unsigned(runs - first) & 1; // of the current run: the first is of 0 pixels
+        MarkChunk(&marked, input, chunk, length < 0 ? startBit : 0, color);
+        const uint16_t *const end = ListMarks(positions, marked);
         if (end == positions) {
             length += int(chunk);
             continue;
@@ -337,11 +356,12 @@ VEXO_TARGET_AVX2 int CodeRunsAvx2(uint16_t *runs, const uint8_t *input, int star
     return int(EmitRun(runs, length) - first);
 }
 
-RunKernels runKernels = {CodeRunsPlain, ExpandRunsPlain};
+constexpr RunKernels kPlainKernels = {CodeRunsPlain, ExpandRunsPlain};
+RunKernels runKernels = kPlainKernels;
 
 } // namespace
 
-const RunKernels plainRunKernels = {CodeRunsPlain, ExpandRunsPlain};
+const RunKernels plainRunKernels = kPlainKernels;
 
 void SelectRunKernels(CpuLevel level)
 {

@@ -4,8 +4,7 @@
 
 #include "core/core.h"
 
-namespace vexo
-{
+namespace vexo {
 
 struct RunKernels {
     // Codes `count` > 0 bits from bit `startBit` (0 to 7) of `input` on and returns the number of runs. The runs may

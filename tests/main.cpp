@@ -1,38 +1,17 @@
 // The program that is linked with the library's objects. It attaches the library itself, as the loader does for the
 // DLL, and can make it believe that it runs under Win32s.
 #include "tests/support/bitmaps.h"
-#include "tests/support/leaks.h"
 #include "tests/support/library_test.h"
-#include "tests/support/page_heap.h"
 
 #include "colour/colour.h"
 #include "core/core.h"
 
-#include <gtest/gtest.h>
-
-namespace
-{
-
-void DropCaches()
-{
-    vexo::ThreadSettings *thread = vexo::CurrentThread();
-    vexo::FreeColourCache(thread->colourCache);
-    thread->colourCache = nullptr;
-}
-
-} // namespace
-
 int main(int argc, char **argv)
 {
     testing::InitGoogleTest(&argc, argv);
-#ifdef VEXOKIT_CHECKED
-    vexo::test::InstallPageHeap(true);
-#else
-    vexo::test::InstallPageHeap(false);
-#endif
-    vexo::test::InstallLeakCounters();
+    vexo::test::InstallSupport();
     vexo::test::SetWin32sSwitch([](bool isWin32s) { vexo::process.isWin32s = isWin32s; });
-    vexo::test::SetLibraryInside({DropCaches, vexo::AttachThread, vexo::DetachThread});
+    vexo::test::SetLibraryInside({vexo::DropColourCache, vexo::AttachThread, vexo::DetachThread});
 
     const HMODULE module = GetModuleHandleA(nullptr);
     if (!vexo::AttachProcess(module))

@@ -8,15 +8,11 @@
 #include <algorithm>
 #include <cstring>
 
-namespace vexo::test
-{
+namespace vexo::test {
 
-namespace
-{
+namespace {
 
-class Storage : public LibraryTest
-{
-};
+class Storage : public LibraryTest {};
 
 bool IsZero(const BitmapHandle &record) { return SameRecord(record, BitmapHandle{}); }
 

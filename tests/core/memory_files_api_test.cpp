@@ -11,18 +11,12 @@
 #include <string>
 #include <vector>
 
-namespace vexo::test
-{
+namespace vexo::test {
 
-namespace
-{
+namespace {
 
-class Memory : public LibraryTest
-{
-};
-class Files : public LibraryTest
-{
-};
+class Memory : public LibraryTest {};
+class Files : public LibraryTest {};
 
 std::string TempName()
 {
@@ -146,8 +140,7 @@ TEST_F(Files, NoTemporaryNameIsAnEmptyString)
     });
 }
 
-namespace
-{
+namespace {
 
 struct OpenCall {
     DWORD access, sharing, creation, attributes;
@@ -199,8 +192,7 @@ TEST_F(Files, OpenFlags)
 
 // ---- Redirection ----------------------------------------------------------------------------------------------
 
-namespace
-{
+namespace {
 
 std::string calls;
 

@@ -10,21 +10,17 @@
 #include <climits>
 #include <cstring>
 
-namespace vexo::test
-{
+namespace vexo::test {
 
-namespace
-{
+namespace {
 
-class Rows : public LibraryTest
-{
+class Rows : public LibraryTest {
 private:
     const PageHeapScope m_pageHeap; // storage ends at unreadable pages in every build
 };
 
 // The uncompressed rows of a bitmap as one array of bytes.
-class ByteModel
-{
+class ByteModel {
 public:
     explicit ByteModel(const BitmapHandle *bitmap)
         : m_bitsPerPixel(bitmap->BitsPerPixel), m_bytesPerLine(bitmap->BytesPerLine), m_bytes(bitmap->Size)
@@ -184,8 +180,7 @@ TEST_F(Rows, FailingFilesGiveTheirOwnErrors)
 
 // ---- Pixels ---------------------------------------------------------------------------------------------------
 
-namespace
-{
+namespace {
 
 // What a pixel's number means as a colour, and the number that stands for a colour; written out from the layout.
 COLORREF ColorOfPixel(uint32_t pixel, int bits, int order, const std::vector<RGBQUAD> &palette)

@@ -10,15 +10,11 @@
 #include <regex>
 #include <string>
 
-namespace vexo::test
-{
+namespace vexo::test {
 
-namespace
-{
+namespace {
 
-class Settings : public LibraryTest
-{
-};
+class Settings : public LibraryTest {};
 
 int VEXO_CALL Callback(int) { return RESULT_SUCCESS; }
 
@@ -93,8 +89,7 @@ TEST_F(Settings, DisplayModeChangesMaskedBitsOnly)
     }
 }
 
-namespace
-{
+namespace {
 
 ImportHook<decltype(::CreateFileMappingA)> *mappingSpy;
 DWORD mappingProtection;

@@ -7,17 +7,15 @@
 #include "core/core.h"
 #include "core/win32s.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
-namespace vexo::test
-{
+namespace vexo::test {
 
-namespace
-{
+namespace {
 
-class StartUp : public LibraryTest
-{
+class StartUp : public LibraryTest {
 protected:
     StartUp() : m_process(process) {}
     ~StartUp() override { process = m_process; }
@@ -51,7 +49,8 @@ TEST_F(StartUp, FailingProcessAttachKeepsNothing)
         EXPECT_EQ(attached, function != "GlobalAlloc");
         if (!attached)
             return;
-        EXPECT_EQ(function == "CreateBitmap", process.frameBrushes[0] == nullptr);
+        const int missing = int(std::count(process.frameBrushes, process.frameBrushes + kFrameBrushCount, nullptr));
+        EXPECT_EQ(function == "CreateBitmap" ? kFrameBrushCount : function == "CreatePatternBrush" ? 1 : 0, missing);
         ThreadSettings *block = CurrentThread();
         EXPECT_EQ(12u, block->displayMode);
         DetachProcess(kModule);
@@ -150,8 +149,7 @@ TEST_F(StartUp, ServesTheCompanionLibrary)
 
 // ---- Registration of the companion library, with stand-ins for what Win32s has in its KERNEL32 ----------------
 
-namespace
-{
+namespace {
 
 struct Registration {
     bool hasRegister, hasUnregister;

@@ -10,14 +10,11 @@
 #include <algorithm>
 #include <cstring>
 
-namespace vexo::test
-{
+namespace vexo::test {
 
-namespace
-{
+namespace {
 
-class StorageFaults : public LibraryTest
-{
+class StorageFaults : public LibraryTest {
 private:
     const PageHeapScope m_pageHeap;
 };

@@ -5,11 +5,9 @@
 #include <cstring>
 #include <sstream>
 
-namespace vexo::test
-{
+namespace vexo::test {
 
-namespace
-{
+namespace {
 
 void (*setWin32s)(bool);
 
@@ -192,8 +190,7 @@ TestBitmap::TestBitmap(StorageKind kind, const Image &image, const BitmapOptions
     Store(&m_record, image);
 }
 
-namespace
-{
+namespace {
 
 std::vector<RGBQUAD> PaletteOf(const BitmapHandle &record)
 {
@@ -221,7 +218,11 @@ BitmapSnapshot::BitmapSnapshot(BitmapHandle *bitmap)
 
 void BitmapSnapshot::ExpectUnchanged() const
 {
-    ASSERT_TRUE(SameRecord(m_record, *m_bitmap))
+    BitmapHandle record = *m_bitmap;
+    EXPECT_EQ(unsigned(record.CachedRow) * unsigned(record.BytesPerLine), record.CachedRowOffset);
+    record.CachedRow = m_record.CachedRow;
+    record.CachedRowOffset = m_record.CachedRowOffset;
+    ASSERT_TRUE(SameRecord(m_record, record))
         << "before: " << Describe(m_record) << "\nafter:  " << Describe(*m_bitmap);
     EXPECT_EQ(m_image, LoadKeepingRecord(m_bitmap));
     const std::vector<RGBQUAD> palette = PaletteOf(*m_bitmap);

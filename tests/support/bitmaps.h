@@ -12,8 +12,7 @@
 #include <string>
 #include <vector>
 
-namespace vexo::test
-{
+namespace vexo::test {
 
 // ---- Storage --------------------------------------------------------------------------------------------------
 
@@ -31,8 +30,7 @@ const char *NameOf(StorageKind kind);
 inline std::ostream &operator<<(std::ostream &out, StorageKind kind) { return out << NameOf(kind); }
 
 // The environment that a kind of storage needs. It must be there from the making of a bitmap until it is freed.
-class StorageScope
-{
+class StorageScope {
 public:
     explicit StorageScope(StorageKind kind);
     ~StorageScope();
@@ -85,8 +83,7 @@ struct BitmapOptions {
 };
 
 // A bitmap of the given kind of storage, freed at the end of the scope.
-class TestBitmap
-{
+class TestBitmap {
 public:
     TestBitmap() = default;
     TestBitmap(StorageKind kind, int width, int height, int bits, const BitmapOptions &options = {});
@@ -103,9 +100,9 @@ private:
     BitmapHandle m_record = {};
 };
 
-// A record's bytes and pixels, to see later whether an operation left both alone.
-class BitmapSnapshot
-{
+// A record's bytes, pixels and palette, to see later whether an operation left them alone. The row cache may move, as
+// it does with every row that is read, but must still tell the truth.
+class BitmapSnapshot {
 public:
     explicit BitmapSnapshot(BitmapHandle *bitmap);
     void ExpectUnchanged() const;

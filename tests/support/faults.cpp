@@ -4,11 +4,9 @@
 
 #include "tests/support/import_hooks.h"
 
-namespace vexo::test
-{
+namespace vexo::test {
 
-namespace
-{
+namespace {
 
 thread_local FaultInjector *armed;
 
@@ -18,7 +16,7 @@ struct StandIn;
 template <int Id, class Result, class... Arguments>
 struct StandIn<Id, Result WINAPI(Arguments...)> {
     using Function = Result WINAPI(Arguments...);
-    static inline ImportHook<Function> *hook;
+    static inline ImportHook<Function> *hook; // never taken down
     static inline Result failure;
     static inline unsigned kind;
     static inline const char *name;
@@ -33,23 +31,20 @@ struct StandIn<Id, Result WINAPI(Arguments...)> {
 };
 
 template <int Id, class Function, class Result>
-std::unique_ptr<ImportHookBase> Install(unsigned kind, const char *dll, const char *name, Result failure)
+void Install(unsigned kind, const char *dll, const char *name, Result failure)
 {
     using Call = StandIn<Id, Function>;
     Call::failure = failure;
     Call::kind = kind;
     Call::name = name;
-    auto hook = std::make_unique<ImportHook<Function>>(dll, name, Call::Call);
-    Call::hook = hook.get();
-    return hook;
+    Call::hook = new ImportHook<Function>(dll, name, Call::Call);
 }
 
 } // namespace
 
-#define FAULT(kind, dll, function, failure)                                                                            \
-    m_hooks.push_back(Install<__LINE__, decltype(::function)>(kind, dll, #function, failure))
+#define FAULT(kind, dll, function, failure) Install<__LINE__, decltype(::function)>(kind, dll, #function, failure)
 
-FaultInjector::FaultInjector(unsigned kinds, int number) : m_kinds(kinds), m_remaining(number)
+void InstallFaults()
 {
     FAULT(kFaultMemory, "kernel32.dll", GlobalAlloc, nullptr);
     FAULT(kFaultMemory, "kernel32.dll", GlobalReAlloc, nullptr);
@@ -79,12 +74,6 @@ FaultInjector::FaultInjector(unsigned kinds, int number) : m_kinds(kinds), m_rem
     FAULT(kFaultGdi, "user32.dll", GetDC, nullptr);
 }
 
-FaultInjector::~FaultInjector()
-{
-    while (!m_hooks.empty()) // the youngest first, as they nest
-        m_hooks.pop_back();
-}
-
 bool FaultInjector::ShouldFail(unsigned kind, const char *function)
 {
     FaultInjector *injector = armed;
@@ -94,7 +83,7 @@ bool FaultInjector::ShouldFail(unsigned kind, const char *function)
     return true;
 }
 
-FaultInjector::Armed::Armed(FaultInjector &injector) { armed = &injector; }
+FaultInjector::Armed::Armed(FaultInjector *injector) { armed = injector; }
 FaultInjector::Armed::~Armed() { armed = nullptr; }
 
 } // namespace vexo::test

@@ -5,13 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <vector>
-
-namespace vexo::test
-{
-
-class ImportHookBase;
+namespace vexo::test {
 
 // What may fail
 inline constexpr unsigned kFaultMemory = 1;   // blocks of the global heap: allocated, re-sized
@@ -22,20 +16,20 @@ inline constexpr unsigned kFaultAll = 15;
 // Locking a block, which fails in no system the library meets; for the places that look at the result all the same.
 inline constexpr unsigned kFaultLocks = 16;
 
-class FaultInjector
-{
+// Puts the failing functions in place for the rest of the program; they pass everything through until a FaultInjector
+// runs something.
+void InstallFaults();
+
+class FaultInjector {
 public:
-    FaultInjector(unsigned kinds, int number);
-    ~FaultInjector();
-    FaultInjector(const FaultInjector &) = delete;
-    FaultInjector &operator=(const FaultInjector &) = delete;
+    FaultInjector(unsigned kinds, int number) : m_kinds(kinds), m_remaining(number) {}
 
     // Runs the operation under test with its acquisition number `number` failing, and returns its result. Only what
     // the calling thread acquires counts.
     template <class Operation>
     auto Run(Operation &&operation)
     {
-        const Armed armed(*this);
+        const Armed armed(this);
         return operation();
     }
 
@@ -48,14 +42,13 @@ public:
 
 private:
     struct Armed {
-        explicit Armed(FaultInjector &injector);
+        explicit Armed(FaultInjector *injector);
         ~Armed();
     };
 
     const unsigned m_kinds;
     int m_remaining;
     const char *m_struck = nullptr;
-    std::vector<std::unique_ptr<ImportHookBase>> m_hooks;
 };
 
 // Runs body(FaultInjector &) once for each acquisition that the operation inside makes, that one failing, and a last

@@ -2,11 +2,9 @@
 
 #include <cstring>
 
-namespace vexo::test
-{
+namespace vexo::test {
 
-namespace
-{
+namespace {
 
 // Import tables are read-only in images of some linkers.
 void WriteEntry(void **entry, void *value)

@@ -7,13 +7,11 @@
 
 #include <vector>
 
-namespace vexo::test
-{
+namespace vexo::test {
 
 // One imported function, replaced in the test program (which the static library is part of) and in vexokit.dll when
 // that is loaded. Hooks of one function nest: the newer calls Next() to reach the older, and goes first.
-class ImportHookBase
-{
+class ImportHookBase {
 public:
     ImportHookBase(const char *dll, const char *function, void *replacement);
     ~ImportHookBase();
@@ -36,8 +34,7 @@ private:
 };
 
 template <class Function>
-class ImportHook : public ImportHookBase
-{
+class ImportHook : public ImportHookBase {
 public:
     ImportHook(const char *dll, const char *function, Function *replacement)
         : ImportHookBase(dll, function, reinterpret_cast<void *>(replacement))

@@ -9,11 +9,9 @@
 #include <mutex>
 #include <vector>
 
-namespace vexo::test
-{
+namespace vexo::test {
 
-namespace
-{
+namespace {
 
 std::mutex guard;
 std::map<HGLOBAL, size_t> blocks;

@@ -7,8 +7,7 @@
 #include <set>
 #include <string>
 
-namespace vexo::test
-{
+namespace vexo::test {
 
 // Starts to follow the global blocks, views and temporary files of the test program and the library.
 void InstallLeakCounters();

@@ -1,14 +1,15 @@
 #include "tests/support/library_test.h"
 
+#include "tests/support/faults.h"
 #include "tests/support/page_heap.h"
 
 #include "vexokit.h"
 
-namespace vexo::test
-{
+#include <cstdio>
 
-namespace
-{
+namespace vexo::test {
+
+namespace {
 
 LibraryInside inside = {};
 
@@ -17,6 +18,22 @@ void FillCaches()
 {
     BYTE pixels[16] = {};
     V_ConvertBuffer(pixels, 4, 24, 8, COLOR_ORDER_BGR, COLOR_ORDER_BGR, nullptr, nullptr);
+}
+
+// Ends the program with a line that says where it crashed; the system's own debugger may wait for a user.
+LONG WINAPI ReportCrash(EXCEPTION_POINTERS *pointers)
+{
+    const EXCEPTION_RECORD &record = *pointers->ExceptionRecord;
+    const auto *base = reinterpret_cast<const BYTE *>(GetModuleHandleA(nullptr));
+    fprintf(stderr, "crash %08lX at image + 0x%zX, %s %p\n", record.ExceptionCode,
+            size_t(static_cast<const BYTE *>(record.ExceptionAddress) - base),
+            record.NumberParameters && record.ExceptionInformation[0] ? "writing" : "reading",
+            reinterpret_cast<void *>(record.NumberParameters > 1 ? record.ExceptionInformation[1] : 0));
+    if (const auto *test = testing::UnitTest::GetInstance()->current_test_info())
+        fprintf(stderr, "in %s.%s\n", test->test_suite_name(), test->name());
+    fflush(stderr);
+    TerminateProcess(GetCurrentProcess(), 3);
+    return EXCEPTION_EXECUTE_HANDLER;
 }
 
 DWORD WINAPI ThreadMain(void *argument)
@@ -39,6 +56,20 @@ void SettleCaches()
 }
 
 } // namespace
+
+// The order of the last three matters: a call that is made to fail is not counted, and the counters see the handles of
+// the page heap.
+void InstallSupport()
+{
+    SetUnhandledExceptionFilter(ReportCrash);
+#ifdef VEXOKIT_CHECKED
+    InstallPageHeap(true);
+#else
+    InstallPageHeap(false);
+#endif
+    InstallLeakCounters();
+    InstallFaults();
+}
 
 void SetLibraryInside(const LibraryInside &functions) { inside = functions; }
 

@@ -9,8 +9,11 @@
 
 #include <functional>
 
-namespace vexo::test
-{
+namespace vexo::test {
+
+// Puts the page heap, the leak counters and the failing functions between the library and the system. To be called once
+// by each test program; in the checked build the page heap is on from here.
+void InstallSupport();
 
 // What a program that is linked with the library's objects does in the loader's place. All null in a program that uses
 // the DLL.
@@ -29,8 +32,7 @@ void RunOnNewThread(const std::function<void()> &body);
 // Puts every setting of the calling thread to its default.
 void ResetThreadSettings();
 
-class LibraryTest : public testing::Test
-{
+class LibraryTest : public testing::Test {
 public:
     LibraryTest();
     // Compares here and not in TearDown, so that what members of a derived fixture own is gone already.

@@ -13,11 +13,9 @@
 #include <mutex>
 #include <utility>
 
-namespace vexo::test
-{
+namespace vexo::test {
 
-namespace
-{
+namespace {
 
 constexpr size_t kPage = 4096;
 constexpr size_t kGranule = 65536;

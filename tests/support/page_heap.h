@@ -10,15 +10,13 @@
 #include <span>
 #include <string>
 
-namespace vexo::test
-{
+namespace vexo::test {
 
 // Puts the stand-ins in place for the rest of the program; they pass everything through until they are switched on.
 void InstallPageHeap(bool on);
 
 // Switches the page heap for blocks and mappings that are made from here on; older ones keep working.
-class PageHeapScope
-{
+class PageHeapScope {
 public:
     explicit PageHeapScope(bool on = true);
     ~PageHeapScope();
@@ -34,8 +32,7 @@ std::string TakePageHeapComplaints();
 
 // A buffer of a test's own that ends exactly at an unreadable page, at whatever alignment that gives; writes in front
 // of it are found by its destructor.
-class GuardedBuffer
-{
+class GuardedBuffer {
 public:
     explicit GuardedBuffer(size_t size, uint8_t fill = 0xCD);
     ~GuardedBuffer();

@@ -5,11 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace vexo::test
-{
+namespace vexo::test {
 
-class Random
-{
+class Random {
 public:
     explicit Random(uint64_t seed) : m_state(seed) {}
 

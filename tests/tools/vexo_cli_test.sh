@@ -45,6 +45,7 @@ check() {
 
 # ---- Pictures byte by byte ----------------------------------------------------------------------------------------
 
+# shellcheck disable=SC2059
 byte() { printf "\\$(printf '%03o' "$1")"; }
 bytes() { for value; do byte "$value"; done; }
 le32() { bytes $(($1 & 255)) $(($1 >> 8 & 255)) $(($1 >> 16 & 255)) $(($1 >> 24 & 255)); }
@@ -180,10 +181,23 @@ cmp_info() {
 }
 check "alpha goes through PNG and TIFF" alpha_survives
 
-transparency_survives() {
-    vexo -q convert samples/orbit.gif first.gif && vexo -q convert first.gif first.png && cmp_info first.png "palette of 256"
+# A GIF of two pixels and four colours: the second pixel's colour, a green, is transparent.
+transparent_gif() {
+    printf GIF89a
+    bytes 2 0 1 0 145 0 0 255 0 0 0 200 0 0 0 255 255 255 255
+    bytes 33 249 4 1 0 0 1 0
+    bytes 44 0 0 0 0 2 0 1 0 0 2 2 68 10 0 59
 }
-check "GIF to GIF to PNG keeps the palette" transparency_survives
+transparency_survives() {
+    transparent_gif >clear.gif
+    for format in gif png; do
+        cmp_info clear.gif "transparent colour" && vexo -q convert clear.gif "clear2.$format" &&
+            cmp_info "clear2.$format" "transparent colour" || return 1
+    done
+    # Behind another palette the index would clear other pixels.
+    vexo -q convert clear.gif opaque.png --palette fixed && ! cmp_info opaque.png "transparent" >/dev/null
+}
+check "a transparent colour goes through GIF and PNG" transparency_survives
 
 # ---- Names --------------------------------------------------------------------------------------------------------
 

@@ -35,6 +35,14 @@ public:
         return colors;
     }
 
+    // The palette index that is transparent, or -1.
+    int TransparentIndex() const
+    {
+        const bool isIndex = (m_record.Flags & FLAG_TRANSPARENT) && m_record.AnimTransparent >> 24 == 1;
+        const int index = int(m_record.AnimTransparent & 0xFFFF);
+        return isIndex && index < m_record.ColorCount ? index : -1;
+    }
+
 private:
     BitmapHandle m_record = {};
 };

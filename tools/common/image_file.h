@@ -43,16 +43,16 @@ void CheckOutputName(const std::wstring &path);
 //
 // PNG, TIFF  indices with their palette or grays in the smallest depth the format has, 24 bits, or 32 bits with alpha.
 //            A fourth byte of 0 throughout means that there is no alpha, since widening to 32 bits leaves it at 0.
-// GIF        8-bit indices; deeper pictures take the nearest colours of the fixed palette
+// GIF        8-bit indices; deeper pictures take the nearest colours of the fixed palette. See gif_file.h for several.
 // JPEG       8-bit gray or 24 bits
 // BMP        the DIB that V_ConvertToDIB makes
 void WritePicture(Bitmap &bitmap, const std::wstring &path);
 
-// Returns what WritePicture would put into a file of that name, for a list of frames where the format takes more than
-// one. Used for formats of the imaging component, not for BMP.
+// Returns what the imaging component's encoder makes of the frames, in the format that the name ends in (not BMP).
 std::vector<BYTE> EncodeFrames(std::span<Bitmap> frames, const std::wstring &path);
 
-// The file as it is written: everything goes to a new file beside `path`, which takes its place in one step.
+// Makes `path` a file of these blocks, one behind the other: they go to a new file beside it, which takes its place in
+// one step.
 void ReplaceFileContents(const std::wstring &path, std::initializer_list<std::span<const BYTE>> blocks);
 
 // Throws FileError when the component is not to be had.

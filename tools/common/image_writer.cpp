@@ -1,6 +1,7 @@
 // Writes picture files. A file is made in memory first and put in its place by one rename, so that nobody ever sees
 // half a picture. Rows reach the encoder through V_ConvertBuffer when the format lacks the bitmap's depth.
 #include "common/errors.h"
+#include "common/gif_file.h"
 #include "common/image_file.h"
 #include "common/text.h"
 
@@ -60,6 +61,7 @@ struct PixelLayout {
     WICPixelFormatGUID format;
     int bits;
     std::vector<RGBQUAD> colors; // for palettised depths, grays included
+    bool isIndexed = false;      // the encoder takes the colours as a palette
 };
 
 // The smallest depth of the mask that holds `bits`, or 0.
@@ -78,7 +80,7 @@ PixelLayout IndexedLayout(int bits, std::vector<RGBQUAD> colors)
                                       : bits == 2 ? GUID_WICPixelFormat2bppIndexed
                                       : bits == 4 ? GUID_WICPixelFormat4bppIndexed
                                                   : GUID_WICPixelFormat8bppIndexed;
-    return {format, bits, std::move(colors)};
+    return {format, bits, std::move(colors), true};
 }
 
 PixelLayout GrayLayout(int bits)
@@ -111,7 +113,7 @@ PixelLayout ChooseLayout(Bitmap &bitmap, const OutputFormat &format, const std::
         // Grays that are no even ramp go as indices where the format has any, so that nothing is rounded twice.
         const int grayness = V_IsGrayScaleBitmap(bitmap.get());
         const bool isGray = grayness == GRAYSCALE_BLACK_FIRST || (grayness != GRAYSCALE_NO && !format.indexedDepths);
-        const bool isTransparent = (bitmap->Flags & FLAG_TRANSPARENT) && format.indexedDepths;
+        const bool isTransparent = bitmap.TransparentIndex() >= 0 && format.indexedDepths;
         if (const int depth = DepthFor(format.grayDepths, bits); depth && isGray && !isTransparent)
             return GrayLayout(depth);
         if (const int depth = DepthFor(format.indexedDepths, bits))
@@ -136,9 +138,8 @@ void SetPalette(IWICImagingFactory *factory, IWICBitmapFrameEncode *frame, Bitma
     std::vector<WICColor> colors;
     for (const RGBQUAD &quad : layout.colors)
         colors.push_back(0xFF000000u | unsigned(quad.rgbRed) << 16 | unsigned(quad.rgbGreen) << 8 | quad.rgbBlue);
-    const COLORREF transparent = bitmap->AnimTransparent;
-    if ((bitmap->Flags & FLAG_TRANSPARENT) && transparent >> 24 == 1 && (transparent & 0xFFFF) < colors.size())
-        colors[transparent & 0xFFFF] &= 0x00FFFFFFu;
+    if (const int index = bitmap.TransparentIndex(); index >= 0)
+        colors[size_t(index)] &= 0x00FFFFFFu;
     ComPtr<IWICPalette> palette;
     CheckCom(factory->CreatePalette(palette.Receive()), path, kCannotWrite);
     CheckCom(palette->InitializeCustom(colors.data(), UINT(colors.size())), path, kCannotWrite);
@@ -187,7 +188,7 @@ void AddFrame(IWICImagingFactory *factory, IWICBitmapEncoder *encoder, Bitmap &b
     CheckCom(frame->SetPixelFormat(&accepted), path, kCannotWrite);
     if (accepted != layout.format)
         throw FileError(path, "this system's encoder does not take " + std::to_string(layout.bits) + "-bit pixels");
-    if (!layout.colors.empty())
+    if (layout.isIndexed)
         SetPalette(factory, frame.get(), bitmap, layout, path);
     WriteLines(frame.get(), bitmap, layout, path);
     CheckCom(frame->Commit(), path, kCannotWrite);
@@ -339,8 +340,11 @@ std::vector<BYTE> EncodeFrames(std::span<Bitmap> frames, const std::wstring &pat
 
 void WritePicture(Bitmap &bitmap, const std::wstring &path)
 {
-    if (!FormatOf(path).container)
+    const OutputFormat &format = FormatOf(path);
+    if (!format.container)
         WriteBmp(bitmap, path);
+    else if (*format.container == GUID_ContainerFormatGif)
+        WriteGif({&bitmap, 1}, path);
     else
         ReplaceFileContents(path, {EncodeFrames({&bitmap, 1}, path)});
 }

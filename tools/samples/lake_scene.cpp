@@ -3,10 +3,8 @@
 #include "samples/painting.h"
 #include "samples/scenes.h"
 
-namespace vexo::tools
-{
-namespace
-{
+namespace vexo::tools {
+namespace {
 
 constexpr int kWidth = 640, kHeight = 480;
 constexpr double kHorizon = 292, kSunX = 448, kSunY = 168;

@@ -1,14 +1,12 @@
 // make_samples DIR: writes the project's sample pictures into a folder, one of each kind that vexo reads.
 #include "common/errors.h"
-#include "common/gif_animation.h"
+#include "common/gif_file.h"
 #include "common/image_file.h"
 #include "common/text.h"
 #include "samples/scenes.h"
 
-namespace vexo::tools
-{
-namespace
-{
+namespace vexo::tools {
+namespace {
 
 struct Sample {
     const wchar_t *name;
@@ -29,7 +27,7 @@ void WriteSamples(const std::wstring &folder)
         WritePicture(bitmap, folder + L"\\" + sample.name);
     }
     std::vector<Bitmap> frames = PaintOrbit();
-    WriteGifAnimation(frames, folder + L"\\orbit.gif");
+    WriteGif(frames, folder + L"\\orbit.gif");
 }
 
 } // namespace

@@ -3,10 +3,8 @@
 #include "samples/painting.h"
 #include "samples/scenes.h"
 
-namespace vexo::tools
-{
-namespace
-{
+namespace vexo::tools {
+namespace {
 
 constexpr int kWidth = 320, kHeight = 240, kFrames = 12, kPlanetSize = 44;
 constexpr BYTE kTransparent = 255;

@@ -4,10 +4,8 @@
 #include "bench/images.hpp"
 #include "samples/painting.h"
 
-namespace vexo::tools
-{
-namespace
-{
+namespace vexo::tools {
+namespace {
 
 constexpr int kSourceStride = (testimg::PageWidth + 31) / 32 * 4;
 constexpr int kWidth = testimg::PageWidth / 2, kHeight = testimg::PageHeight / 2;

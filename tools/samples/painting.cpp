@@ -4,8 +4,7 @@
 #include "bench/images.hpp"
 #include "common/errors.h"
 
-namespace vexo::tools
-{
+namespace vexo::tools {
 
 double Random(int x, int y, unsigned seed)
 {

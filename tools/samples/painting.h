@@ -9,8 +9,7 @@
 #include <cstdint>
 #include <stdexcept>
 
-namespace vexo::tools
-{
+namespace vexo::tools {
 
 struct Color {
     double red, green, blue; // 0 to 1

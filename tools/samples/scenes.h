@@ -6,8 +6,7 @@
 
 #include <vector>
 
-namespace vexo::tools
-{
+namespace vexo::tools {
 
 Bitmap PaintLake();               // 24 bits: mountains and a low sun over water
 Bitmap PaintStillLife();          // 24 bits: the benchmark's photo-like scene

@@ -4,10 +4,8 @@
 #include "bench/images.hpp"
 #include "samples/painting.h"
 
-namespace vexo::tools
-{
-namespace
-{
+namespace vexo::tools {
+namespace {
 
 // ---- Moon -----------------------------------------------------------------------------------------------------
 

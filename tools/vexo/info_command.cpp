@@ -19,7 +19,7 @@ std::string Describe(const std::wstring &path)
            ", " + std::to_string(bitmap->XResolution) + " x " + std::to_string(bitmap->YResolution) + " dpi, " +
            std::to_string(frames) + (frames == 1 ? " frame, " : " frames, ") +
            (bitmap->Orientation == ORIENT_BOTTOM_UP ? "bottom up" : "top down") +
-           (bitmap->Flags & FLAG_TRANSPARENT ? ", transparent colour" : "") + "\n";
+           (bitmap.TransparentIndex() >= 0 ? ", transparent colour" : "") + "\n";
 }
 
 void RunInfo(const std::vector<std::string> &arguments, Session &session)

@@ -26,8 +26,11 @@ ProgressLine::~ProgressLine()
         return;
     V_SetStatusCallBack(m_previous);
     s_current = nullptr;
-    if (m_drawn)
-        PrintError("\r" + std::string(m_label.size() + 6, ' ') + "\r");
+    if (m_drawn) {
+        std::string wipe(m_label.size() + 8, ' ');
+        wipe.front() = wipe.back() = '\r';
+        PrintError(wipe);
+    }
 }
 
 int VEXO_CALL ProgressLine::OnProgress(int percent)

@@ -1,9 +1,11 @@
-// Walks the blocks of an encoded GIF and copies them over, with a repeat block in front, a control block before each
-// image and the image's place in its descriptor.
-#include "common/gif_animation.h"
+// Walks the blocks of an encoded GIF and copies them over, with a control block before each image, the image's place in
+// its descriptor and, for an animation, a repeat block in front.
+#include "common/gif_file.h"
 
 #include "common/errors.h"
 #include "common/image_file.h"
+
+#include <algorithm>
 
 namespace vexo::tools {
 namespace {
@@ -30,10 +32,11 @@ public:
         Replace16(unsigned(m_frames[0]->Height));
         CopyBytes(kScreenFlagsBytes + ColorTableBytes(At(0)));
         static constexpr char repeat[] = "\x21\xFF\x0BNETSCAPE2.0\x03\x01\x00\x00"; // 0 times: for ever
-        m_output.insert(m_output.end(), repeat, repeat + sizeof repeat);
+        if (m_frames.size() > 1)
+            m_output.insert(m_output.end(), repeat, repeat + sizeof repeat);
         for (size_t frame = 0; At(0) != kTrailer;) {
             if (At(0) == kImage && frame < m_frames.size())
-                CopyImage(*m_frames[frame++].get());
+                CopyImage(frame++);
             else if (At(0) == kExtension && (At(1) == kControlLabel || At(1) == kApplicationLabel))
                 SkipExtension(); // an encoder's own, replaced by ours
             else if (At(0) == kExtension)
@@ -93,18 +96,19 @@ private:
         m_position += 2;
     }
 
-    void CopyImage(const BitmapHandle &frame)
+    void CopyImage(size_t index)
     {
-        const bool transparent = (frame.Flags & FLAG_TRANSPARENT) != 0;
+        const Bitmap &frame = m_frames[index];
+        const int transparentIndex = frame.TransparentIndex();
         m_output.insert(m_output.end(), {kExtension, kControlLabel, 4});
-        m_output.push_back(BYTE((frame.AnimDisposal & 7) << 2 | (transparent ? 1 : 0)));
-        Append16((frame.AnimDelay + 5) / 10); // in hundredths of a second
-        m_output.push_back(transparent ? BYTE(frame.AnimTransparent) : BYTE(0));
+        m_output.push_back(BYTE((frame->AnimDisposal & 7) << 2 | (transparentIndex >= 0 ? 1 : 0)));
+        Append16((frame->AnimDelay + 5) / 10); // in hundredths of a second
+        m_output.push_back(BYTE(std::max(transparentIndex, 0)));
         m_output.push_back(0);
 
         CopyBytes(1);
-        Replace16(unsigned(frame.AnimLeft));
-        Replace16(unsigned(frame.AnimTop));
+        Replace16(index ? unsigned(frame->AnimLeft) : 0);
+        Replace16(index ? unsigned(frame->AnimTop) : 0);
         const BYTE flags = At(4);                  // behind width and height
         CopyBytes(5 + ColorTableBytes(flags) + 1); // the last byte is the code size
         CopySubBlocks();
@@ -119,7 +123,7 @@ private:
 
 } // namespace
 
-void WriteGifAnimation(std::span<Bitmap> frames, const std::wstring &path)
+void WriteGif(std::span<Bitmap> frames, const std::wstring &path)
 {
     const Bytes encoded = EncodeFrames(frames, path);
     ReplaceFileContents(path, {GifRewriter(encoded, frames, path).Run()});

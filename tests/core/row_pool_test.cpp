@@ -1,0 +1,202 @@
+// The row pool: where blocks go, and its links and contents under random use and failing growth.
+#include "tests/support/faults.h"
+#include "tests/support/library_test.h"
+#include "tests/support/random.h"
+
+#include "core/row_pool.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <set>
+#include <tuple>
+#include <vector>
+
+namespace vexo::test {
+namespace {
+
+constexpr uint32_t kHeader = sizeof(PoolBlock);
+
+const PoolBlock &At(const RowPool *pool, uint32_t offset)
+{
+    return *reinterpret_cast<const PoolBlock *>(reinterpret_cast<const char *>(pool) + offset);
+}
+
+// Walks both lists. Returns the blocks in use.
+std::set<uint32_t> CheckLinks(const RowPool *pool)
+{
+    std::set<uint32_t> used, free;
+    uint32_t previous = 0, end = sizeof(RowPool);
+    for (uint32_t offset = end; offset; offset = At(pool, offset).next) {
+        const PoolBlock &block = At(pool, offset);
+        EXPECT_EQ(end, offset);
+        EXPECT_EQ(previous, block.previous);
+        EXPECT_EQ(0u, block.payload % 4);
+        EXPECT_TRUE(block.inUse || !previous || At(pool, previous).inUse) << "two free blocks touch at " << offset;
+        (block.inUse ? used : free).insert(offset);
+        previous = offset;
+        end = offset + kHeader + block.payload;
+        if (testing::Test::HasFailure() || end > pool->size)
+            break;
+    }
+    EXPECT_EQ(pool->size, end);
+    EXPECT_EQ(0u, pool->size % kPoolStep);
+    EXPECT_EQ(previous, pool->lastBlock);
+
+    previous = 0;
+    for (uint32_t offset = pool->firstFree; offset; offset = At(pool, offset).nextFree) {
+        EXPECT_EQ(previous, At(pool, offset).previousFree);
+        if (free.erase(offset) == 0) {
+            ADD_FAILURE() << offset << " is in the free list out of turn";
+            break;
+        }
+        previous = offset;
+    }
+    EXPECT_TRUE(free.empty()) << "free blocks that are not in the list";
+    return used;
+}
+
+class Pool : public LibraryTest {
+protected:
+    Pool() : m_pool(CreateRowPool()) {}
+    ~Pool() override { FreeRowPool(m_pool); }
+
+    uint32_t Allocate(uint32_t bytes) { return AllocateBlock(m_pool, bytes); }
+    uint32_t Resize(uint32_t block, uint32_t bytes) { return ResizeBlock(m_pool, block, bytes); }
+    uint32_t Payload(uint32_t block) const { return At(m_pool, block).payload; }
+    std::vector<uint32_t> FreeList() const
+    {
+        std::vector<uint32_t> list;
+        for (uint32_t offset = m_pool->firstFree; offset; offset = At(m_pool, offset).nextFree)
+            list.push_back(offset);
+        return list;
+    }
+
+    RowPool *m_pool;
+};
+
+TEST_F(Pool, SplitsAndJoinsInPlace)
+{
+    EXPECT_EQ(16384u, m_pool->size);
+    EXPECT_EQ(12u, m_pool->lastBlock);
+    EXPECT_EQ(16348u, Payload(12));
+    EXPECT_EQ(std::vector<uint32_t>{12}, FreeList());
+
+    const uint32_t a = Allocate(10), b = Allocate(100), c = Allocate(50);
+    EXPECT_EQ(12u, a);
+    EXPECT_EQ(12u, Payload(a));
+    EXPECT_EQ(48u, b);
+    EXPECT_EQ(172u, c);
+    EXPECT_EQ(std::vector<uint32_t>{248}, FreeList());
+
+    EXPECT_EQ(b, Resize(b, 76)); // what is left would be a header without payload
+    EXPECT_EQ(100u, Payload(b));
+    EXPECT_EQ(b, Resize(b, 40));
+    EXPECT_EQ((std::vector<uint32_t>{112, 248}), FreeList());
+    EXPECT_EQ(36u, Payload(112));
+    EXPECT_EQ(b, Resize(b, 20)); // the rest joins the free block behind it
+    EXPECT_EQ((std::vector<uint32_t>{92, 248}), FreeList());
+    EXPECT_EQ(56u, Payload(92));
+    EXPECT_EQ(b, Resize(b, 100)); // back over the free block, to the last byte
+    EXPECT_EQ(100u, Payload(b));
+
+    FreeBlock(m_pool, a);
+    EXPECT_EQ((std::vector<uint32_t>{12, 248}), FreeList());
+    EXPECT_EQ(248u, Resize(b, 104));                         // 12 is too small, the end is not
+    EXPECT_EQ((std::vector<uint32_t>{376, 12}), FreeList()); // which took the place of b into it
+    EXPECT_EQ(136u, Payload(12));
+    FreeBlock(m_pool, c); // joins 12 in front
+    EXPECT_EQ((std::vector<uint32_t>{376, 12}), FreeList());
+    FreeBlock(m_pool, 248);
+    EXPECT_EQ(std::vector<uint32_t>{12}, FreeList());
+    EXPECT_EQ(16348u, Payload(12));
+    EXPECT_EQ(12u, m_pool->lastBlock);
+}
+
+TEST_F(Pool, GrowsInSteps)
+{
+    EXPECT_EQ(12u, Allocate(16348));
+    EXPECT_TRUE(FreeList().empty());
+    EXPECT_EQ(16384u, Allocate(100)); // a block behind the full pool
+    EXPECT_EQ(32768u, m_pool->size);
+    EXPECT_EQ(16508u, Allocate(20000)); // the free block at the end becomes longer
+    EXPECT_EQ(49152u, m_pool->size);
+    EXPECT_EQ(36532u, Resize(16384, 40000)); // again, and the contents move there
+    EXPECT_EQ(81920u, m_pool->size);
+    CheckLinks(m_pool);
+    EXPECT_EQ(0u, Allocate(0xFFFFFFFFu));
+    EXPECT_EQ(0u, Allocate(0xFFFFC000u));
+    EXPECT_EQ(0u, Resize(12, 0xFFFFFFFEu));
+    EXPECT_EQ(81920u, m_pool->size);
+}
+
+TEST_F(Pool, KeepsContentsUnderRandomUse)
+{
+    Random random(3);
+    std::map<uint32_t, std::vector<uint8_t>> model; // by block
+    for (int round = 0; round < 6000; ++round) {
+        const bool grows = round / 1000 % 2 == 0;
+        const bool isNew = model.empty() || random.OneIn(grows ? 2 : 6);
+        uint32_t block = 0;
+        std::vector<uint8_t> bytes;
+        if (!isNew) {
+            const auto chosen = std::next(model.begin(), random.Below(int(model.size())));
+            std::tie(block, bytes) = *chosen;
+            model.erase(chosen);
+            if (random.OneIn(grows ? 6 : 3)) {
+                FreeBlock(m_pool, block);
+                continue;
+            }
+        }
+        const auto size = uint32_t(random.OneIn(20) ? random.Below(6000) : random.Below(300));
+        const uint32_t placed = isNew ? Allocate(size) : Resize(block, size);
+        ASSERT_NE(0u, placed);
+        ASSERT_GE(Payload(placed), size);
+        ASSERT_LE(Payload(placed), (size + 3) / 4 * 4 + kHeader);
+        auto *data = static_cast<uint8_t *>(BlockData(m_pool, placed));
+        ASSERT_EQ(0, memcmp(bytes.data(), data, std::min<size_t>(bytes.size(), size)));
+        bytes.resize(size);
+        random.Fill(bytes.data(), size);
+        memcpy(data, bytes.data(), size);
+        ASSERT_TRUE(model.emplace(placed, bytes).second);
+
+        const std::set<uint32_t> used = CheckLinks(m_pool);
+        ASSERT_FALSE(HasFailure()) << "round " << round;
+        ASSERT_TRUE(std::ranges::equal(used, model, {}, {}, [](const auto &entry) { return entry.first; }));
+    }
+    for (const auto &[block, bytes] : model) {
+        EXPECT_EQ(0, memcmp(bytes.data(), BlockData(m_pool, block), bytes.size()));
+        FreeBlock(m_pool, block);
+    }
+    EXPECT_EQ(std::vector<uint32_t>{12}, FreeList());
+}
+
+TEST_F(Pool, StaysAsItWasWhenItCannotGrow)
+{
+    const uint32_t block = Allocate(1000), other = Allocate(14000);
+    const auto *bytes = reinterpret_cast<const char *>(m_pool);
+    const std::vector<char> before(bytes, bytes + m_pool->size);
+    const auto expectUnchanged = [&] { EXPECT_EQ(0, memcmp(before.data(), m_pool, before.size())); };
+    for (int step = 0; step < 2; ++step) {
+        for (int number = 1;; ++number) {
+            FaultInjector faults(kFaultMemory, number);
+            const uint32_t placed = faults.Run([&] { return step == 0 ? Allocate(5000) : Resize(block, 20000); });
+            if (!faults.struck()) {
+                EXPECT_GT(number, 1);
+                EXPECT_NE(0u, placed);
+                break;
+            }
+            EXPECT_EQ(0u, placed);
+            EXPECT_EQ(1000u, Payload(block));
+            if (step == 0) {
+                expectUnchanged();
+            }
+        }
+        CheckLinks(m_pool);
+    }
+    FreeBlock(m_pool, other);
+    CheckLinks(m_pool);
+}
+
+} // namespace
+} // namespace vexo::test
