@@ -104,12 +104,17 @@ bool ExpandCallersRuns(uint8_t *bits, const WORD *runs, int runCount, int count)
 
 // ---- Transfers ------------------------------------------------------------------------------------------------
 
+bool IsPixel(const BitmapHandle *bitmap, int row, int column)
+{
+    return row >= 0 && row < bitmap->Height && column >= 0 && column < bitmap->Width;
+}
+
 // Walks a transfer row by row: step(row, column, pixels, done, bytes) moves `pixels` pixels and stands for `bytes`
 // bytes of the buffer from `done` on. Returns the bytes moved, or the first error.
 template <class Step>
 int ForEachRow(const BitmapHandle *bitmap, int row, int column, int byteCount, Step &&step)
 {
-    if (row < 0 || row >= bitmap->Height || column >= bitmap->Width)
+    if (row < 0 || row >= bitmap->Height || column < 0 || column >= bitmap->Width)
         return ERR_INV_PARAMETER;
     column = column / 8 * 8;
     int done = 0;
@@ -130,9 +135,7 @@ int CheckRunTransfer(const BitmapHandle *bitmap, const void *expanded, const WOR
 {
     if (!IsAllocated(bitmap))
         return ERR_NO_BITMAP;
-    if (!IsCompressed(bitmap) || (!expanded && !runs))
-        return ERR_INV_PARAMETER;
-    if (row < 0 || row >= bitmap->Height || column < 0 || column >= bitmap->Width)
+    if (!IsCompressed(bitmap) || (!expanded && !runs) || !IsPixel(bitmap, row, column))
         return ERR_INV_PARAMETER;
     return pixelCount >= 0 && pixelCount <= bitmap->Width - column ? RESULT_SUCCESS : ERR_INV_PARAMETER;
 }

@@ -15,7 +15,7 @@ struct CompressedRows {
         uint32_t runCount; // 16-bit run lengths in that block
     };
 
-    uint16_t *scratch;    // Width + 1 run lengths, and the row coder's work space
+    uint16_t *scratch;    // the row coder's work space: room for the runs of a row, at most Width + 1
     uint32_t scratchSize; // in bytes: Width x 2 + 2
     RowPool *pool;
     uint32_t reserved; // 0
@@ -23,7 +23,10 @@ struct CompressedRows {
 };
 static_assert(sizeof(void *) != 4 || offsetof(CompressedRows, rows) == 16);
 
-inline CompressedRows *CompressedRowsOf(const BitmapHandle *bitmap) { return static_cast<CompressedRows *>(bitmap->Data); }
+inline CompressedRows *CompressedRowsOf(const BitmapHandle *bitmap)
+{
+    return static_cast<CompressedRows *>(bitmap->Data);
+}
 
 // Make, free and re-size the storage behind a record. Sizes come from the record's Width and Height; nothing else of
 // it is looked at or changed.
@@ -33,11 +36,11 @@ void FreeCompressedRows(CompressedRows *rows);
 // passed in is then still good for min(oldHeight, newHeight) rows.
 CompressedRows *ResizeCompressedRows(CompressedRows *rows, int oldHeight, int newHeight);
 
-// The compressed half of V_GetBitmapRowCol and V_PutBitmapRowCol (column already known to be not negative).
+// The compressed half of V_GetBitmapRowCol and V_PutBitmapRowCol.
 int GetCompressedRowCol(BitmapHandle *bitmap, void *buffer, int row, int column, int byteCount);
 int PutCompressedRowCol(BitmapHandle *bitmap, const void *buffer, int row, int column, int byteCount);
 
-// Codes bits into runs and returns the number of runs (at most count + 1); V_CompressRow with a count of runs.
+// V_CompressRow with the number of runs as its result: at most count + 1, 0 for a count of 0.
 int CodeRuns(uint16_t *runs, const uint8_t *input, int startBit, int count);
 
 } // namespace vexo

@@ -94,9 +94,9 @@ TEST_F(Pool, SplitsAndJoinsInPlace)
     EXPECT_EQ(b, Resize(b, 40));
     EXPECT_EQ((std::vector<uint32_t>{112, 248}), FreeList());
     EXPECT_EQ(36u, Payload(112));
-    EXPECT_EQ(b, Resize(b, 20)); // the rest joins the free block behind it
-    EXPECT_EQ((std::vector<uint32_t>{92, 248}), FreeList());
-    EXPECT_EQ(56u, Payload(92));
+    EXPECT_EQ(b, Resize(b, 12)); // the rest joins the free block behind it
+    EXPECT_EQ((std::vector<uint32_t>{84, 248}), FreeList());
+    EXPECT_EQ(64u, Payload(84));
     EXPECT_EQ(b, Resize(b, 100)); // back over the free block, to the last byte
     EXPECT_EQ(100u, Payload(b));
 

@@ -112,6 +112,25 @@ BOOL WINAPI MyDeleteFileA(LPCSTR name)
     return isDeleted;
 }
 
+// What the system makes on first use and keeps is no leak of the test that happens to come first.
+void UseEverythingOnce()
+{
+    char path[MAX_PATH], name[MAX_PATH];
+    GetTempPathA(MAX_PATH, path);
+    GetTempFileNameA(path, "QZ", 0, name);
+    DeleteFileA(name);
+
+    const HDC screen = GetDC(nullptr);
+    const HDC memory = CreateCompatibleDC(screen);
+    const HBITMAP bitmap = CreateCompatibleBitmap(screen, 8, 8);
+    const HGDIOBJ former = SelectObject(memory, bitmap);
+    PatBlt(memory, 0, 0, 8, 8, WHITENESS);
+    SelectObject(memory, former);
+    DeleteObject(bitmap);
+    DeleteDC(memory);
+    ReleaseDC(nullptr, screen);
+}
+
 // GetGuiResources where it counts; it is always 0 in some emulations of the system.
 bool GuiResourcesCount()
 {
@@ -127,7 +146,11 @@ bool GuiResourcesCount()
 
 } // namespace
 
-void InstallLeakCounters() { hooks = new Hooks; }
+void InstallLeakCounters()
+{
+    hooks = new Hooks;
+    UseEverythingOnce();
+}
 
 unsigned CountGdiObjects()
 {

@@ -62,6 +62,7 @@ void SettleCaches()
 void InstallSupport()
 {
     SetUnhandledExceptionFilter(ReportCrash);
+    SCOPED_TRACE("the first use of what the test framework keeps for a thread");
 #ifdef VEXOKIT_CHECKED
     InstallPageHeap(true);
 #else
