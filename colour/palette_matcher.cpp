@@ -35,31 +35,42 @@ uint32_t LoadQuad(const uint8_t *quad)
     return color;
 }
 
-// The least and the greatest squared distance from a colour to the cube of `width` values a channel from `corner` on.
+// Cells halve the green more often than red and blue: 5, 6, 5 bits, blue lowest in the number.
+unsigned CellOf(uint32_t color) { return (color >> 3 & 0x1F) | (color >> 5 & 0x7E0) | (color >> 8 & 0xF800); }
+
+ColorBox BoxOf(unsigned cell)
+{
+    const uint32_t low = (cell & 0x1F) << 3 | (cell & 0x7E0) << 5 | (cell & 0xF800) << 8;
+    return {low, low | 0x070307};
+}
+
+// Coarse cells have three bits a channel.
+unsigned CoarseOf(unsigned cell) { return (cell >> 2 & 7) | (cell >> 8 & 7) << 3 | (cell >> 13 & 7) << 6; }
+
+ColorBox CoarseBoxOf(unsigned cell)
+{
+    const uint32_t low = BoxOf(cell).low & 0xE0E0E0;
+    return {low, low | 0x1F1F1F};
+}
+
+// The least and the greatest squared distance from a colour to those of a box.
 struct Reach {
     unsigned least, greatest;
 };
-Reach ReachOf(uint32_t color, uint32_t corner, int width)
+Reach ReachOf(uint32_t color, const ColorBox &box)
 {
     Reach reach = {};
     for (int shift = 0; shift < 24; shift += 8) {
-        const int toLow = Channel(color, shift) - Channel(corner, shift);
-        const int toHigh = toLow - (width - 1);
-        const int outside = toLow < 0 ? -toLow : toHigh > 0 ? toHigh : 0;
-        const int farthest = toLow > -toHigh ? toLow : -toHigh;
-        reach.least += Square(outside);
-        reach.greatest += Square(farthest);
+        const int above = Channel(color, shift) - Channel(box.low, shift); // the lowest value
+        const int below = Channel(box.high, shift) - Channel(color, shift);
+        reach.least += Square(above < 0 ? above : below < 0 ? below : 0);
+        reach.greatest += Square(above > below ? above : below);
     }
     return reach;
 }
 
 // A corner of the colour cube that lies farther from each colour of a cell than any other colour does.
-uint32_t FarthestColor(uint32_t corner) { return (~corner >> 7 & 0x00010101u) * 255u; }
-
-// The lowest colour of a cell whose number has five bits of each channel, blue lowest.
-uint32_t CornerOf(unsigned cell) { return (cell & 31) << 3 | (cell >> 5 & 31) << 11 | (cell >> 10 & 31) << 19; }
-
-unsigned CellOf(uint32_t color) { return (color >> 3 & 0x1F) | (color >> 6 & 0x3E0) | (color >> 9 & 0x7C00); }
+uint32_t FarthestColor(const ColorBox &box) { return (~box.low >> 7 & 0x00010101u) * 255u; }
 
 } // namespace
 
@@ -83,79 +94,91 @@ void PaletteMatcher::Reset(const PaletteKey &key)
     memcpy(m_key.colors, key.colors, sizeof(uint32_t) * size_t(key.count));
     memset(m_coarse, 0, sizeof m_coarse);
     memset(m_cells, 0, sizeof m_cells);
+    constexpr uintptr_t kGroupBytes = kGroup * sizeof(uint32_t);
+    const uintptr_t beyondBoundary = reinterpret_cast<uintptr_t>(m_poolSpace) % kGroupBytes;
+    m_pool = m_poolSpace + (kGroupBytes - beyondBoundary) % kGroupBytes / sizeof(uint32_t);
+    m_usedGroups = 0;
     MakeSlots();
 }
 
 // Gathers equal entries: of these only the first and the last can be an answer.
 void PaletteMatcher::MakeSlots()
 {
-    unsigned slots = 0;
-    for (int i = 0; i < m_key.count; ++i) {
-        const uint32_t color = m_key.colors[i];
-        unsigned slot = 0;
-        while (slot < slots && (m_pool[slot] & kColorBits) != color)
-            ++slot;
-        if (slot == slots) {
-            m_pool[slots++] = color | slot << 24;
-            m_slots[slot] = {uint8_t(i), uint8_t(i), uint8_t(i), uint8_t(HueClassOf(color))};
-        }
-        m_slots[slot].last = uint8_t(i);
-    }
     const int end = m_key.count - 1;
-    for (unsigned i = 0; i < slots; ++i) {
-        Slot &slot = m_slots[i];
-        const uint32_t color = m_pool[i] & kColorBits;
+    unsigned length = 0;
+    for (int i = 0; i <= end; ++i) {
+        const uint32_t color = m_key.colors[i];
+        unsigned known = 0;
+        while (known < length && (m_pool[known] & kColorBits) != color)
+            ++known;
+        if (known == length) {
+            m_pool[length++] = color | unsigned(i) << 24;
+            m_slots[i] = {uint8_t(i), uint8_t(i), uint8_t(HueClassOf(color))};
+        }
+        Slot &slot = m_slots[m_pool[known] >> 24];
+        slot.last = uint8_t(i);
         // Black at the end of the palette comes before black inside it, white there before all other white.
-        if (slot.last == end && (color == kColorBits || (color == 0 && slot.first != 0)))
-            slot.exact = slot.last;
-        m_answers[i] = slot.first == slot.last ? slot.first : kNoSingleAnswer;
+        if (i == end && (color == kColorBits || (color == 0 && m_key.colors[0] != 0)))
+            slot.exact = uint8_t(i);
     }
-    m_all = slots;
-    m_usedGroups = (slots + kGroup - 1) / kGroup;
-    for (unsigned i = slots; i < m_usedGroups * kGroup; ++i)
-        m_pool[i] = m_pool[0];
+    m_colorCount = length;
+    m_all = CloseList(length, m_pool[0]);
 }
 
 // ---- Lists ----------------------------------------------------------------------------------------------------
 
+// Makes a list of the candidates that have been put behind the used part of the pool.
+PaletteMatcher::List PaletteMatcher::CloseList(unsigned length, uint32_t filler)
+{
+    uint32_t *candidates = m_pool + m_usedGroups * kGroup;
+    bool needsCare = length > kGroup;
+    for (unsigned i = 0; i < length; ++i) {
+        const unsigned first = candidates[i] >> 24;
+        needsCare = needsCare || m_slots[first].last != first;
+    }
+    // Fillers bear the number of a candidate: they are nearest only where all candidates have the fillers' colour.
+    for (; length % kGroup; ++length)
+        candidates[length] = (filler & kColorBits) | (candidates[0] & ~kColorBits);
+    const unsigned groups = length / kGroup;
+    const List list = m_usedGroups * kGroup | groups << kGroupsShift | (needsCare ? kNeedsCare : 0);
+    m_usedGroups += groups;
+    return list;
+}
+
 // Keeps the candidates of a list that can be nearest inside a smaller cube. Without room for them the list itself.
-PaletteMatcher::List PaletteMatcher::MakeList(List from, uint32_t corner, int width)
+PaletteMatcher::List PaletteMatcher::MakeList(List from, const ColorBox &box, unsigned groupLimit)
 {
     const uint32_t *candidates = Candidates(from);
-    const unsigned count = Length(from);
-    unsigned least[256], bound = ~0u;
-    for (unsigned i = 0; i < count; ++i) {
-        const Reach reach = ReachOf(candidates[i], corner, width);
+    const unsigned length = from == m_all ? m_colorCount : Length(from);
+    if (m_usedGroups + (length + kGroup - 1) / kGroup > groupLimit)
+        return from;
+    unsigned least[kMostEntries], bound = ~0u;
+    for (unsigned i = 0; i < length; ++i) {
+        const Reach reach = ReachOf(candidates[i], box);
         least[i] = reach.least;
         bound = reach.greatest < bound ? reach.greatest : bound;
     }
-    if (m_usedGroups + (count + kGroup - 1) / kGroup > kPoolGroups)
-        return from;
     uint32_t *kept = m_pool + m_usedGroups * kGroup;
-    unsigned length = 0;
-    for (unsigned i = 0; i < count; ++i)
+    unsigned keptLength = 0;
+    for (unsigned i = 0; i < length; ++i)
         if (least[i] <= bound)
-            kept[length++] = candidates[i];
-    const List list = m_usedGroups << 9 | length;
-    for (; length % kGroup; ++length)
-        kept[length] = FarthestColor(corner);
-    m_usedGroups += length / kGroup;
-    return list;
+            kept[keptLength++] = candidates[i];
+    return CloseList(keptLength, FarthestColor(box));
 }
 
 PaletteMatcher::List PaletteMatcher::CoarseList(unsigned cell)
 {
-    const unsigned coarse = (cell >> 2 & 7) | (cell >> 7 & 7) << 3 | (cell >> 12 & 7) << 6;
-    if (!m_coarse[coarse])
-        m_coarse[coarse] = MakeList(m_all, CornerOf(cell) & 0x00E0E0E0u, 32);
-    return m_coarse[coarse];
+    List &list = m_coarse[CoarseOf(cell)];
+    if (!list)
+        list = MakeList(m_all, CoarseBoxOf(cell), kPoolGroups);
+    return list;
 }
 
 PaletteMatcher::List PaletteMatcher::FillCell(unsigned cell)
 {
     const List coarse = CoarseList(cell);
     // One group takes one step however short it is.
-    m_cells[cell] = Length(coarse) <= kGroup ? coarse : MakeList(coarse, CornerOf(cell), 8);
+    m_cells[cell] = Length(coarse) <= kGroup ? coarse : MakeList(coarse, BoxOf(cell), kPoolGroups - kKeptGroups);
     return m_cells[cell];
 }
 
@@ -179,15 +202,16 @@ int PaletteMatcher::Resolve(List list, uint32_t color) const
         const unsigned distance = Distance(candidates[i], color);
         if (distance > best)
             continue;
-        const Slot &slot = m_slots[candidates[i] >> 24];
+        const int number = int(candidates[i] >> 24);
+        const Slot &slot = m_slots[number];
         if (distance == 0)
             return slot.exact;
         if (distance < best) {
             best = distance;
-            first = slot.first;
+            first = number;
             lastOfClass = -1;
         }
-        first = slot.first < first ? slot.first : first;
+        first = number < first ? number : first;
         if (slot.hueClass == hueClass && slot.last > lastOfClass)
             lastOfClass = slot.last;
     }
@@ -217,35 +241,25 @@ VEXO_TARGET_AVX2 inline __m128i GroupDistances(const uint32_t *group, __m256i co
     return _mm_packus_epi32(_mm256_castsi256_si128(squares), _mm256_extracti128_si256(squares, 1));
 }
 
-struct Nearest {
-    unsigned distance; // 65535 stands for all from there on
-    unsigned place;
-    bool tied;
-};
-
-// The nearest of a group, the first one of several. When all are beyond 16 bits they count as tied.
-VEXO_TARGET_AVX2 inline Nearest NearestOfGroup(const uint32_t *group, __m256i color)
+VEXO_TARGET_AVX2 inline void FindCells(uint32_t *cells, const uint8_t *quads, size_t count)
 {
-    const __m128i distances = GroupDistances(group, color);
-    const __m128i least = _mm_minpos_epu16(distances);
-    const unsigned found = unsigned(_mm_cvtsi128_si32(least)), place = found >> 16;
-    const __m128i equal = _mm_cmpeq_epi16(distances, _mm_broadcastw_epi16(least));
-    return {found & 0xFFFF, place, unsigned(_mm_movemask_epi8(equal)) >> 2 * place != 3}; // two bits a candidate
+    size_t i = 0;
+    for (; i + 8 <= count; i += 8) {
+        const __m256i colors = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(quads + 4 * i));
+        const __m256i outer = _mm256_and_si256(colors, _mm256_set1_epi32(0x00F800F8));
+        const __m256i middle = _mm256_and_si256(colors, _mm256_set1_epi32(0xFC00));
+        const __m256i joined = _mm256_madd_epi16(outer, _mm256_set1_epi32(2048 << 16 | 1));
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(cells + i),
+                            _mm256_or_si256(_mm256_srli_epi32(joined, 3), _mm256_srli_epi32(middle, 5)));
+    }
+    for (; i < count; ++i)
+        cells[i] = CellOf(LoadQuad(quads + 4 * i));
 }
 
-// The slot of the one nearest candidate of a list, or -1 where several are tied.
-VEXO_TARGET_AVX2 inline int NearestSlot(const uint32_t *candidates, unsigned length, __m256i color)
+// The equal distances, two bits each. Where the least is 65535 all of a group are.
+VEXO_TARGET_AVX2 inline unsigned EqualBytes(__m128i distances, __m128i least)
 {
-    unsigned best = 0xFFFF;
-    int slot = -1;
-    for (const uint32_t *end = candidates + length; candidates < end; candidates += 8) {
-        const Nearest nearest = NearestOfGroup(candidates, color);
-        if (nearest.distance > best)
-            continue;
-        slot = nearest.tied || nearest.distance == best ? -1 : int(candidates[nearest.place] >> 24);
-        best = nearest.distance;
-    }
-    return slot;
+    return unsigned(_mm_movemask_epi8(_mm_cmpeq_epi16(distances, least)));
 }
 
 } // namespace
@@ -255,37 +269,57 @@ VEXO_TARGET_AVX2 inline int NearestSlot(const uint32_t *candidates, unsigned len
 VEXO_TARGET_AVX2 size_t PaletteMatcher::MatchFirstGroups(uint8_t *indices, const uint8_t *quads, size_t count,
                                                          uint16_t *later)
 {
-    uint16_t cells[kBlock];
-    // Five bits a channel are both the 16-bit pixel and the number of the cell.
-    pixelKernels.pack16(reinterpret_cast<uint8_t *>(cells), quads, count);
+    uint32_t cells[kBlock];
+    FindCells(cells, quads, count);
     size_t laterCount = 0;
     for (size_t i = 0; i < count; ++i) {
         List list = m_cells[cells[i]];
         if (!list)
             list = FillCell(cells[i]);
         const uint32_t *group = Candidates(list);
-        const Nearest nearest = NearestOfGroup(group, _mm256_set1_epi32(int(LoadQuad(quads + 4 * i))));
-        const unsigned answer = m_answers[group[nearest.place] >> 24];
-        indices[i] = uint8_t(answer);
+        const __m128i distances = GroupDistances(group, _mm256_set1_epi32(int(LoadQuad(quads + 4 * i))));
+        const __m128i least = _mm_minpos_epu16(distances);
+        const unsigned equal = EqualBytes(distances, _mm_broadcastw_epi16(least));
+        indices[i] = uint8_t(group[unsigned(_mm_cvtsi128_si32(least)) >> 16] >> 24);
         later[laterCount] = uint16_t(i);
-        laterCount += unsigned(nearest.tied) | unsigned(Length(list) > kGroup) | answer >> 8;
+        laterCount += ((list & kNeedsCare) | (unsigned(_mm_popcnt_u32(equal)) ^ 2)) != 0;
     }
     return laterCount;
+}
+
+// All groups of a list. Falls back on the plain rule for ties and for colours that stand in the palette twice.
+VEXO_TARGET_AVX2 int PaletteMatcher::FindInGroups(List list, uint32_t color) const
+{
+    const uint32_t *candidates = Candidates(list);
+    const unsigned length = Length(list);
+    const __m256i colors = _mm256_set1_epi32(int(color));
+    __m128i distances[kMostEntries / kGroup];
+    __m128i least = _mm_set1_epi16(-1);
+    for (unsigned i = 0; i < length; i += kGroup) {
+        distances[i / kGroup] = GroupDistances(candidates + i, colors);
+        least = _mm_min_epu16(least, distances[i / kGroup]);
+    }
+    least = _mm_broadcastw_epi16(_mm_minpos_epu16(least));
+    int equalBytes = 0;
+    unsigned place = 0;
+    for (unsigned i = 0; i < length; i += kGroup) {
+        const unsigned equal = EqualBytes(distances[i / kGroup], least);
+        equalBytes += _mm_popcnt_u32(equal);
+        place = equal ? i + _tzcnt_u32(equal) / 2 : place;
+    }
+    const unsigned number = candidates[place] >> 24;
+    return equalBytes != 2 || m_slots[number].last != number ? Resolve(list, color) : int(number);
 }
 
 VEXO_TARGET_AVX2 void MatchCellsAvx2(uint8_t *indices, const uint8_t *quads, size_t count, PaletteMatcher &matcher)
 {
     while (count > 0) {
         const size_t block = count < kBlock ? count : kBlock;
-        uint16_t later[kBlock + 1];
+        uint16_t later[kBlock];
         const size_t laterCount = matcher.MatchFirstGroups(indices, quads, block, later);
         for (size_t i = 0; i < laterCount; ++i) {
             const uint32_t color = LoadQuad(quads + 4 * later[i]) & kColorBits;
-            const PaletteMatcher::List list = matcher.m_cells[CellOf(color)];
-            const int slot = NearestSlot(matcher.Candidates(list), matcher.Length(list), _mm256_set1_epi32(int(color)));
-            const int answer = slot < 0 ? PaletteMatcher::kNoSingleAnswer : matcher.m_answers[slot];
-            indices[later[i]] =
-                uint8_t(answer == PaletteMatcher::kNoSingleAnswer ? matcher.Resolve(list, color) : answer);
+            indices[later[i]] = uint8_t(matcher.FindInGroups(matcher.m_cells[CellOf(color)], color));
         }
         indices += block;
         quads += 4 * block;

@@ -171,15 +171,22 @@ HPALETTE VEXO_CALL V_DupPalette(HPALETTE palette)
 
 int VEXO_CALL V_CompareHandleToPalette(HPALETTE palette, const RGBQUAD *colors, int count)
 {
-    if (count < 1 || !colors)
+    if (!colors)
         return 1;
-    Buffer<RGBQUAD> entries{size_t(count)};
     // Deliberate: a shorter palette that agrees with the head of the array counts as equal, an empty one always.
-    const int have = entries ? V_GetPaletteEntries(palette, 0, count, entries.data()) : 0;
-    for (int i = 0; i < have; ++i)
-        if (entries[size_t(i)].rgbBlue != colors[i].rgbBlue || entries[size_t(i)].rgbGreen != colors[i].rgbGreen ||
-            entries[size_t(i)].rgbRed != colors[i].rgbRed)
-            return 0;
+    RGBQUAD entries[256];
+    for (int first = 0; first < count; first += 256) {
+        const int wanted = count - first < 256 ? count - first : 256;
+        const int have = V_GetPaletteEntries(palette, first, wanted, entries);
+        for (int i = 0; i < have; ++i) {
+            const RGBQUAD &color = colors[first + i];
+            if (entries[i].rgbBlue != color.rgbBlue || entries[i].rgbGreen != color.rgbGreen ||
+                entries[i].rgbRed != color.rgbRed)
+                return 0;
+        }
+        if (have < wanted)
+            break;
+    }
     return 1;
 }
 

@@ -114,7 +114,7 @@ bool IsPixel(const BitmapHandle *bitmap, int row, int column)
 template <class Step>
 int ForEachRow(const BitmapHandle *bitmap, int row, int column, int byteCount, Step &&step)
 {
-    if (row < 0 || row >= bitmap->Height || column < 0 || column >= bitmap->Width)
+    if (!IsPixel(bitmap, row, column))
         return ERR_INV_PARAMETER;
     column = column / 8 * 8;
     int done = 0;

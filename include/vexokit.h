@@ -60,7 +60,7 @@ extern "C" {
 #define COLOR_INDEX(index)      ((COLORREF)(0x01000000u | (unsigned)(index)))
 #define COLOR_INVALID           ((COLORREF)0x80000000u) /* what V_GetPixelColor returns for no pixel */
 
-/* ---- The bitmap record ---------------------------------------------------------------------------------------- */
+/* ---- The bitmap record --------------------------------------------------------------------------------------- */
 
 /* Orientation: which line of the picture stored row 0 holds. Code tests for ORIENT_BOTTOM_UP only. */
 #define ORIENT_TOP_DOWN         0
@@ -131,7 +131,7 @@ typedef struct VersionRecord {
     char BuildTime[16];  /* "17:25:29" */
 } VersionRecord;
 
-/* ---- Settings of the calling thread --------------------------------------------------------------------------- */
+/* ---- Settings of the calling thread -------------------------------------------------------------------------- */
 
 /* Progress of a long operation: called with 0 first, then with growing percentages up to 100. Any result other than
  * RESULT_SUCCESS stops the operation, which then returns that value. */
@@ -167,7 +167,7 @@ VEXO_API int VEXO_CALL V_SetStorageCaching(int cached);
 /* Copies the version record. Returns RESULT_SUCCESS, or ERR_INV_PARAMETER for a null pointer. */
 VEXO_API int VEXO_CALL V_VersionInfo(VersionRecord *version);
 
-/* ---- Memory and files ----------------------------------------------------------------------------------------- */
+/* ---- Memory and files ---------------------------------------------------------------------------------------- */
 
 /* Working memory from the global heap, locked for its whole life. All return null on failure. V_OsAllocInit clears the
  * block when `zero` is not 0. V_OsReAlloc keeps the contents up to the smaller size; when it fails the old block stays
@@ -230,7 +230,7 @@ VEXO_API int VEXO_CDECL V_RedirectedWrite(INT_PTR file, const void *buffer, unsi
 VEXO_API unsigned VEXO_CDECL V_RedirectedSeek(INT_PTR file, int offset, int origin);
 VEXO_API int VEXO_CDECL V_RedirectedClose(INT_PTR file);
 
-/* ---- Bitmaps and their storage -------------------------------------------------------------------------------- */
+/* ---- Bitmaps and their storage ------------------------------------------------------------------------------- */
 
 /* Fills in a record without storage: zeroes it, then sets the size fields, Orientation (bottom up), ColorOrder (blue
  * first above 8 bits), ColorCount, the thread's dithering method and resolutions. Any storage the record had is
@@ -301,7 +301,7 @@ VEXO_API int VEXO_CALL V_CopyPlaybackParms(BitmapHandle *destination, const Bitm
 VEXO_API COLORREF VEXO_CALL V_TranslateBitmapColor(const BitmapHandle *destination, const BitmapHandle *source,
                                                    COLORREF color);
 
-/* ---- Rows and pixels ------------------------------------------------------------------------------------------ */
+/* ---- Rows and pixels ----------------------------------------------------------------------------------------- */
 
 /* Move bytes between a buffer and stored rows, in the bitmap's own format. A count beyond one row goes on in the rows
  * that follow. The `Col` forms start at a pixel column, rounded down to the byte that holds it. The bitmap must be
@@ -350,7 +350,11 @@ VEXO_API COLORREF VEXO_CALL V_GetPixelColor(BitmapHandle *bitmap, int row, int c
  * error. */
 VEXO_API int VEXO_CALL V_PutPixelColor(BitmapHandle *bitmap, int row, int column, COLORREF color);
 
-/* ---- Palettes and colour matching ----------------------------------------------------------------------------- */
+/* ---- Copying bitmaps and alpha ------------------------------------------------------------------------------- */
+
+/* ---- Bitmap lists -------------------------------------------------------------------------------------------- */
+
+/* ---- Palettes and colour matching ---------------------------------------------------------------------------- */
 
 /* Makes a GDI palette of `count` quads; the reserved bytes become peFlags. The caller owns it (DeleteObject).
  * Returns null for null quads, a count below 1 or above 65535, or a GDI failure. */
@@ -422,7 +426,7 @@ VEXO_API unsigned *VEXO_CALL V_SetUserMatchTable(unsigned *table);
 /* Frees a table; null is accepted. Returns RESULT_SUCCESS. */
 VEXO_API int VEXO_CALL V_FreeUserMatchTable(unsigned *table);
 
-/* ---- Pixel buffer conversion ---------------------------------------------------------------------------------- */
+/* ---- Pixel buffer conversion --------------------------------------------------------------------------------- */
 
 /* Converts pixels in place from one format to another, nearest colours without dithering.
  *
@@ -447,7 +451,11 @@ VEXO_API int VEXO_CALL V_ConvertBuffer(void *buffer, int count, int sourceBits, 
 VEXO_API unsigned VEXO_CALL V_CalcConvertSize(int sourceCount, int sourceBits, int destinationCount,
                                               int destinationBits);
 
-/* ---- Colour reduction ----------------------------------------------------------------------------------------- */
+/* ---- Dithering, gray and halftone ---------------------------------------------------------------------------- */
+
+/* ---- Colour spaces ------------------------------------------------------------------------------------------- */
+
+/* ---- Colour reduction ---------------------------------------------------------------------------------------- */
 
 /* Flags of V_ColorResBitmap. At most one of the palette flags may be given; without one the fixed palette serves. */
 #define COLORRES_FIXED_PALETTE  0x00001u /* the fixed palette of the depth */
@@ -467,7 +475,7 @@ VEXO_API unsigned VEXO_CALL V_CalcConvertSize(int sourceCount, int sourceBits, i
 VEXO_API int VEXO_CALL V_ColorResBitmap(BitmapHandle *bitmap, int bitsPerPixel, unsigned flags, const RGBQUAD *colors,
                                         int colorCount);
 
-/* ---- Device-independent bitmaps (DIBs) ------------------------------------------------------------------------ */
+/* ---- Device-independent bitmaps (DIBs) ----------------------------------------------------------------------- */
 
 /* Makes a packed DIB: one movable global block with a 40-byte header, the colour table and the rows, bottom line
  * first. 1, 4, 8 and 24 bits are kept; 2 and 3 bits become 4, 5 to 7 bits become 8, 16 and 32 bits become 24.
@@ -496,6 +504,32 @@ VEXO_API HGLOBAL VEXO_CALL V_ChangeToDIB(BitmapHandle *bitmap);
  * ERR_NO_MEMORY. The record is unchanged on failure. */
 VEXO_API int VEXO_CALL V_ConvertFromDIB(BitmapHandle *bitmap, const BITMAPINFOHEADER *header, const void *bits);
 VEXO_API int VEXO_CALL V_ChangeFromDIB(BitmapHandle *bitmap, HGLOBAL dib);
+
+/* ---- DDBs, clipboard and screen capture ---------------------------------------------------------------------- */
+
+/* ---- Painting to a device ------------------------------------------------------------------------------------ */
+
+/* ---- Printing ------------------------------------------------------------------------------------------------ */
+
+/* ---- Paint effects ------------------------------------------------------------------------------------------- */
+
+/* ---- A device context over a bitmap -------------------------------------------------------------------------- */
+
+/* ---- Regions ------------------------------------------------------------------------------------------------- */
+
+/* ---- Clip segments, fill and clear --------------------------------------------------------------------------- */
+
+/* ---- Painting and framing regions ---------------------------------------------------------------------------- */
+
+/* ---- Resize and resample ------------------------------------------------------------------------------------- */
+
+/* ---- Rotate and shear ---------------------------------------------------------------------------------------- */
+
+/* ---- Flip and reverse ---------------------------------------------------------------------------------------- */
+
+/* ---- Combine and underlay ------------------------------------------------------------------------------------ */
+
+/* ---- Animation playback -------------------------------------------------------------------------------------- */
 
 #ifdef __cplusplus
 }

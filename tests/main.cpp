@@ -3,7 +3,6 @@
 #include "tests/support/bitmaps.h"
 #include "tests/support/library_test.h"
 
-#include "colour/colour.h"
 #include "core/core.h"
 
 int main(int argc, char **argv)
@@ -11,7 +10,7 @@ int main(int argc, char **argv)
     testing::InitGoogleTest(&argc, argv);
     vexo::test::InstallSupport();
     vexo::test::SetWin32sSwitch([](bool isWin32s) { vexo::process.isWin32s = isWin32s; });
-    vexo::test::SetLibraryInside({vexo::DropColourCache, vexo::AttachThread, vexo::DetachThread});
+    vexo::test::SetThreadDetach(vexo::DetachThread);
 
     const HMODULE module = GetModuleHandleA(nullptr);
     if (!vexo::AttachProcess(module))

@@ -1,6 +1,5 @@
 // The record and its storage: made, freed, locked, re-sized and duplicated, in every kind of storage.
 #include "tests/support/bitmaps.h"
-#include "tests/support/faults.h"
 #include "tests/support/library_test.h"
 
 #include "vexokit.h"
@@ -259,22 +258,6 @@ TEST_F(Storage, HeightChangesKeepTheStoredRows)
         }
     }
     EXPECT_EQ(ERR_NO_BITMAP, V_ChangeBitmapHeight(nullptr, 5));
-}
-
-TEST_F(Storage, GlobalMemoryFallsBackToATemporaryFile)
-{
-    if (!IsAvailable(StorageKind::TemporaryFile, 8))
-        GTEST_SKIP() << "Win32s storage cannot be had here";
-    const StorageScope scope(StorageKind::GlobalMemory);
-    for (int type : {STORAGE_MEMORY, STORAGE_MEMORY_ONLY}) {
-        BitmapHandle record;
-        V_InitBitmap(&record, 30, 30, 8);
-        FaultInjector faults(kFaultMemory, 1);
-        const int status = faults.Run([&] { return V_AllocateBitmap(&record, type); });
-        EXPECT_EQ(type == STORAGE_MEMORY ? RESULT_SUCCESS : ERR_NO_MEMORY, status);
-        EXPECT_EQ(type == STORAGE_MEMORY ? FLAG_ALLOCATED | FLAG_DISK : 0u, record.Flags);
-        V_FreeBitmap(&record);
-    }
 }
 
 TEST_F(Storage, DuplicateTakesTheAttributes)

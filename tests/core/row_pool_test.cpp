@@ -9,6 +9,7 @@
 #include <cstring>
 #include <map>
 #include <set>
+#include <span>
 #include <tuple>
 #include <vector>
 
@@ -154,10 +155,11 @@ TEST_F(Pool, KeepsContentsUnderRandomUse)
         ASSERT_GE(Payload(placed), size);
         ASSERT_LE(Payload(placed), (size + 3) / 4 * 4 + kHeader);
         auto *data = static_cast<uint8_t *>(BlockData(m_pool, placed));
-        ASSERT_EQ(0, memcmp(bytes.data(), data, std::min<size_t>(bytes.size(), size)));
+        const auto kept = ptrdiff_t(std::min<size_t>(bytes.size(), size));
+        ASSERT_TRUE(std::equal(bytes.begin(), bytes.begin() + kept, data));
         bytes.resize(size);
         random.Fill(bytes.data(), size);
-        memcpy(data, bytes.data(), size);
+        std::ranges::copy(bytes, data);
         ASSERT_TRUE(model.emplace(placed, bytes).second);
 
         const std::set<uint32_t> used = CheckLinks(m_pool);
@@ -165,7 +167,8 @@ TEST_F(Pool, KeepsContentsUnderRandomUse)
         ASSERT_TRUE(std::ranges::equal(used, model, {}, {}, [](const auto &entry) { return entry.first; }));
     }
     for (const auto &[block, bytes] : model) {
-        EXPECT_EQ(0, memcmp(bytes.data(), BlockData(m_pool, block), bytes.size()));
+        EXPECT_TRUE(
+            std::ranges::equal(bytes, std::span(static_cast<uint8_t *>(BlockData(m_pool, block)), bytes.size())));
         FreeBlock(m_pool, block);
     }
     EXPECT_EQ(std::vector<uint32_t>{12}, FreeList());

@@ -1,6 +1,5 @@
 // Row transfers and single pixels in every kind of storage, held against plain images.
 #include "tests/support/bitmaps.h"
-#include "tests/support/faults.h"
 #include "tests/support/library_test.h"
 #include "tests/support/page_heap.h"
 
@@ -148,34 +147,6 @@ TEST_F(Rows, RefusedTransfers)
         V_UnlockBitmap(bitmap.get(), previous);
         EXPECT_TRUE(SameRecord(before, *bitmap.get()));
     }
-}
-
-TEST_F(Rows, FailingFilesGiveTheirOwnErrors)
-{
-    if (!IsAvailable(StorageKind::TemporaryFile, 8))
-        GTEST_SKIP() << "Win32s storage cannot be had here";
-    const StorageScope scope(StorageKind::TemporaryFile);
-    Random random(12);
-    const Image image = Image::Random(random, 16, 16, 8);
-    TestBitmap bitmap(StorageKind::TemporaryFile, image);
-    uint8_t row[16];
-    const auto run = [&](int number, auto call) {
-        FaultInjector faults(kFaultFiles, number);
-        return faults.Run(call);
-    };
-    const auto get = [&] { return V_GetBitmapRow(bitmap.get(), row, 3, 16); };
-    const auto put = [&] { return V_PutBitmapRow(bitmap.get(), row, 3, 16); };
-    EXPECT_EQ(ERR_FILE_SEEK, run(1, get));
-    EXPECT_EQ(ERR_FILE_READ, run(2, get));
-    EXPECT_EQ(16, run(3, get));
-    EXPECT_EQ(ERR_FILE_SEEK, run(1, put));
-    EXPECT_EQ(ERR_FILE_WRITE, run(2, put));
-    EXPECT_EQ(ERR_FILE_READ, V_GetBitmapRow(bitmap.get(), row, 100, 16)) << "behind the end of the file";
-    for (int number : {1, 2}) {
-        EXPECT_EQ(COLOR_INVALID, run(number, [&] { return V_GetPixelColor(bitmap.get(), 3, 3); }));
-        EXPECT_LT(run(number, [&] { return V_PutPixelColor(bitmap.get(), 3, 3, COLOR_INDEX(1)); }), 0);
-    }
-    EXPECT_EQ(image, Load(bitmap.get()));
 }
 
 // ---- Pixels ---------------------------------------------------------------------------------------------------

@@ -120,6 +120,8 @@ void UseEverythingOnce()
     GetTempFileNameA(path, "QZ", 0, name);
     DeleteFileA(name);
 
+    OutputDebugStringA(""); // the test framework writes failures there
+
     const HDC screen = GetDC(nullptr);
     const HDC memory = CreateCompatibleDC(screen);
     const HBITMAP bitmap = CreateCompatibleBitmap(screen, 8, 8);

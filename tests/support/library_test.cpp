@@ -11,14 +11,7 @@ namespace vexo::test {
 
 namespace {
 
-LibraryInside inside = {};
-
-// The library's caches hold a bounded number of blocks; a conversion to a palette makes them.
-void FillCaches()
-{
-    BYTE pixels[16] = {};
-    V_ConvertBuffer(pixels, 4, 24, 8, COLOR_ORDER_BGR, COLOR_ORDER_BGR, nullptr, nullptr);
-}
+void (*detachThread)();
 
 // Ends the program with a line that says where it crashed; the system's own debugger may wait for a user.
 LONG WINAPI ReportCrash(EXCEPTION_POINTERS *pointers)
@@ -38,21 +31,9 @@ LONG WINAPI ReportCrash(EXCEPTION_POINTERS *pointers)
 
 DWORD WINAPI ThreadMain(void *argument)
 {
-    if (inside.attachThread) {
-        EXPECT_TRUE(inside.attachThread());
-    }
     (*static_cast<const std::function<void()> *>(argument))();
-    if (inside.detachThread)
-        inside.detachThread();
+    detachThread();
     return 0;
-}
-
-void SettleCaches()
-{
-    if (inside.dropCaches)
-        inside.dropCaches();
-    else
-        FillCaches();
 }
 
 } // namespace
@@ -72,7 +53,7 @@ void InstallSupport()
     InstallFaults();
 }
 
-void SetLibraryInside(const LibraryInside &functions) { inside = functions; }
+void SetThreadDetach(void (*detach)()) { detachThread = detach; }
 
 void RunOnNewThread(const std::function<void()> &body)
 {
@@ -81,30 +62,17 @@ void RunOnNewThread(const std::function<void()> &body)
     CloseHandle(thread);
 }
 
-void ResetThreadSettings()
-{
-    V_SetDefaultXResolution(150);
-    V_SetDefaultYResolution(150);
-    V_DefaultDithering(7);
-    V_SetDisplayMode(~0u, 12);
-    V_SetStatusCallBack(nullptr);
-    V_SetStorageCaching(0);
-    V_SetUserMatchTable(nullptr);
-    V_RedirectIO(nullptr, nullptr, nullptr, nullptr, nullptr);
-}
-
 LibraryTest::LibraryTest()
 {
-    ResetThreadSettings();
-    SettleCaches();
+    detachThread();
     TakePageHeapComplaints();
     m_before = Holdings::Now();
+    V_SetDefaultXResolution(150); // the thread has its settings before the test makes memory fail
 }
 
 LibraryTest::~LibraryTest()
 {
-    ResetThreadSettings();
-    SettleCaches();
+    detachThread();
     std::string growth = m_before.DescribeGrowth(Holdings::Now());
     // Handles of threads that have ended go a little later.
     for (int wait = 0; wait < 50 && !growth.empty(); ++wait) {

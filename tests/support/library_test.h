@@ -15,22 +15,12 @@ namespace vexo::test {
 // by each test program; in the checked build the page heap is on from here.
 void InstallSupport();
 
-// What a program that is linked with the library's objects does in the loader's place. All null in a program that uses
-// the DLL.
-struct LibraryInside {
-    // Frees what the library keeps for a thread between calls, which is no leak. Without it each test is preceded by
-    // calls that fill these caches.
-    void (*dropCaches)();
-    bool (*attachThread)();
-    void (*detachThread)();
-};
-void SetLibraryInside(const LibraryInside &inside);
+// Tells how to free the settings and caches of the calling thread, as at its end; the library makes new ones when they
+// are needed. They are no leak, so each test ends with this call.
+void SetThreadDetach(void (*detach)());
 
-// Runs the body on a thread of its own, attached and detached like any thread of a process with the library, and waits.
+// Runs the body on a thread of its own and waits.
 void RunOnNewThread(const std::function<void()> &body);
-
-// Puts every setting of the calling thread to its default.
-void ResetThreadSettings();
 
 class LibraryTest : public testing::Test {
 public:

@@ -1,0 +1,48 @@
+// What the rows of the benchmark share: the pictures, the clock, and the list each file of rows adds itself to.
+#ifndef VEXO_BENCH_BENCH_H
+#define VEXO_BENCH_BENCH_H
+
+#include "vexokit.h"
+
+#include "bench/images.hpp"
+
+#include <cstring>
+#include <functional>
+#include <span>
+#include <vector>
+
+namespace vexo::bench {
+
+using testimg::PageHeight;
+using testimg::PageWidth;
+using testimg::PhotoSize;
+using Bytes = std::vector<uint8_t>;
+
+inline constexpr size_t kPhotoStride = size_t(PhotoSize) * 3;
+inline constexpr size_t kPageStride = (PageWidth + 31) / 32 * 4;
+inline constexpr double kPhotoPixels = double(PhotoSize) * PhotoSize;
+inline constexpr double kPagePixels = double(PageWidth) * PageHeight;
+
+// The pictures of the workloads, as bytes.
+const Bytes &Photo24();
+Bytes Gray8();
+std::vector<RGBQUAD> Palette256();
+Bytes Photo32();
+Bytes Photo555();
+Bytes Page1();
+
+// Measures `work` and prints its row; `sum` gives the checksum of its result afterwards.
+void Report(const char *workload, double pixels, const std::function<void()> &work, const std::function<uint64_t()> &sum);
+
+struct Workload {
+    const char *name;
+    void (*measure)();
+};
+
+// One list per file of rows.
+std::span<const Workload> ConversionRows();
+std::span<const Workload> CompressionRows();
+
+} // namespace vexo::bench
+
+#endif

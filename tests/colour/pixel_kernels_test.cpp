@@ -1,0 +1,99 @@
+// The pixel kernels of every processor level against the plain ones, on buffers that end at unreadable pages.
+#include "colour/pixel_kernels.h"
+#include "tests/support/library_test.h"
+#include "tests/support/page_heap.h"
+#include "tests/support/random.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace vexo::test {
+
+namespace {
+
+// One kernel as a function from bytes to bytes.
+struct Kernel {
+    const char *name;
+    size_t inputBytes, outputBytes; // of a pixel
+    bool mayOverlap;                // the output may start at or before the input
+    void (*run)(const PixelKernels &kernels, uint8_t *output, const uint8_t *input, size_t count);
+};
+
+constexpr struct Table {
+    uint32_t quads[256];
+    constexpr Table() : quads()
+    {
+        for (unsigned i = 0; i < 256; ++i)
+            quads[i] = i * 0x00C9A3E5u & 0x00FFFFFF;
+    }
+} kTable;
+
+template <auto Member>
+void Swap(const PixelKernels &kernels, uint8_t *output, const uint8_t *input, size_t count, size_t bytes)
+{
+    std::copy(input, input + count * bytes, output);
+    (kernels.*Member)(output, count);
+}
+
+const Kernel kKernels[] = {
+    {"unpack16", 2, 4, false,
+     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.unpack16(out, in, n, false); }},
+    {"unpack16 swapped", 2, 4, false,
+     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.unpack16(out, in, n, true); }},
+    {"unpack24", 3, 4, false,
+     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.unpack24(out, in, n, false); }},
+    {"unpack24 swapped", 3, 4, false,
+     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.unpack24(out, in, n, true); }},
+    {"lookUp", 1, 4, false,
+     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.lookUp(out, in, n, kTable.quads); }},
+    {"pack16", 4, 2, true, [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.pack16(out, in, n); }},
+    {"pack24", 4, 3, true, [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.pack24(out, in, n); }},
+    {"luminance", 4, 1, true, [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.luminance(out, in, n); }},
+    {"swap16", 2, 2, true,
+     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { Swap<&PixelKernels::swap16>(k, out, in, n, 2); }},
+    {"swap24", 3, 3, true,
+     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { Swap<&PixelKernels::swap24>(k, out, in, n, 3); }},
+    {"swap32", 4, 4, true,
+     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { Swap<&PixelKernels::swap32>(k, out, in, n, 4); }},
+};
+
+void Compare(Random &random, const Kernel &kernel, size_t count)
+{
+    GuardedBuffer input(count * kernel.inputBytes), output(count * kernel.outputBytes);
+    random.Fill(input.data(), input.size());
+    std::vector<uint8_t> expected(output.size());
+    kernel.run(plainPixelKernels, expected.data(), input.data(), count);
+    kernel.run(pixelKernels, output.data(), input.data(), count);
+    ASSERT_TRUE(std::ranges::equal(expected, output.span())) << kernel.name << ", " << count << " pixels";
+    if (!kernel.mayOverlap)
+        return;
+    const size_t before = size_t(random.Below(40));
+    GuardedBuffer shared(before + input.size());
+    std::ranges::copy(input.span(), shared.data() + before);
+    kernel.run(pixelKernels, shared.data(), shared.data() + before, count);
+    ASSERT_TRUE(std::equal(expected.begin(), expected.end(), shared.data()))
+        << kernel.name << ", " << count << " pixels, " << before << " bytes in front";
+}
+
+class PixelKernelsTest : public LibraryTest {
+protected:
+    ~PixelKernelsTest() override { SelectPixelKernels(DetectCpuLevel()); }
+};
+
+} // namespace
+
+TEST_F(PixelKernelsTest, EveryLevelGivesThePlainResult)
+{
+    Random random(5);
+    for (int level = 0; level <= int(DetectCpuLevel()); ++level) {
+        SelectPixelKernels(CpuLevel(level));
+        for (const Kernel &kernel : kKernels)
+            for (size_t count = 0; count < 100; ++count) {
+                Compare(random, kernel, count);
+                if (HasFatalFailure())
+                    return;
+            }
+    }
+}
+
+} // namespace vexo::test

@@ -1,0 +1,137 @@
+// Every acquisition of the DIB conversions fails once: bitmap and DIB stay as they were, and nothing is left behind.
+#include "tests/support/bitmaps.h"
+#include "tests/support/faults.h"
+#include "tests/support/library_test.h"
+#include "tests/support/page_heap.h"
+
+#include "vexokit.h"
+
+#include <cstring>
+
+namespace vexo::test {
+
+namespace {
+
+class DibFaults : public LibraryTest {
+private:
+    const PageHeapScope m_pageHeap;
+};
+
+std::vector<uint8_t> BytesOf(HGLOBAL block)
+{
+    std::vector<uint8_t> bytes(GlobalSize(block));
+    memcpy(bytes.data(), GlobalLock(block), bytes.size());
+    GlobalUnlock(block);
+    return bytes;
+}
+
+HGLOBAL BlockOf(const std::vector<uint8_t> &bytes)
+{
+    const HGLOBAL block = GlobalAlloc(GMEM_MOVEABLE, bytes.size());
+    memcpy(GlobalLock(block), bytes.data(), bytes.size());
+    GlobalUnlock(block);
+    return block;
+}
+
+template <class Test>
+void ForEachBitmap(Test &&test)
+{
+    Random random(40);
+    for (int bits : kAllDepths) {
+        for (StorageKind kind : StorageKinds(bits)) {
+            for (int orientation : {ORIENT_BOTTOM_UP, ORIENT_TOP_DOWN}) {
+                SCOPED_TRACE(testing::Message() << bits << " bits, " << kind << ", orientation " << orientation);
+                const StorageScope scope(kind);
+                const Image image = Image::RandomRuns(random, random.Between(1, 70), random.Between(1, 9), bits);
+                const auto palette = bits <= 8 ? RandomPalette(random, 1 << bits) : std::vector<RGBQUAD>();
+                test(kind, image, BitmapOptions{COLOR_ORDER_RGB, orientation, palette});
+            }
+        }
+    }
+}
+
+// The DIB that V_ConvertToDIB makes when nothing fails.
+std::vector<uint8_t> DibOf(StorageKind kind, const Image &image, const BitmapOptions &options)
+{
+    TestBitmap bitmap(kind, image, options);
+    const HGLOBAL dib = V_ConvertToDIB(bitmap.get());
+    const std::vector<uint8_t> bytes = BytesOf(dib);
+    GlobalFree(dib);
+    return bytes;
+}
+
+// A bitmap from a DIB is whole, or its record has not been touched.
+void ExpectWholeOrUntouched(const FaultInjector &faults, int status, BitmapHandle &record, const BitmapHandle &before,
+                            const std::vector<uint8_t> &dib)
+{
+    if (status != RESULT_SUCCESS) {
+        EXPECT_TRUE(faults.struck());
+        EXPECT_TRUE(status == ERR_NO_MEMORY || status == ERR_INV_PARAMETER || status == ERR_FILE_WRITE ||
+                    status == ERR_FILE_SEEK)
+            << status;
+        EXPECT_TRUE(SameRecord(before, record)) << Describe(record);
+        return;
+    }
+    const HGLOBAL again = V_ConvertToDIB(&record);
+    ASSERT_NE(nullptr, again);
+    EXPECT_EQ(dib, BytesOf(again));
+    GlobalFree(again);
+    V_FreeBitmap(&record);
+}
+
+} // namespace
+
+TEST_F(DibFaults, ConvertAndChangeToDib)
+{
+    ForEachBitmap([](StorageKind kind, const Image &image, const BitmapOptions &options) {
+        const std::vector<uint8_t> expected = DibOf(kind, image, options);
+        for (const bool isChange : {false, true}) {
+            ForEachFault(kFaultAll, [&](FaultInjector &faults) {
+                TestBitmap bitmap(kind, image, options);
+                const BitmapSnapshot before(bitmap.get());
+                const HGLOBAL dib =
+                    faults.Run([&] { return isChange ? V_ChangeToDIB(bitmap.get()) : V_ConvertToDIB(bitmap.get()); });
+                if (!dib || !isChange)
+                    before.ExpectUnchanged();
+                else
+                    EXPECT_EQ(0u, bitmap->Flags & FLAG_ALLOCATED);
+                if (!dib) {
+                    EXPECT_TRUE(faults.struck());
+                    return;
+                }
+                if (!isChange) // the Change form keeps the bitmap's own number of colours
+                    EXPECT_EQ(expected, BytesOf(dib));
+                GlobalFree(dib);
+            });
+        }
+    });
+}
+
+TEST_F(DibFaults, ConvertAndChangeFromDib)
+{
+    BitmapHandle rubbish;
+    memset(&rubbish, 0xCD, sizeof rubbish);
+    ForEachBitmap([&](StorageKind kind, const Image &image, const BitmapOptions &options) {
+        const std::vector<uint8_t> dib = DibOf(kind, image, options);
+        const auto *header = reinterpret_cast<const BITMAPINFOHEADER *>(dib.data());
+        const size_t tableBytes = header->biBitCount <= 8 ? sizeof(RGBQUAD) << header->biBitCount : 0;
+        const uint8_t *rows = dib.data() + sizeof *header + tableBytes;
+        ForEachFault(kFaultAll, [&](FaultInjector &faults) {
+            BitmapHandle record = rubbish;
+            const int status = faults.Run([&] { return V_ConvertFromDIB(&record, header, rows); });
+            ExpectWholeOrUntouched(faults, status, record, rubbish, dib);
+        });
+        ForEachFault(kFaultAll | kFaultLocks, [&](FaultInjector &faults) {
+            BitmapHandle record = rubbish;
+            const HGLOBAL block = BlockOf(dib);
+            const int status = faults.Run([&] { return V_ChangeFromDIB(&record, block); });
+            if (status != RESULT_SUCCESS) {
+                EXPECT_EQ(dib, BytesOf(block)) << "the block stays the caller's";
+                GlobalFree(block);
+            }
+            ExpectWholeOrUntouched(faults, status, record, rubbish, dib);
+        });
+    });
+}
+
+} // namespace vexo::test
