@@ -16,7 +16,7 @@ struct StandIn;
 template <int Id, class Result, class... Arguments>
 struct StandIn<Id, Result WINAPI(Arguments...)> {
     using Function = Result WINAPI(Arguments...);
-    static inline ImportHook<Function> *hook; // never taken down
+    static inline PermanentHooks<ImportHook<Function>> hook;
     static inline Result failure;
     static inline unsigned kind;
     static inline const char *name;
@@ -37,7 +37,7 @@ void Install(unsigned kind, const char *dll, const char *name, Result failure)
     Call::failure = failure;
     Call::kind = kind;
     Call::name = name;
-    Call::hook = new ImportHook<Function>(dll, name, Call::Call);
+    Call::hook.Make(dll, name, Call::Call);
 }
 
 } // namespace

@@ -5,6 +5,8 @@
 
 #include <windows.h>
 
+#include <cstddef>
+#include <new>
 #include <vector>
 
 namespace vexo::test {
@@ -41,6 +43,22 @@ public:
     {
     }
     Function *Next() const { return reinterpret_cast<Function *>(next()); }
+};
+
+// Room for hooks that stay until the process ends. They can be reached while they are being made, because another
+// thread may call a stand-in as soon as it is in place.
+template <class Hooks>
+class PermanentHooks {
+public:
+    template <class... Arguments>
+    void Make(Arguments... arguments)
+    {
+        new (m_room) Hooks(arguments...);
+    }
+    Hooks *operator->() { return reinterpret_cast<Hooks *>(m_room); }
+
+private:
+    alignas(Hooks) std::byte m_room[sizeof(Hooks)];
 };
 
 // Calls visit(dll, function or null for an import by number, address of the entry) for every import of a module.

@@ -37,7 +37,7 @@ struct Hooks {
     ImportHook<decltype(::GetTempFileNameA)> getTempFileName{"kernel32.dll", "GetTempFileNameA", MyGetTempFileNameA};
     ImportHook<decltype(::DeleteFileA)> deleteFile{"kernel32.dll", "DeleteFileA", MyDeleteFileA};
 };
-Hooks *hooks;
+PermanentHooks<Hooks> hooks;
 
 HGLOBAL WINAPI MyGlobalAlloc(UINT flags, SIZE_T size)
 {
@@ -150,7 +150,7 @@ bool GuiResourcesCount()
 
 void InstallLeakCounters()
 {
-    hooks = new Hooks;
+    hooks.Make();
     UseEverythingOnce();
 }
 

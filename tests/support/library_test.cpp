@@ -36,10 +36,23 @@ DWORD WINAPI ThreadMain(void *argument)
     return 0;
 }
 
+// The test framework's own thread, started by the first trace, and what the system starts late, are no test's doing.
+void WaitUntilSettled()
+{
+    Holdings former = Holdings::Now();
+    for (int quiet = 0; quiet < 5; ++quiet) {
+        Sleep(10);
+        const Holdings now = Holdings::Now();
+        if (!former.DescribeGrowth(now).empty())
+            quiet = 0;
+        former = now;
+    }
+}
+
 } // namespace
 
-// The order of the last three matters: a call that is made to fail is not counted, and the counters see the handles of
-// the page heap.
+// The order of the installations matters: a call that is made to fail is not counted, and the counters see the handles
+// of the page heap.
 void InstallSupport()
 {
     SetUnhandledExceptionFilter(ReportCrash);
@@ -51,6 +64,7 @@ void InstallSupport()
 #endif
     InstallLeakCounters();
     InstallFaults();
+    WaitUntilSettled();
 }
 
 void SetThreadDetach(void (*detach)()) { detachThread = detach; }

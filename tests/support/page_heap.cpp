@@ -160,7 +160,7 @@ struct Hooks {
     ImportHook<decltype(::UnmapViewOfFile)> unmapViewOfFile{"kernel32.dll", "UnmapViewOfFile", MyUnmapViewOfFile};
     ImportHook<decltype(::CloseHandle)> closeHandle{"kernel32.dll", "CloseHandle", MyCloseHandle};
 };
-Hooks *hooks; // never taken down: blocks of the page heap live as long as the program
+PermanentHooks<Hooks> hooks;
 
 // The block of a handle, or null for one that the real heap made.
 Block *Find(HGLOBAL handle)
@@ -357,7 +357,7 @@ BOOL WINAPI MyCloseHandle(HANDLE handle)
 
 void InstallPageHeap(bool on)
 {
-    hooks = new Hooks;
+    hooks.Make();
     isOn = on;
 }
 
