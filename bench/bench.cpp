@@ -49,7 +49,7 @@ int main(int argc, char **argv)
         return 2;
     }
     V_SetStorageCaching(1);
-    for (const auto rows : {ConversionRows, CompressionRows})
+    for (const auto rows : {ConversionRows, CompressionRows, DitherRows})
         for (const Workload &workload : rows())
             if (strstr(workload.name, only))
                 workload.measure();

@@ -42,6 +42,7 @@ struct Workload {
 // One list per file of rows.
 std::span<const Workload> ConversionRows();
 std::span<const Workload> CompressionRows();
+std::span<const Workload> DitherRows();
 
 } // namespace vexo::bench
 

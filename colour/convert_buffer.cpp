@@ -101,21 +101,6 @@ void MakeQuadTable(uint32_t (&table)[256], const Format &source, int order)
 
 // ---- From deep pixels -----------------------------------------------------------------------------------------
 
-// Reads deep pixels as quads, either into `stage` or where they are.
-const uint8_t *UnpackQuads(uint8_t *stage, const uint8_t *pixels, size_t count, const Format &source, bool swap)
-{
-    switch (source.bits) {
-    case 16: pixelKernels.unpack16(stage, pixels, count, swap); return stage;
-    case 24: pixelKernels.unpack24(stage, pixels, count, swap); return stage;
-    default:
-        if (!swap)
-            return pixels;
-        memcpy(stage, pixels, 4 * count);
-        pixelKernels.swap32(stage, count);
-        return stage;
-    }
-}
-
 void PackQuads(uint8_t *pixels, const uint8_t *quads, size_t count, const Format &destination)
 {
     switch (destination.bits) {
@@ -156,7 +141,7 @@ void DeepToDeep(uint8_t *buffer, size_t count, const Format &source, const Forma
     }
     ForEachBlock(buffer, count, source, destination, [&](uint8_t *target, const uint8_t *pixels, size_t length) {
         uint8_t quads[4 * kBlock];
-        PackQuads(target, UnpackQuads(quads, pixels, length, source, swap), length, destination);
+        PackQuads(target, UnpackQuads(quads, pixels, length, source.bits, swap), length, destination);
     });
 }
 
@@ -165,7 +150,7 @@ void DeepToGray(uint8_t *buffer, size_t count, const Format &source, const Forma
     const bool swap = source.order == COLOR_ORDER_RGB;
     ForEachBlock(buffer, count, source, destination, [&](uint8_t *target, const uint8_t *pixels, size_t length) {
         uint8_t quads[4 * kBlock];
-        pixelKernels.luminance(target, UnpackQuads(quads, pixels, length, source, swap), length);
+        pixelKernels.luminance(target, UnpackQuads(quads, pixels, length, source.bits, swap), length);
     });
 }
 
@@ -175,7 +160,7 @@ void DeepToIndices(uint8_t *buffer, size_t count, const Format &source, const Fo
     const PaletteSearch search(destination.palette, destination.colorCount());
     ForEachBlock(buffer, count, source, destination, [&](uint8_t *target, const uint8_t *pixels, size_t length) {
         uint8_t indices[kBlock], quads[4 * kBlock];
-        search.FindAll(indices, UnpackQuads(quads, pixels, length, source, swap), length);
+        search.FindAll(indices, UnpackQuads(quads, pixels, length, source.bits, swap), length);
         PackIndices(target, indices, length, destination);
     });
 }

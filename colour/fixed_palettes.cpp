@@ -75,7 +75,18 @@ constexpr ColorTable<64> kSixBits = Expand<64>(kSixBitProduct);
 constexpr ColorTable<128> kSevenBits = Expand<128>(kSevenBitProduct);
 constexpr ColorTable<256> kEightBits = Expand<256>(kEightBitProduct);
 
+constexpr ColorTable<256> MakeCube()
+{
+    ColorTable<256> table = {};
+    for (int i = 0; i < 6 * 6 * 6; ++i)
+        table.colors[i] = Quad(i % 6 * 51, i / 6 % 6 * 51, i / 36 * 51);
+    return table;
+}
+constexpr ColorTable<256> kCube = MakeCube();
+
 } // namespace
+
+const RGBQUAD *CubePalette() { return kCube.colors; }
 
 const RGBQUAD *FixedPalette(int depth)
 {

@@ -9,6 +9,9 @@ namespace vexo {
 // The colours of a depth of 1 to 8, null for any other.
 const RGBQUAD *FixedPalette(int depth);
 
+// The other fixed palette of 256 colours: six even levels a channel, index = 36 red + 6 green + blue, then black.
+const RGBQUAD *CubePalette();
+
 // The levels of one channel and the way from a value to the nearest of them. No run of 16 values from a multiple of 16
 // on holds more than one step between levels, so that its upper four bits say nearly all; a vector shuffle looks up
 // tables of 16 bytes for many values at once.

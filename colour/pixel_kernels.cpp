@@ -3,6 +3,7 @@
 #include "colour/pixel_kernels.h"
 
 #include "colour/colour.h"
+#include "colour/dither_engine.h"
 
 #include <cstring>
 
@@ -100,14 +101,28 @@ void Swap32Plain(uint8_t *pixels, size_t count)
 }
 
 constexpr PixelKernels kPlainKernels = {
-    Unpack16Plain,     Unpack24Plain,   LookUpPlain, Pack16Plain, Pack24Plain, LuminancePlain,
-    MatchProductPlain, MatchCellsPlain, Swap16Plain, Swap24Plain, Swap32Plain,
+    Unpack16Plain,     Unpack24Plain,   LookUpPlain,  Pack16Plain, Pack24Plain, LuminancePlain,
+    MatchProductPlain, MatchCellsPlain, DiffusePlain, Swap16Plain, Swap24Plain, Swap32Plain,
 };
 
 } // namespace
 
 const PixelKernels plainPixelKernels = kPlainKernels;
 PixelKernels pixelKernels = kPlainKernels;
+
+const uint8_t *UnpackQuads(uint8_t *stage, const uint8_t *pixels, size_t count, int bits, bool swap)
+{
+    switch (bits) {
+    case 16: pixelKernels.unpack16(stage, pixels, count, swap); return stage;
+    case 24: pixelKernels.unpack24(stage, pixels, count, swap); return stage;
+    default:
+        if (!swap)
+            return pixels;
+        memcpy(stage, pixels, 4 * count);
+        pixelKernels.swap32(stage, count);
+        return stage;
+    }
+}
 
 void SelectPixelKernels(CpuLevel level)
 {

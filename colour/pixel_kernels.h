@@ -18,6 +18,8 @@
 namespace vexo {
 
 class PaletteMatcher;
+struct DiffusionBlock;
+struct DitherTarget;
 struct ProductPalette;
 
 // No kernel touches a byte outside the pixels it is given. Those that read quads may write over them: the output may
@@ -37,12 +39,18 @@ struct PixelKernels {
     // Blue, green, red quads to the indices that V_FindPaletteIndex gives. These write beside the quads.
     void (*matchProduct)(uint8_t *indices, const uint8_t *quads, size_t count, const ProductPalette &palette);
     void (*matchCells)(uint8_t *indices, const uint8_t *quads, size_t count, PaletteMatcher &matcher);
+    // Error diffusion of a row's pixels (dither_engine.h).
+    void (*diffuse)(const DiffusionBlock &block, int method, const DitherTarget &target);
 
     // Exchange the first and the third channel in place; bit 15 and the fourth byte stay.
     void (*swap16)(uint8_t *pixels, size_t count);
     void (*swap24)(uint8_t *pixels, size_t count);
     void (*swap32)(uint8_t *pixels, size_t count);
 };
+
+// Reads deep pixels (16, 24 or 32 bits) as quads, either into `stage` or where they are. `swap` exchanges the first and
+// the third channel.
+const uint8_t *UnpackQuads(uint8_t *stage, const uint8_t *pixels, size_t count, int bits, bool swap);
 
 // What the vector forms must match.
 extern const PixelKernels plainPixelKernels;

@@ -1,5 +1,6 @@
 // The vector pixel kernels: byte shuffles for 3-byte pixels (SSSE3), everything else 8 to 32 pixels a step (AVX2). The
 // pixels that do not fill a step, and those whose step would touch bytes beyond the last pixel, go to the plain kernel.
+#include "colour/dither_engine.h"
 #include "colour/pixel_kernels.h"
 
 #include <immintrin.h>
@@ -206,6 +207,7 @@ void UseVectorKernels(PixelKernels *kernels, CpuLevel level)
     kernels->luminance = LuminanceAvx2;
     kernels->matchProduct = MatchProductAvx2;
     kernels->matchCells = MatchCellsAvx2;
+    kernels->diffuse = DiffuseAvx2;
     kernels->swap16 = Swap16Avx2;
     kernels->swap32 = Swap32Avx2;
 }

@@ -453,6 +453,40 @@ VEXO_API unsigned VEXO_CALL V_CalcConvertSize(int sourceCount, int sourceBits, i
 
 /* ---- Dithering, gray and halftone ---------------------------------------------------------------------------- */
 
+/* Dithering methods: the DitherMode of a bitmap, V_DefaultDithering. Error diffusion goes from left to right in each of
+ * the three channels; weights and divisors are those of the papers named. */
+#define DITHER_NONE             0 /* nearest colours */
+#define DITHER_FLOYD_STEINBERG  1 /* 1976 */
+#define DITHER_STUCKI           2 /* 1981 */
+#define DITHER_BURKES           3 /* 1988 */
+#define DITHER_SIERRA           4 /* 1989, three rows */
+#define DITHER_STEVENSON_ARCE   5 /* 1985 */
+#define DITHER_JARVIS           6 /* Jarvis, Judice and Ninke 1976 */
+#define DITHER_DISPERSED        7 /* ordered, 8 x 8 matrix of dispersed dots (after Bayer 1973) */
+#define DITHER_CLUSTERED        8 /* ordered, 8 x 8 matrix of clustered dots */
+
+/* Dither a bitmap's rows to a palette, one row at a time: V_StartDithering, V_DitherLine for each line of the picture
+ * from the top down, V_StopDithering. The bitmap is the source; it need not have storage. Its Width, BitsPerPixel,
+ * DitherMode and palette are those at the start (without a palette, the fixed one of the depth). The state hangs on the
+ * record's DitherState; stop before the record is freed or filled anew.
+ *
+ * colors       the target palette, or null for the fixed one of the depth. Entries whose reserved byte has bit 0 or 1
+ *              (PC_RESERVED, PC_EXPLICIT) are not chosen unless all have. A palette equal in all bytes to the fixed one
+ *              of its depth or to the head of it is matched by bit arithmetic, and the indices behind its end may come
+ *              out too, for the fixed colours; the same holds for the palette of 6 x 6 x 6 levels. Other palettes are
+ *              matched in a cube of 32 x 32 x 32 colours, each as the nearest entry of its corner next to black.
+ * count        1 to 256. The rows that come out have the least depth that holds it.
+ *
+ * V_StartDithering returns RESULT_SUCCESS; ERR_NO_BITMAP for a null record; ERR_INV_PARAMETER for another count, source
+ * depth or method; ERR_NO_MEMORY. On success an earlier run of the bitmap has ended; on failure it goes on. */
+VEXO_API int VEXO_CALL V_StartDithering(BitmapHandle *bitmap, const RGBQUAD *colors, int count);
+/* Converts the Width pixels of a row, packed from the most significant bit; ColorOrder says how pixels of more than 8
+ * bits are stored. The bits behind the last pixel in its byte become 0; bytes behind it are not touched. The two rows
+ * must not overlap. Returns RESULT_SUCCESS, or ERR_INV_PARAMETER for a null pointer or a bitmap without a run. */
+VEXO_API int VEXO_CALL V_DitherLine(BitmapHandle *bitmap, const void *source, void *destination);
+/* Ends a run and frees its state. Returns RESULT_SUCCESS, also without a run, or ERR_NO_BITMAP for a null record. */
+VEXO_API int VEXO_CALL V_StopDithering(BitmapHandle *bitmap);
+
 /* ---- Colour spaces ------------------------------------------------------------------------------------------- */
 
 /* ---- Colour reduction ---------------------------------------------------------------------------------------- */
