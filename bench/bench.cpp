@@ -20,11 +20,21 @@ double Seconds()
 
 } // namespace
 
-void Report(const char *workload, double pixels, const std::function<void()> &work, const std::function<uint64_t()> &sum)
+void Report(const char *workload, double pixels, const std::function<void()> &work,
+            const std::function<uint64_t()> &sum)
 {
+    Report(
+        workload, pixels, [] {}, work, sum);
+}
+
+void Report(const char *workload, double pixels, const std::function<void()> &prepare,
+            const std::function<void()> &work, const std::function<uint64_t()> &sum)
+{
+    prepare();
     work();
     std::vector<double> times;
     for (double total = 0; total < 0.5 || times.size() < 5;) {
+        prepare();
         const double start = Seconds();
         work();
         times.push_back(Seconds() - start);
@@ -38,6 +48,17 @@ void Report(const char *workload, double pixels, const std::function<void()> &wo
 
 } // namespace vexo::bench
 
+namespace {
+
+constexpr std::span<const vexo::bench::Workload> (*kRows[])() = {
+    vexo::bench::ConversionRows,
+    vexo::bench::CompressionRows,
+    vexo::bench::CopyRows,
+    vexo::bench::DitherRows,
+};
+
+} // namespace
+
 int main(int argc, char **argv)
 {
     using namespace vexo::bench;
@@ -49,7 +70,7 @@ int main(int argc, char **argv)
         return 2;
     }
     V_SetStorageCaching(1);
-    for (const auto rows : {ConversionRows, CompressionRows, DitherRows})
+    for (const auto rows : kRows)
         for (const Workload &workload : rows())
             if (strstr(workload.name, only))
                 workload.measure();

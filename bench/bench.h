@@ -32,7 +32,12 @@ Bytes Photo555();
 Bytes Page1();
 
 // Measures `work` and prints its row; `sum` gives the checksum of its result afterwards.
-void Report(const char *workload, double pixels, const std::function<void()> &work, const std::function<uint64_t()> &sum);
+void Report(const char *workload, double pixels, const std::function<void()> &work,
+            const std::function<uint64_t()> &sum);
+
+// The same for work that uses up its input, which `prepare` makes afresh before every repeat outside the clock.
+void Report(const char *workload, double pixels, const std::function<void()> &prepare,
+            const std::function<void()> &work, const std::function<uint64_t()> &sum);
 
 struct Workload {
     const char *name;
@@ -43,6 +48,7 @@ struct Workload {
 std::span<const Workload> ConversionRows();
 std::span<const Workload> CompressionRows();
 std::span<const Workload> DitherRows();
+std::span<const Workload> CopyRows();
 
 } // namespace vexo::bench
 

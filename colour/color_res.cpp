@@ -3,6 +3,7 @@
 #include "colour/color_res.h"
 #include "colour/colour.h"
 #include "colour/fixed_palettes.h"
+#include "regions/region.h"
 
 #include <bit>
 #include <cstring>
@@ -26,8 +27,8 @@ int CheckReduction(const BitmapHandle *source, const Reduction &reduction)
         return ERR_INV_PARAMETER;
     if (!IsPalettised(reduction.bitsPerPixel))
         return RESULT_SUCCESS;
-    if (palettes == COLORRES_CALLER_PALETTE && (!reduction.colors || reduction.colorCount < 1 ||
-                                                reduction.colorCount > 1 << reduction.bitsPerPixel))
+    if (palettes == COLORRES_CALLER_PALETTE &&
+        (!reduction.colors || reduction.colorCount < 1 || reduction.colorCount > 1 << reduction.bitsPerPixel))
         return ERR_INV_PARAMETER;
     if (palettes == COLORRES_OWN_PALETTE && !(IsPalettised(source->BitsPerPixel) && source->Palette))
         return ERR_INV_PARAMETER;
@@ -76,7 +77,8 @@ int StartResult(BitmapHandle *result, const BitmapHandle *source, const Reductio
     result->Reserved = source->Reserved;
     result->XResolution = source->XResolution;
     result->YResolution = source->YResolution;
-    return V_CopyPlaybackParms(result, source);
+    V_CopyPlaybackParms(result, source);
+    return CopyRegionMoved(result, source, 0, 0);
 }
 
 int ConvertRows(BitmapHandle *result, BitmapHandle *source, const RGBQUAD *own, const RGBQUAD *colors)

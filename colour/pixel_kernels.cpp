@@ -73,6 +73,18 @@ void LuminancePlain(uint8_t *levels, const uint8_t *quads, size_t count)
         levels[i] = uint8_t(Luminance(quads[4 * i + 2], quads[4 * i + 1], quads[4 * i]));
 }
 
+void ThresholdPlain(uint8_t *bits, const uint8_t *levels, size_t count, const uint8_t *thresholds)
+{
+    for (; count > 0; ++bits, levels += 8) {
+        const size_t length = count < 8 ? count : 8;
+        unsigned byte = 0;
+        for (size_t i = 0; i < length; ++i)
+            byte |= unsigned(levels[i] > thresholds[i]) << (7 - i);
+        *bits = uint8_t(byte);
+        count -= length;
+    }
+}
+
 void Swap16Plain(uint8_t *pixels, size_t count)
 {
     for (size_t i = 0; i < count; ++i) {
@@ -101,8 +113,23 @@ void Swap32Plain(uint8_t *pixels, size_t count)
 }
 
 constexpr PixelKernels kPlainKernels = {
-    Unpack16Plain,     Unpack24Plain,   LookUpPlain,  Pack16Plain, Pack24Plain, LuminancePlain,
-    MatchProductPlain, MatchCellsPlain, DiffusePlain, Swap16Plain, Swap24Plain, Swap32Plain,
+    .unpack16 = Unpack16Plain,
+    .unpack24 = Unpack24Plain,
+    .lookUp = LookUpPlain,
+    .pack16 = Pack16Plain,
+    .pack24 = Pack24Plain,
+    .luminance = LuminancePlain,
+    .threshold = ThresholdPlain,
+    .matchProduct = MatchProductPlain,
+    .matchCells = MatchCellsPlain,
+    .diffuse = DiffusePlain,
+    .swap16 = Swap16Plain,
+    .swap24 = Swap24Plain,
+    .swap32 = Swap32Plain,
+    .hsvFromBgr = HsvFromBgrPlain,
+    .bgrFromHsv = BgrFromHsvPlain,
+    .yuvFromBgr = YuvFromBgrPlain,
+    .cmykFromBgr = CmykFromBgrPlain,
 };
 
 } // namespace
@@ -128,6 +155,7 @@ void SelectPixelKernels(CpuLevel level)
 {
     PixelKernels kernels = kPlainKernels;
     UseVectorKernels(&kernels, level);
+    UseVectorSpaces(&kernels, level);
     pixelKernels = kernels;
 }
 

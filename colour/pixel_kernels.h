@@ -36,6 +36,8 @@ struct PixelKernels {
     void (*pack24)(uint8_t *pixels, const uint8_t *quads, size_t count);
     // Blue, green, red quads to gray levels.
     void (*luminance)(uint8_t *levels, const uint8_t *quads, size_t count);
+    // Gray levels to packed bits: 1 where a level is above its threshold, of which eight serve in turn.
+    void (*threshold)(uint8_t *bits, const uint8_t *levels, size_t count, const uint8_t *thresholds);
     // Blue, green, red quads to the indices that V_FindPaletteIndex gives. These write beside the quads.
     void (*matchProduct)(uint8_t *indices, const uint8_t *quads, size_t count, const ProductPalette &palette);
     void (*matchCells)(uint8_t *indices, const uint8_t *quads, size_t count, PaletteMatcher &matcher);
@@ -46,6 +48,12 @@ struct PixelKernels {
     void (*swap16)(uint8_t *pixels, size_t count);
     void (*swap24)(uint8_t *pixels, size_t count);
     void (*swap32)(uint8_t *pixels, size_t count);
+
+    // Between 24-bit pixels, blue first, and those of a colour space, by the formulas of color_spaces.cpp.
+    void (*hsvFromBgr)(uint8_t *hsv, const uint8_t *bgr, size_t count);
+    void (*bgrFromHsv)(uint8_t *bgr, const uint8_t *hsv, size_t count);
+    void (*yuvFromBgr)(uint8_t *yuv, const uint8_t *bgr, size_t count);
+    void (*cmykFromBgr)(uint8_t *cmyk, const uint8_t *bgr, size_t count);
 };
 
 // Reads deep pixels (16, 24 or 32 bits) as quads, either into `stage` or where they are. `swap` exchanges the first and
@@ -69,6 +77,13 @@ void MatchProductPlain(uint8_t *indices, const uint8_t *quads, size_t count, con
 void MatchProductAvx2(uint8_t *indices, const uint8_t *quads, size_t count, const ProductPalette &palette);
 void MatchCellsPlain(uint8_t *indices, const uint8_t *quads, size_t count, PaletteMatcher &matcher);
 void MatchCellsAvx2(uint8_t *indices, const uint8_t *quads, size_t count, PaletteMatcher &matcher);
+
+// The forms of the colour spaces, which live beside their formulas and tables.
+void HsvFromBgrPlain(uint8_t *hsv, const uint8_t *bgr, size_t count);
+void BgrFromHsvPlain(uint8_t *bgr, const uint8_t *hsv, size_t count);
+void YuvFromBgrPlain(uint8_t *yuv, const uint8_t *bgr, size_t count);
+void CmykFromBgrPlain(uint8_t *cmyk, const uint8_t *bgr, size_t count);
+void UseVectorSpaces(PixelKernels *kernels, CpuLevel level);
 
 } // namespace vexo
 

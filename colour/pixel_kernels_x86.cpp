@@ -158,6 +158,20 @@ VEXO_TARGET_AVX2 void LuminanceAvx2(uint8_t *levels, const uint8_t *quads, size_
     plainPixelKernels.luminance(levels, quads, count);
 }
 
+VEXO_TARGET_AVX2 void ThresholdAvx2(uint8_t *bits, const uint8_t *levels, size_t count, const uint8_t *thresholds)
+{
+    // A mask has the first pixel in its lowest bit, a row in the highest one.
+    const __m256i reversed =
+        _mm256_broadcastsi128_si256(_mm_setr_epi8(7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8));
+    const __m256i limits = _mm256_broadcastq_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(thresholds)));
+    for (; count >= 32; count -= 32, levels += 32, bits += 4) {
+        const __m256i notAbove = _mm256_cmpeq_epi8(_mm256_subs_epu8(Load256(levels), limits), _mm256_setzero_si256());
+        const int above = ~_mm256_movemask_epi8(_mm256_shuffle_epi8(notAbove, reversed));
+        memcpy(bits, &above, 4);
+    }
+    plainPixelKernels.threshold(bits, levels, count, thresholds);
+}
+
 VEXO_TARGET_AVX2 void LookUpAvx2(uint8_t *quads, const uint8_t *indices, size_t count, const uint32_t *table)
 {
     for (; count >= 8; count -= 8, indices += 8, quads += 32) {
@@ -202,6 +216,7 @@ void UseVectorKernels(PixelKernels *kernels, CpuLevel level)
     kernels->unpack16 = Unpack16Avx2;
     kernels->unpack24 = Unpack24Avx2;
     kernels->lookUp = LookUpAvx2;
+    kernels->threshold = ThresholdAvx2;
     kernels->pack16 = Pack16Avx2;
     kernels->pack24 = Pack24Avx2;
     kernels->luminance = LuminanceAvx2;

@@ -4,6 +4,7 @@
 #include "colour/colour.h"
 #include "core/compressed_rows.h"
 #include "core/core.h"
+#include "regions/region.h"
 
 #include <cstring>
 
@@ -173,6 +174,14 @@ void FreeStorage(BitmapHandle *bitmap)
 
 // ---- Change of height -----------------------------------------------------------------------------------------
 
+// A region never reaches outside its bitmap, or fills would write outside the storage.
+void SetHeight(BitmapHandle *bitmap, int height)
+{
+    if (bitmap->Region)
+        CutRegion(*bitmap->Region, height);
+    bitmap->Height = height;
+}
+
 int ResizeMapping(BitmapHandle *bitmap, unsigned newSize)
 {
     Mapping resized;
@@ -227,7 +236,7 @@ int ResizeCompressed(BitmapHandle *bitmap, int newHeight)
     CompressedRows *resized = ResizeCompressedRows(CompressedRowsOf(bitmap), bitmap->Height, newHeight);
     if (!resized) {
         if (newHeight < bitmap->Height)
-            bitmap->Height = newHeight; // the rows beyond are gone already
+            SetHeight(bitmap, newHeight); // the rows beyond are gone already
         return ERR_NO_MEMORY;
     }
     bitmap->Data = resized;
@@ -283,6 +292,22 @@ void PendingBitmap::CommitTo(BitmapHandle *caller)
 {
     V_FreeBitmap(caller);
     MoveTo(caller);
+}
+
+void PendingBitmap::DeliverTo(BitmapHandle *destination, const BitmapHandle *source)
+{
+    if (destination == source)
+        CommitTo(destination);
+    else
+        MoveTo(destination);
+}
+
+void vexo::ClearNewStorage(BitmapHandle *bitmap)
+{
+    if (!process.isWin32s)
+        return;
+    if (uint8_t *rows = DirectRows(bitmap))
+        memset(rows, 0, bitmap->Size);
 }
 
 // ---- Exports --------------------------------------------------------------------------------------------------
@@ -366,6 +391,7 @@ void VEXO_CALL V_FreeBitmap(BitmapHandle *bitmap)
 {
     if (!bitmap)
         return;
+    ReplaceRegion(bitmap, nullptr);
     if (bitmap->Palette) {
         ::DeleteObject(bitmap->Palette);
         bitmap->Palette = nullptr;
@@ -427,10 +453,11 @@ int VEXO_CALL V_ChangeBitmapHeight(BitmapHandle *bitmap, int newHeight)
         return ERR_INV_RANGE;
     if (newHeight == bitmap->Height)
         return RESULT_SUCCESS;
-    const int status = IsCompressed(bitmap) ? ResizeCompressed(bitmap, newHeight) : ResizeUncompressed(bitmap, newHeight);
+    const int status =
+        IsCompressed(bitmap) ? ResizeCompressed(bitmap, newHeight) : ResizeUncompressed(bitmap, newHeight);
     if (Failed(status))
         return status;
-    bitmap->Height = newHeight;
+    SetHeight(bitmap, newHeight);
     bitmap->CachedRowOffset = 0;
     bitmap->CachedRow = 0;
     return RESULT_SUCCESS;
@@ -472,7 +499,14 @@ int VEXO_CALL V_DupBitmapNewDim(BitmapHandle *destination, const BitmapHandle *s
         }
     }
     V_CopyPlaybackParms(&made, source);
-    made.Region = source->Region;
+    if (!(flags & DUP_REGION)) {
+        made.Region = source->Region;
+    } else if (Failed(CopyRegionMoved(&made, source, 0, 0))) {
+        if (!(flags & DUP_PALETTE))
+            made.Palette = nullptr; // the source's
+        V_FreeBitmap(&made);
+        return ERR_NO_MEMORY;
+    }
     *destination = made;
     return RESULT_SUCCESS;
 }

@@ -3,6 +3,7 @@
 // once a bitmap is made, only the pool can run out of memory.
 #include "core/compressed_rows.h"
 
+#include "core/bit_copy.h"
 #include "core/row_pool.h"
 
 #include <algorithm>
@@ -31,26 +32,6 @@ uint8_t *RowBits(const CompressedRows *rows, int width)
     return reinterpret_cast<uint8_t *>(rows->scratch) + rows->scratchSize - BitBytes(width);
 }
 
-// Replaces `count` bits of a row, from `column` on, by those at the front of `bits`.
-void OverwriteBits(uint8_t *row, int column, const uint8_t *bits, int count)
-{
-    row += column / 8;
-    const int shift = column % 8;
-    if (shift == 0) {
-        memcpy(row, bits, size_t(count / 8));
-        row += count / 8;
-        bits += count / 8;
-        count %= 8;
-    }
-    for (; count > 0; count -= 8, ++row, ++bits) {
-        const unsigned mask = (0xFF00u >> std::min(count, 8) & 0xFF) << 8 >> shift; // over row[0] and row[1]
-        const unsigned value = unsigned(*bits) << 8 >> shift & mask;
-        row[0] = uint8_t((row[0] & ~(mask >> 8)) | value >> 8);
-        if (mask & 0xFF)
-            row[1] = uint8_t((row[1] & ~mask) | value);
-    }
-}
-
 // ---- Rows -----------------------------------------------------------------------------------------------------
 
 const uint16_t *StoredRuns(const CompressedRows *rows, int row)
@@ -59,17 +40,17 @@ const uint16_t *StoredRuns(const CompressedRows *rows, int row)
     return block ? static_cast<const uint16_t *>(BlockData(rows->pool, block)) : nullptr;
 }
 
-// Stores the first `runCount` runs of the scratch buffer as a row.
-int StoreRuns(BitmapHandle *bitmap, int row, int runCount)
+// Stores runs, which do not lie in the bitmap's own pool, as a row.
+int StoreRuns(BitmapHandle *bitmap, int row, const uint16_t *runs, uint32_t runCount)
 {
     CompressedRows *rows = CompressedRowsOf(bitmap);
     CompressedRows::Entry &entry = rows->rows[row];
-    const uint32_t bytes = uint32_t(runCount) * sizeof(uint16_t);
+    const uint32_t bytes = runCount * uint32_t(sizeof(uint16_t));
     const uint32_t block = entry.block ? ResizeBlock(rows->pool, entry.block, bytes) : AllocateBlock(rows->pool, bytes);
     if (!block)
         return ERR_NO_MEMORY;
-    memcpy(BlockData(rows->pool, block), rows->scratch, bytes);
-    entry = {block, uint32_t(runCount)};
+    memcpy(BlockData(rows->pool, block), runs, bytes);
+    entry = {block, runCount};
     bitmap->Size = rows->pool->size;
     return RESULT_SUCCESS;
 }
@@ -82,10 +63,11 @@ int WriteBits(BitmapHandle *bitmap, int row, int column, const uint8_t *bits, in
     if (column != 0 || count != bitmap->Width) {
         uint8_t *const rowBits = RowBits(rows, bitmap->Width);
         V_ExpandRow(StoredRuns(rows, row), rowBits, 0, bitmap->Width);
-        OverwriteBits(rowBits, column, bits, count);
+        CopyBits(rowBits, unsigned(column), bits, 0, unsigned(count));
         bits = rowBits;
     }
-    return StoreRuns(bitmap, row, CodeRuns(rows->scratch, bits, 0, bitmap->Width));
+    const int runCount = CodeRuns(rows->scratch, bits, 0, bitmap->Width);
+    return StoreRuns(bitmap, row, rows->scratch, uint32_t(runCount));
 }
 
 // Expands a caller's runs, which need not cover all of the `count` pixels. False when they go beyond them.
@@ -185,6 +167,19 @@ CompressedRows *ResizeCompressedRows(CompressedRows *rows, int oldHeight, int ne
     for (int row = oldHeight; row < newHeight; ++row)
         resized->rows[row] = {};
     return resized;
+}
+
+int CopyCompressedRow(BitmapHandle *destination, const BitmapHandle *source, int row)
+{
+    const CompressedRows *from = CompressedRowsOf(source);
+    if (const uint16_t *runs = StoredRuns(from, row))
+        return StoreRuns(destination, row, runs, from->rows[row].runCount);
+    CompressedRows *to = CompressedRowsOf(destination);
+    if (to->rows[row].block)
+        FreeBlock(to->pool, to->rows[row].block);
+    to->rows[row] = {};
+    destination->Size = to->pool->size;
+    return RESULT_SUCCESS;
 }
 
 // ---- Rows as bits ---------------------------------------------------------------------------------------------

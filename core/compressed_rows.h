@@ -40,6 +40,9 @@ CompressedRows *ResizeCompressedRows(CompressedRows *rows, int oldHeight, int ne
 int GetCompressedRowCol(BitmapHandle *bitmap, void *buffer, int row, int column, int byteCount);
 int PutCompressedRowCol(BitmapHandle *bitmap, const void *buffer, int row, int column, int byteCount);
 
+// Replaces a row by that of another compressed bitmap of the same width. The runs are copied as they are.
+int CopyCompressedRow(BitmapHandle *destination, const BitmapHandle *source, int row);
+
 // V_CompressRow with the number of runs as its result: at most count + 1, 0 for a count of 0.
 int CodeRuns(uint16_t *runs, const uint8_t *input, int startBit, int count);
 

@@ -181,10 +181,17 @@ public:
     void CommitTo(BitmapHandle *caller);
     // Moves this record into one whose contents count for nothing.
     void MoveTo(BitmapHandle *empty);
+    // Moves what was made from `source` into `destination`: a record to be filled, or the source's own, which is then
+    // replaced.
+    void DeliverTo(BitmapHandle *destination, const BitmapHandle *source);
 
 private:
     BitmapHandle m_record = {};
 };
+
+// Clears a new bitmap where the storage does not start out as zeros, which only global memory does not. The bitmap must
+// be locked.
+void ClearNewStorage(BitmapHandle *bitmap);
 
 // The first row of a bitmap whose rows lie in memory, BytesPerLine apart, or null for disk and compressed storage. The
 // bitmap must be locked.

@@ -240,7 +240,7 @@ int VEXO_CALL V_PutPixelColor(BitmapHandle *bitmap, int row, int column, COLORRE
 {
     if (!IsAllocated(bitmap))
         return ERR_NO_BITMAP;
-    if (!IsInside(bitmap, row, column))
+    if (!IsInside(bitmap, row, column) || !V_IsPtInBitmapRgn(bitmap, row, column))
         return ERR_INV_RANGE;
     const BitmapLock lock(bitmap);
     int moved;

@@ -3,6 +3,7 @@
 #include "colour/pixel_kernels.h"
 #include "core/core.h"
 #include "core/gdi.h"
+#include "core/row_kernels.h"
 #include "core/run_kernels.h"
 #include "core/win32s.h"
 
@@ -111,6 +112,7 @@ bool AttachProcess(HMODULE module)
     const CpuLevel level = DetectCpuLevel();
     SelectRunKernels(level);
     SelectPixelKernels(level);
+    SelectRowKernels(level);
 
     if (process.processCount == 0) {
         process.isWin32s = IsWin32sVersion(::GetVersion());

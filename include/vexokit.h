@@ -352,7 +352,85 @@ VEXO_API int VEXO_CALL V_PutPixelColor(BitmapHandle *bitmap, int row, int column
 
 /* ---- Copying bitmaps and alpha ------------------------------------------------------------------------------- */
 
-/* ---- Bitmap lists -------------------------------------------------------------------------------------------- */
+/* Copies the pixels of every stored row of `source` to the same row of `destination`, as they are: both have the same
+ * size and depth, and orientation plays no part. Where the sizes differ the rows and bytes that both have are copied.
+ * Compressed rows stay compressed when both bitmaps have them.
+ * Returns RESULT_SUCCESS; ERR_NO_BITMAP for a null record or one without storage; ERR_NO_MEMORY. Rows that a temporary
+ * file does not give or take, or that a compressed destination has no memory for, are left out and not reported
+ * (deliberate); between two compressed bitmaps the first such row ends the copy with its error. */
+VEXO_API int VEXO_CALL V_CopyBitmapData(BitmapHandle *destination, BitmapHandle *source);
+
+/* Makes `destination` a full copy of `source` with storage, palette and region of its own. Whatever the destination
+ * held is forgotten, not freed, as by V_InitBitmap; a bitmap copied to its own record is replaced by the copy.
+ * Returns RESULT_SUCCESS; the errors of V_DupBitmapNewDim and V_CopyBitmapData. */
+VEXO_API int VEXO_CALL V_CopyBitmap(BitmapHandle *destination, BitmapHandle *source);
+
+/* Makes `destination` a new bitmap of width x height with the pixels of that rectangle of `source`, in stored rows and
+ * columns, and with the attributes that V_DupBitmapNewDim carries over, a palette of its own and the source's region
+ * moved along. The rectangle may lie partly or wholly outside the source; there the result has zero bits, also behind
+ * the last pixel copied of each row. What the destination held is treated as by V_CopyBitmap, so a bitmap can be
+ * cropped in its own record.
+ * Returns RESULT_SUCCESS; ERR_NO_BITMAP; ERR_INV_RANGE for a width or height below 1; ERR_NO_MEMORY; a storage error.
+ * The destination is unchanged on failure. */
+VEXO_API int VEXO_CALL V_CopyBitmapRect(BitmapHandle *destination, BitmapHandle *source, int left, int top, int width,
+                                        int height);
+
+/* Alpha is the fourth byte of 32-bit pixels and the top bit of 16-bit ones; other depths have none. */
+
+/* Makes `destination` an 8-bit bitmap with 256 grays that holds the alpha of `source`: the fourth bytes; 255 or 0 for
+ * the top bit; 0 throughout for other depths. Orientation, resolutions and region are those of the source, and rows keep
+ * their numbers. What the destination held is treated as by V_CopyBitmap.
+ * Returns RESULT_SUCCESS; ERR_NO_BITMAP; ERR_NO_MEMORY; a storage error. The destination is unchanged on failure. */
+VEXO_API int VEXO_CALL V_GetBitmapAlpha(BitmapHandle *source, BitmapHandle *destination);
+
+/* Writes the gray levels of `alphaSource` into the alpha of a bitmap, where the two pictures overlap when they are laid
+ * on each other at the top left: lines are matched from the top by each bitmap's own Orientation (deliberately unlike
+ * V_GetBitmapAlpha). Levels from 128 on set the top bit of 16-bit pixels. A bitmap of another depth is converted to 32
+ * bits first, blue first unless it has 24 bits with red first. An alpha source that is not 8 bits deep with evenly
+ * spaced grays from black is turned to gray in a copy. Region and colours stay.
+ * Returns RESULT_SUCCESS; ERR_NO_BITMAP for either; ERR_NO_MEMORY; a storage error; the errors of V_ColorResBitmap and
+ * V_GrayScaleBitmap and the result of a callback that stops them. The bitmap is unchanged on failure, except after a
+ * storage error, when the lines before the failing one are written. */
+VEXO_API int VEXO_CALL V_SetBitmapAlpha(BitmapHandle *bitmap, BitmapHandle *alphaSource);
+
+/* ---- Bitmap lists --------------------------------------------------------------------------------------------
+ * A list is an array of records that grows as needed. It owns the storage, palettes and regions of its items: a record
+ * that goes in is the list's, one that is removed is the caller's. Callers hold a list by the handle of a global block
+ * that stays locked; every function returns ERR_INV_PARAMETER for a null handle or one that does not lock. Items are
+ * numbered from 0, and indices are unsigned, so that -1 is the largest. */
+
+/* Makes an empty list and stores its handle, or null when it fails.
+ * Returns RESULT_SUCCESS; ERR_INV_PARAMETER for a null pointer; ERR_NO_MEMORY. */
+VEXO_API int VEXO_CALL V_CreateBitmapList(HGLOBAL *list);
+/* Frees the items and the list; the handle is no longer valid. Returns RESULT_SUCCESS or ERR_INV_PARAMETER. */
+VEXO_API int VEXO_CALL V_DestroyBitmapList(HGLOBAL list);
+
+/* Inserts a copy of the record in front of item `index`, or at the end for an index at or beyond the count. A null
+ * record inserts an item of zeros. The list owns from now on what the record describes.
+ * Returns RESULT_SUCCESS; ERR_INV_PARAMETER; ERR_NO_MEMORY (the list is unchanged). */
+VEXO_API int VEXO_CALL V_InsertBitmapListItem(HGLOBAL list, unsigned index, const BitmapHandle *bitmap);
+/* Takes an item out of the list. `bitmap` receives the record, and the caller owns what it describes; with null that is
+ * forgotten, not freed. Returns RESULT_SUCCESS, or ERR_INV_PARAMETER for an index at or beyond the count. */
+VEXO_API int VEXO_CALL V_RemoveBitmapListItem(HGLOBAL list, unsigned index, BitmapHandle *bitmap);
+/* Frees `count` items from `index` on, or those that there are up to the end.
+ * Returns RESULT_SUCCESS, or ERR_INV_PARAMETER for an index at or beyond the number of items or a count of 0. */
+VEXO_API int VEXO_CALL V_DeleteBitmapListItems(HGLOBAL list, unsigned index, unsigned count);
+
+/* Stores the number of items. Returns RESULT_SUCCESS, or ERR_INV_PARAMETER for a null pointer. */
+VEXO_API int VEXO_CALL V_GetBitmapListCount(HGLOBAL list, unsigned *count);
+/* Copies the record of an item. The list keeps what it describes: the copy must not be freed.
+ * Returns RESULT_SUCCESS, or ERR_INV_PARAMETER for an index at or beyond the count or a null pointer. */
+VEXO_API int VEXO_CALL V_GetBitmapListItem(HGLOBAL list, unsigned index, BitmapHandle *bitmap);
+/* Overwrites an item with a copy of the record, or with zeros for a null one. What the item described is not freed: the
+ * caller must have taken or freed it. Returns RESULT_SUCCESS, or ERR_INV_PARAMETER for an index at or beyond the
+ * count. */
+VEXO_API int VEXO_CALL V_SetBitmapListItem(HGLOBAL list, unsigned index, const BitmapHandle *bitmap);
+
+/* Makes a new list of full copies (V_CopyBitmap) of `count` items from `index` on, or of those that there are up to the
+ * end, and stores its handle in `copy`, which is left alone on failure.
+ * Returns RESULT_SUCCESS; ERR_INV_PARAMETER for an index at or beyond the number of items, a count of 0 or a null
+ * pointer; ERR_NO_MEMORY; the errors of V_CopyBitmap, among them ERR_NO_BITMAP for an item without storage. */
+VEXO_API int VEXO_CALL V_CopyBitmapListItems(HGLOBAL *copy, HGLOBAL list, unsigned index, unsigned count);
 
 /* ---- Palettes and colour matching ---------------------------------------------------------------------------- */
 
@@ -487,7 +565,46 @@ VEXO_API int VEXO_CALL V_DitherLine(BitmapHandle *bitmap, const void *source, vo
 /* Ends a run and frees its state. Returns RESULT_SUCCESS, also without a run, or ERR_NO_BITMAP for a null record. */
 VEXO_API int VEXO_CALL V_StopDithering(BitmapHandle *bitmap);
 
+/* Replace a bitmap's contents in place. Orientation, resolutions, animation fields and region are kept, the storage
+ * becomes STORAGE_MEMORY and the other fields those of a new bitmap; a dithering run of the bitmap ends. Progress goes
+ * to the status callback, row by row.
+ *
+ * V_GrayScaleBitmap    to 8 bits with a palette of 256 grays: every pixel becomes its luminance, (5 G + 2 R + B + 4) / 8
+ * V_HalfToneBitmap     to 1 bit, black and white: a pixel becomes white where its luminance is above the matrix value
+ *                      at stored row & 7, column & 7
+ * V_HalfToneBitmapExt  the same in the two colours given, the one for the darker pixels first; null: black and white.
+ *                      `flags` is 0.
+ * Return RESULT_SUCCESS; ERR_NO_BITMAP for a null or unallocated bitmap, and for one of 8 bits or fewer whose palette
+ * has less than ColorCount entries; ERR_INV_PARAMETER for an unknown matrix type or flags; ERR_NO_MEMORY; a storage
+ * error; the callback's result when it is not RESULT_SUCCESS. */
+#define HALFTONE_CLUSTERED      0
+#define HALFTONE_DISPERSED      1
+VEXO_API int VEXO_CALL V_GrayScaleBitmap(BitmapHandle *bitmap);
+VEXO_API int VEXO_CALL V_HalfToneBitmap(BitmapHandle *bitmap, int matrixType);
+VEXO_API int VEXO_CALL V_HalfToneBitmapExt(BitmapHandle *bitmap, int matrixType, const RGBQUAD *colors, unsigned flags);
+
 /* ---- Colour spaces ------------------------------------------------------------------------------------------- */
+
+/* Colour spaces and their pixels. Words are signed, 16 bits wide and need no alignment; 16384 stands for a component of
+ * 255. A hue runs through the circle in 256 steps (HSV) or 255 steps (HLS). */
+#define SPACE_BGR               0 /* 3 bytes: blue, green, red */
+#define SPACE_YUV               1 /* 3 words: Y, blue - Y, red - Y */
+#define SPACE_CMYK              2 /* 4 bytes: cyan, magenta, yellow, black */
+#define SPACE_HSV               3 /* 3 bytes: hue, saturation, value */
+#define SPACE_HLS               4 /* 3 bytes: hue, lightness, saturation */
+#define SPACE_YIQ               5 /* 3 words: Y, I, Q */
+#define SPACE_CMY               6 /* 3 bytes: cyan, magenta, yellow */
+
+/* Converts pixels between two colour spaces, by way of blue-green-red bytes. Integer arithmetic throughout. Words that
+ * stand for no byte wrap around when they become one; the results of CMYK and HLS are clamped.
+ *
+ * source, destination   `count` pixels of their spaces each. They may overlap; from SPACE_BGR they may be the same
+ *                       buffer, to a space of 3 bytes a pixel.
+ * count                 a count below 1 does nothing
+ * Returns RESULT_SUCCESS; ERR_INV_PARAMETER for an unknown space, or for a null buffer with a count above 0;
+ * ERR_NO_MEMORY when 3 bytes a pixel cannot be had. The destination is written only on success. */
+VEXO_API int VEXO_CALL V_ConvertColorSpace(const void *source, void *destination, int count, int sourceSpace,
+                                           int destinationSpace);
 
 /* ---- Colour reduction ---------------------------------------------------------------------------------------- */
 
@@ -501,7 +618,7 @@ VEXO_API int VEXO_CALL V_StopDithering(BitmapHandle *bitmap);
 
 /* Converts a bitmap in place to another depth, nearest colours without dithering. With COLORRES_OWN_PALETTE and a
  * target at least as deep as the bitmap the indices are carried over unchanged. Orientation, resolutions, compression
- * (1 bit only) and animation fields are kept; progress goes to the status callback.
+ * (1 bit only), region and animation fields are kept; progress goes to the status callback.
  *
  * colors, colorCount   the quads for COLORRES_CALLER_PALETTE, at most 1 << bitsPerPixel; otherwise not looked at
  * Returns RESULT_SUCCESS; ERR_NO_BITMAP; ERR_BAD_BITS_PER_PIXEL; ERR_INV_PARAMETER for unknown or contradicting flags,
@@ -549,9 +666,123 @@ VEXO_API int VEXO_CALL V_ChangeFromDIB(BitmapHandle *bitmap, HGLOBAL dib);
 
 /* ---- A device context over a bitmap -------------------------------------------------------------------------- */
 
-/* ---- Regions ------------------------------------------------------------------------------------------------- */
+/* ---- Regions -------------------------------------------------------------------------------------------------
+ *
+ * A bitmap may carry a region: the set of pixels that fills, segment writes, combining, region painting and playback
+ * touch. It belongs to the record (V_FreeBitmap frees it), never reaches outside the bitmap, and is held in stored rows
+ * and columns. A bitmap without one counts as a region of all its pixels. An empty region is not the same as none. */
 
-/* ---- Clip segments, fill and clear --------------------------------------------------------------------------- */
+/* How a caller's coordinates relate to the bitmap's. Where a pointer to one is taken, null means no transform. */
+typedef struct RegionTransform {
+    int TransformOrientation; /* ORIENT_TOP_DOWN or ORIENT_BOTTOM_UP; rows are mirrored when it is not the bitmap's */
+    int XScaleNum;            /* horizontal scale factor as a fraction; XScaleDen is not 0 */
+    int XScaleDen;
+    int YScaleNum;            /* vertical scale factor; YScaleDen is not 0 */
+    int YScaleDen;
+    int XOffset;              /* translation, added before scaling on the way into a bitmap, after it on the way out */
+    int YOffset;
+} RegionTransform;
+
+/* How a new shape meets the bitmap's region ("old": its region, or the whole bitmap if it has none). */
+#define COMBINE_INTERSECT       0 /* old and new */
+#define COMBINE_REPLACE         1 /* new */
+#define COMBINE_NEW_MINUS_OLD   2 /* empty if there is no region */
+#define COMBINE_OLD_MINUS_NEW   3
+#define COMBINE_UNION           4 /* the whole bitmap if there is no region */
+#define COMBINE_XOR             5
+#define COMBINE_COMPLEMENT_NEW  6 /* the whole bitmap minus new; the region it has does not count */
+
+/* Set the bitmap's region to a shape combined with the region it has.
+ *
+ * bitmap      any initialised record; storage is needed by V_SetBitmapRgnColor only
+ * transform   where the shape lies, or null. On the way in the offset is added first, the sum is scaled (a row or
+ *             column fills what lies from its scaled place up to its neighbour's; factors below 0 leave nothing) and
+ *             rows are mirrored last.
+ * combine     a COMBINE_ value
+ *
+ * Shapes outside the bitmap are clipped to it. Rectangles, ellipses, rounded rectangles and polygons contain the pixels
+ * that GDI's regions of the same name contain.
+ * Return RESULT_SUCCESS; ERR_NO_BITMAP; ERR_INV_PARAMETER for a null shape or handle, another `combine`, or a transform
+ * with another orientation or a denominator of 0; ERR_NO_MEMORY. On failure the region stays as it was. */
+
+/* left >= right or top >= bottom makes an empty shape. */
+VEXO_API int VEXO_CALL V_SetBitmapRgnRect(BitmapHandle *bitmap, const RegionTransform *transform, const RECT *rect,
+                                          unsigned combine);
+VEXO_API int VEXO_CALL V_SetBitmapRgnEllipse(BitmapHandle *bitmap, const RegionTransform *transform, const RECT *rect,
+                                             unsigned combine);
+VEXO_API int VEXO_CALL V_SetBitmapRgnRoundRect(BitmapHandle *bitmap, const RegionTransform *transform, const RECT *rect,
+                                               int ellipseWidth, int ellipseHeight, unsigned combine);
+/* fillMode: 0 fills by winding numbers (GDI's WINDING), 1 alternately (ALTERNATE); another is ERR_INV_PARAMETER. */
+VEXO_API int VEXO_CALL V_SetBitmapRgnPolygon(BitmapHandle *bitmap, const RegionTransform *transform,
+                                             const POINT *points, int pointCount, unsigned fillMode, unsigned combine);
+/* The caller keeps the GDI region. */
+VEXO_API int VEXO_CALL V_SetBitmapRgnHandle(BitmapHandle *bitmap, const RegionTransform *transform, HRGN region,
+                                            unsigned combine);
+/* All pixels of a colour. Palettised bitmaps: COLOR_INDEX(i), masked to the depth, is the index itself; another colour
+ * is the first palette entry with the same red, green and blue, and matches nothing when there is none. Deeper bitmaps
+ * compare the pixel's 24-bit form; COLOR_INDEX(i) matches nothing.
+ * Also returns ERR_NO_BITMAP without storage, and storage errors. */
+VEXO_API int VEXO_CALL V_SetBitmapRgnColor(BitmapHandle *bitmap, COLORREF color, unsigned combine);
+
+/* Moves the region and clips it to the bitmap. A bitmap without one gets its whole rectangle, moved and clipped.
+ * Returns RESULT_SUCCESS, ERR_NO_BITMAP or ERR_NO_MEMORY (nothing changes). */
+VEXO_API int VEXO_CALL V_OffsetBitmapRgn(BitmapHandle *bitmap, int rowOffset, int columnOffset);
+/* Frees the region, if there is one. Returns RESULT_SUCCESS, or ERR_INV_PARAMETER for a null record. */
+VEXO_API int VEXO_CALL V_FreeBitmapRgn(BitmapHandle *bitmap);
+
+/* Returns 1 if the bitmap has a region, else 0; 0 for a null record. */
+VEXO_API int VEXO_CALL V_BitmapHasRgn(const BitmapHandle *bitmap);
+/* The smallest rectangle that contains the region (without one: the whole bitmap) in the space of the transform; that
+ * of an empty region is (0, 0, 0, 0) in any space. On the way out rows are mirrored first, then scaled: columns are
+ * rounded up, rows are rounded up for ORIENT_BOTTOM_UP and truncated for ORIENT_TOP_DOWN (deliberate); offsets are
+ * added last. Returns RESULT_SUCCESS, ERR_NO_BITMAP, or ERR_INV_PARAMETER for a null rectangle or a bad transform. */
+VEXO_API int VEXO_CALL V_GetBitmapRgnBounds(const BitmapHandle *bitmap, const RegionTransform *transform, RECT *bounds);
+/* Returns 1 if the pixel is in the region (without one: in the bitmap), else 0; 0 for a null record. */
+VEXO_API int VEXO_CALL V_IsPtInBitmapRgn(const BitmapHandle *bitmap, int row, int column);
+/* Stores the number of pixels in the region (without one: in the bitmap), modulo 2 to the 32.
+ * Returns RESULT_SUCCESS, ERR_NO_BITMAP, or ERR_INV_PARAMETER for a null pointer. */
+VEXO_API int VEXO_CALL V_GetBitmapRgnArea(const BitmapHandle *bitmap, unsigned *area);
+/* Makes a GDI region of the bitmap's region (without one: of the whole bitmap) in the space of the transform, as for
+ * V_GetBitmapRgnBounds. The caller deletes it. The record keeps one like it, so that asking again is quick while the
+ * region, the scale and the orientation stay the same.
+ * Returns RESULT_SUCCESS; ERR_NO_BITMAP; ERR_INV_PARAMETER for a null pointer; RESULT_FAILURE when the region cannot be
+ * made or the transform is bad (deliberately not those errors); ERR_NO_MEMORY when it cannot be copied. */
+VEXO_API int VEXO_CALL V_GetBitmapRgnHandle(BitmapHandle *bitmap, const RegionTransform *transform, HRGN *region);
+
+/* ---- Clip segments, fill and clear ----------------------------------------------------------------------------
+ *
+ * A row's clip segments are the runs of its pixels that lie in the bitmap's region, as pairs (start, end) of columns in
+ * ascending order, end exclusive. Counts are numbers of x values: two a segment. */
+
+/* Stores the most x values that any row can have: the size for a buffer.
+ * Returns RESULT_SUCCESS, ERR_NO_BITMAP, or ERR_INV_PARAMETER for a null pointer. */
+VEXO_API int VEXO_CALL V_GetBitmapClipSegmentsMax(const BitmapHandle *bitmap, unsigned *maximum);
+/* Copies the x values of a row and stores their number. A row outside the region has none and leaves the buffer alone;
+ * without a region every row number gives (0, Width).
+ * Returns RESULT_SUCCESS; ERR_NO_BITMAP; ERR_INV_PARAMETER for a null count, or a null buffer that is needed. */
+VEXO_API int VEXO_CALL V_GetBitmapClipSegments(const BitmapHandle *bitmap, int row, int *segments, unsigned *count);
+/* Writes the parts of a row that lie in segments.
+ *
+ * buffer         a row in the bitmap's own format; its first pixel is column 0 of the segments
+ * columnOffset   added to a segment's columns to give those of the bitmap; bits are shifted where it is not a whole
+ *                number of bytes
+ * segments       x values in pairs, as from V_GetBitmapClipSegments; a count of 0 writes nothing
+ *
+ * The bitmap must be locked. Rows, and columns after the offset, must lie in the bitmap. Other pixels of the row keep
+ * their values, down to the bit.
+ * Returns RESULT_SUCCESS; ERR_NO_BITMAP; ERR_INV_PARAMETER for a null pointer or an odd count; ERR_NO_MEMORY for a
+ * bitmap without storage or compressed rows that cannot grow; ERR_FILE_SEEK, ERR_FILE_READ, ERR_FILE_WRITE: the
+ * segments before the failing one are written. */
+VEXO_API int VEXO_CALL V_PutBitmapRowSegments(BitmapHandle *bitmap, const void *buffer, int row, int columnOffset,
+                                              const int *segments, unsigned count);
+
+/* Set every pixel of the region to a colour (palettised bitmaps: GDI's nearest index, or COLOR_INDEX(i) itself), or to
+ * zero bits. The fourth byte of 32-bit pixels and bit 15 of 16-bit pixels become 0. Progress goes to the status
+ * callback: 0 first; then 100 at the end, or for disk storage the percentage of rows. An empty region touches nothing.
+ * Return RESULT_SUCCESS; ERR_NO_BITMAP for a null record or one without storage; ERR_NO_MEMORY; or the callback's wish
+ * to stop, with the rows before it written. Rows that cannot be written are skipped without an error (deliberate). */
+VEXO_API int VEXO_CALL V_FillBitmap(BitmapHandle *bitmap, COLORREF color);
+VEXO_API int VEXO_CALL V_ClearBitmap(BitmapHandle *bitmap);
 
 /* ---- Painting and framing regions ---------------------------------------------------------------------------- */
 

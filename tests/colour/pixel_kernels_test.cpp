@@ -28,6 +28,8 @@ constexpr struct Table {
     }
 } kTable;
 
+constexpr uint8_t kThresholds[8] = {0, 128, 255, 31, 200, 64, 99, 254};
+
 template <auto Member>
 void Swap(const PixelKernels &kernels, uint8_t *output, const uint8_t *input, size_t count, size_t bytes)
 {
@@ -49,6 +51,19 @@ const Kernel kKernels[] = {
     {"pack16", 4, 2, true, [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.pack16(out, in, n); }},
     {"pack24", 4, 3, true, [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.pack24(out, in, n); }},
     {"luminance", 4, 1, true, [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.luminance(out, in, n); }},
+    // Eight levels a byte; the test counts bytes.
+    {"threshold", 8, 1, true,
+     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.threshold(out, in, 8 * n, kThresholds); }},
+    {"threshold short", 7, 1, true,
+     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) {
+         if (n > 0)
+             k.threshold(out, in, 7 * n, kThresholds);
+         std::fill(out + (7 * n + 7) / 8, out + n, uint8_t(0));
+     }},
+    {"hsvFromBgr", 3, 3, true, [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.hsvFromBgr(out, in, n); }},
+    {"bgrFromHsv", 3, 3, true, [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.bgrFromHsv(out, in, n); }},
+    {"yuvFromBgr", 3, 6, false, [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.yuvFromBgr(out, in, n); }},
+    {"cmykFromBgr", 3, 4, false, [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.cmykFromBgr(out, in, n); }},
     {"swap16", 2, 2, true,
      [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { Swap<&PixelKernels::swap16>(k, out, in, n, 2); }},
     {"swap24", 3, 3, true,

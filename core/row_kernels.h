@@ -1,0 +1,38 @@
+// The inner loops of copies: bytes by the bitmap, bits across byte boundaries, and the alpha of pixels. Each has a
+// plain form, which defines it, and vector forms, which are chosen once for the processor.
+#ifndef VEXO_CORE_ROW_KERNELS_H
+#define VEXO_CORE_ROW_KERNELS_H
+
+#include "core/core.h"
+
+namespace vexo {
+
+// No kernel touches a byte outside what it is given, and input and output never overlap.
+struct RowKernels {
+    // memcpy for blocks that do not stay in the caches: the output is not read into them first.
+    void (*streamBytes)(uint8_t *output, const uint8_t *input, size_t count);
+    // Output byte i = the 8 bits of the input from bit 8 i + `shift` on, most significant first. `shift` is 1 to 7, so
+    // count + 1 bytes are read; a count of 0 reads nothing.
+    void (*shiftBits)(uint8_t *output, const uint8_t *input, size_t count, int shift);
+
+    // Alpha as levels: the fourth byte of 32-bit pixels; 255 or 0 for bit 15 of 16-bit ones.
+    void (*getAlpha32)(uint8_t *levels, const uint8_t *pixels, size_t count);
+    void (*getAlpha16)(uint8_t *levels, const uint8_t *pixels, size_t count);
+    // Levels as alpha: bit 15 is set from 128 on. The rest of the pixels stays.
+    void (*setAlpha32)(uint8_t *pixels, const uint8_t *levels, size_t count);
+    void (*setAlpha16)(uint8_t *pixels, const uint8_t *levels, size_t count);
+};
+
+// What the vector forms must match.
+extern const RowKernels plainRowKernels;
+
+// The kernels in use: the plain ones until SelectRowKernels has been called, at process attach.
+extern RowKernels rowKernels;
+void SelectRowKernels(CpuLevel level);
+
+// Copies a block of any size that does not overlap its copy.
+void CopyBytes(uint8_t *output, const uint8_t *input, size_t count);
+
+} // namespace vexo
+
+#endif

@@ -1,0 +1,265 @@
+// Copies of bitmaps against plain images: every depth, storage and orientation, rectangles that lie anywhere, failures
+// that must leave nothing behind.
+#include "tests/support/bitmaps.h"
+#include "tests/support/faults.h"
+#include "tests/support/library_test.h"
+#include "tests/support/page_heap.h"
+
+#include <algorithm>
+#include <climits>
+
+namespace vexo::test {
+
+namespace {
+
+class Copies : public LibraryTest {
+private:
+    const PageHeapScope m_pageHeap; // new memory is full of rubbish, which must not show
+};
+
+// Calls test(bits, kind) in the environment of each kind of storage that a depth has.
+template <class Test>
+void ForEachStorage(std::initializer_list<int> depths, Test &&test)
+{
+    for (const int bits : depths)
+        for (const StorageKind kind : StorageKinds(bits)) {
+            SCOPED_TRACE(testing::Message() << bits << " bits, " << kind);
+            const StorageScope scope(kind);
+            test(bits, kind);
+        }
+}
+
+BitmapOptions RandomOptions(Random &random, int bits)
+{
+    BitmapOptions options = {random.Below(2), random.Below(2) * 2, {}};
+    if (bits <= 8)
+        options.palette = RandomPalette(random, 1 << bits);
+    return options;
+}
+
+// Everything that a copy takes over besides pixels, given values that nothing has by default.
+void SetAttributes(BitmapHandle *bitmap)
+{
+    bitmap->XResolution = 72;
+    bitmap->YResolution = 96;
+    bitmap->Flags |= FLAG_BIT5 | FLAG_WAIT_INPUT;
+    bitmap->AnimLeft = 5;
+    bitmap->AnimTop = -6;
+    bitmap->AnimDelay = 70;
+    bitmap->AnimDisposal = 3;
+}
+
+void ExpectAttributesOf(BitmapHandle *source, BitmapHandle *copy)
+{
+    constexpr unsigned kCarried = FLAG_BIT5 | FLAG_WAIT_INPUT | FLAG_TRANSPARENT | FLAG_COMPRESSED | FLAG_ALLOCATED;
+    EXPECT_EQ(source->Flags & kCarried, copy->Flags & kCarried);
+    EXPECT_EQ(source->Orientation, copy->Orientation);
+    EXPECT_EQ(source->ColorOrder, copy->ColorOrder);
+    EXPECT_EQ(source->XResolution, copy->XResolution);
+    EXPECT_EQ(source->YResolution, copy->YResolution);
+    EXPECT_EQ(source->AnimLeft, copy->AnimLeft);
+    EXPECT_EQ(source->AnimTop, copy->AnimTop);
+    EXPECT_EQ(source->AnimDelay, copy->AnimDelay);
+    EXPECT_EQ(source->AnimDisposal, copy->AnimDisposal);
+    ASSERT_EQ(source->Palette != nullptr, copy->Palette != nullptr);
+    if (!copy->Palette)
+        return;
+    EXPECT_NE(source->Palette, copy->Palette);
+    RGBQUAD colors[256];
+    ASSERT_EQ(RESULT_SUCCESS, V_GetBitmapColors(source, 0, source->ColorCount, colors));
+    EXPECT_EQ(1, V_CompareHandleToPalette(copy->Palette, colors, source->ColorCount));
+}
+
+// Compares the stored bytes, the padding included.
+void ExpectRows(const Image &expected, BitmapHandle *bitmap)
+{
+    const int previous = V_LockBitmap(bitmap);
+    std::vector<uint8_t> row(size_t(bitmap->BytesPerLine));
+    for (int y = 0; y < expected.height; ++y) {
+        ASSERT_EQ(bitmap->BytesPerLine, V_GetBitmapRow(bitmap, row.data(), y, bitmap->BytesPerLine));
+        ASSERT_EQ(expected.PackedRow(y), row) << "row " << y;
+    }
+    V_UnlockBitmap(bitmap, previous);
+}
+
+Image RectOf(const Image &image, int left, int top, int width, int height)
+{
+    Image part(width, height, image.bits);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            if (y + top >= 0 && y + top < image.height && x + left >= 0 && x + left < image.width)
+                part.At(y, x) = image.At(y + top, x + left);
+    return part;
+}
+
+} // namespace
+
+TEST_F(Copies, RectanglesAreThoseOfTheImage)
+{
+    Random random(71);
+    ForEachStorage({1, 2, 3, 4, 5, 6, 7, 8, 16, 24, 32}, [&](int bits, StorageKind kind) {
+        for (int round = 0; round < 25; ++round) {
+            const Image image = Image::Random(random, random.Between(1, 90), random.Between(1, 6), bits);
+            TestBitmap source(kind, image, RandomOptions(random, bits)), copy;
+            SetAttributes(source.get());
+            const BitmapSnapshot before(source.get());
+            const int left = random.Between(-20, image.width + 3), top = random.Between(-3, image.height + 1);
+            const int width = random.Between(1, 100), height = random.Between(1, 8);
+            SCOPED_TRACE(testing::Message() << left << ", " << top << ", " << width << " x " << height);
+            ASSERT_EQ(RESULT_SUCCESS, V_CopyBitmapRect(copy.get(), source.get(), left, top, width, height));
+            ExpectRows(RectOf(image, left, top, width, height), copy.get());
+            ExpectAttributesOf(source.get(), copy.get());
+            before.ExpectUnchanged();
+            // The same in the bitmap's own record.
+            ASSERT_EQ(RESULT_SUCCESS, V_CopyBitmapRect(source.get(), source.get(), left, top, width, height));
+            ExpectRows(RectOf(image, left, top, width, height), source.get());
+            if (HasFailure())
+                return;
+        }
+    });
+}
+
+TEST_F(Copies, RectanglesFarAwayAreEmpty)
+{
+    Random random(72);
+    const Image image = Image::Random(random, 9, 9, 5);
+    TestBitmap source(StorageKind::PageFile, image);
+    for (const int left : {INT_MIN, INT_MIN + 1, -8, 9, INT_MAX})
+        for (const int top : {INT_MIN, -8, 0, INT_MAX}) {
+            TestBitmap copy;
+            ASSERT_EQ(RESULT_SUCCESS, V_CopyBitmapRect(copy.get(), source.get(), left, top, 8, 8));
+            ExpectRows(Image(8, 8, 5), copy.get());
+        }
+    TestBitmap copy;
+    EXPECT_EQ(ERR_INV_RANGE, V_CopyBitmapRect(copy.get(), source.get(), 0, 0, 0, 8));
+    EXPECT_EQ(ERR_INV_RANGE, V_CopyBitmapRect(copy.get(), source.get(), 0, 0, 8, -1));
+    EXPECT_EQ(ERR_INV_RANGE, V_CopyBitmapRect(copy.get(), source.get(), 0, 0, INT_MAX, INT_MAX));
+}
+
+TEST_F(Copies, WholeCopiesAreIndependent)
+{
+    Random random(73);
+    ForEachStorage({1, 2, 3, 4, 5, 6, 7, 8, 16, 24, 32}, [&](int bits, StorageKind kind) {
+        const Image image = Image::RandomRuns(random, random.Between(1, 300), random.Between(1, 9), bits);
+        TestBitmap copy;
+        {
+            TestBitmap source(kind, image, RandomOptions(random, bits));
+            SetAttributes(source.get());
+            const BitmapSnapshot before(source.get());
+            ASSERT_EQ(RESULT_SUCCESS, V_CopyBitmap(copy.get(), source.get()));
+            ExpectAttributesOf(source.get(), copy.get());
+            before.ExpectUnchanged();
+            ASSERT_EQ(RESULT_SUCCESS, V_CopyBitmap(source.get(), source.get()));
+            EXPECT_EQ(image, Load(source.get()));
+        }
+        EXPECT_EQ(image, Load(copy.get()));
+    });
+}
+
+TEST_F(Copies, DataGoesBetweenAllKindsOfStorage)
+{
+    Random random(74);
+    for (const int bits : kAllDepths)
+        for (const StorageKind from : StorageKinds(bits))
+            for (const StorageKind to : StorageKinds(bits)) {
+                // Storage is freed as what it was made as, whatever the environment is by then.
+                const bool both = (from == StorageKind::PageFile || from == StorageKind::Compressed) ==
+                                  (to == StorageKind::PageFile || to == StorageKind::Compressed);
+                if (!both)
+                    continue;
+                SCOPED_TRACE(testing::Message() << bits << " bits, " << from << " to " << to);
+                const StorageScope scope(from);
+                const Image image = Image::RandomRuns(random, random.Between(1, 60), 5, bits);
+                TestBitmap source(from, image), destination(to, image.width, image.height, bits);
+                Store(destination.get(), Image::Random(random, image.width, image.height, bits));
+                const BitmapSnapshot before(source.get());
+                ASSERT_EQ(RESULT_SUCCESS, V_CopyBitmapData(destination.get(), source.get()));
+                EXPECT_EQ(image, Load(destination.get()));
+                before.ExpectUnchanged();
+            }
+}
+
+TEST_F(Copies, DataOfOtherSizesStaysWithinBoth)
+{
+    Random random(75);
+    ForEachStorage({1, 8, 24}, [&](int bits, StorageKind kind) {
+        for (int round = 0; round < 20; ++round) {
+            const Image image = Image::Random(random, random.Between(1, 70), random.Between(1, 6), bits);
+            const Image former = Image::Random(random, random.Between(1, 70), random.Between(1, 6), bits);
+            TestBitmap source(kind, image), destination(kind, former);
+            ASSERT_EQ(RESULT_SUCCESS, V_CopyBitmapData(destination.get(), source.get()));
+            const Image result = Load(destination.get());
+            const int bytes = std::min(source->BytesPerLine, destination->BytesPerLine);
+            for (int y = 0; y < former.height; ++y) {
+                std::vector<uint8_t> expected = former.PackedRow(y);
+                if (y < image.height)
+                    std::ranges::copy_n(image.PackedRow(y).begin(), bytes, expected.begin());
+                for (int x = 0; x < former.width; ++x)
+                    ASSERT_EQ(PixelOf(expected.data(), size_t(x), bits), result.At(y, x)) << x << ", " << y;
+            }
+        }
+    });
+}
+
+TEST_F(Copies, CompressedRowsKeepTheirRuns)
+{
+    Random random(76);
+    TestBitmap source(StorageKind::Compressed, 100, 4, 1);
+    const WORD runs[] = {0, 10, 20, 70};
+    ASSERT_EQ(100, V_PutBitmapRowColCompressed(source.get(), nullptr, runs, 2, 0, 100, 4));
+    TestBitmap copy(StorageKind::Compressed, Image::Random(random, 100, 4, 1));
+    ASSERT_EQ(RESULT_SUCCESS, V_CopyBitmapData(copy.get(), source.get()));
+    WORD read[101];
+    int count = 0;
+    ASSERT_EQ(100, V_GetBitmapRowColCompressed(copy.get(), nullptr, read, 2, 0, 100, &count));
+    EXPECT_EQ(std::vector<WORD>(runs, runs + 4), std::vector<WORD>(read, read + count));
+    ASSERT_EQ(100, V_GetBitmapRowColCompressed(copy.get(), nullptr, read, 3, 0, 100, &count));
+    EXPECT_EQ(std::vector<WORD>{100}, std::vector<WORD>(read, read + count)) << "a row never written";
+}
+
+TEST_F(Copies, MissingBitmapsAreRefused)
+{
+    TestBitmap bitmap(StorageKind::PageFile, 4, 4, 8), copy;
+    BitmapHandle empty;
+    V_InitBitmap(&empty, 4, 4, 8);
+    for (BitmapHandle *missing : {static_cast<BitmapHandle *>(nullptr), &empty}) {
+        EXPECT_EQ(ERR_NO_BITMAP, V_CopyBitmapData(missing, bitmap.get()));
+        EXPECT_EQ(ERR_NO_BITMAP, V_CopyBitmapData(bitmap.get(), missing));
+        EXPECT_EQ(ERR_NO_BITMAP, V_CopyBitmap(copy.get(), missing));
+        EXPECT_EQ(ERR_NO_BITMAP, V_CopyBitmapRect(copy.get(), missing, 0, 0, 1, 1));
+    }
+    EXPECT_EQ(ERR_NO_BITMAP, V_CopyBitmap(nullptr, bitmap.get()));
+    EXPECT_EQ(ERR_NO_BITMAP, V_CopyBitmapRect(nullptr, bitmap.get(), 0, 0, 1, 1));
+}
+
+TEST_F(Copies, FailuresLeaveTheRecordsAlone)
+{
+    Random random(77);
+    ForEachStorage({1, 6, 24}, [&](int bits, StorageKind kind) {
+        const Image image = Image::RandomRuns(random, 40, 6, bits);
+        const auto run = [&](const Image &expected, bool mayLoseRows, auto copy) {
+            ForEachFault(kFaultAll, [&](FaultInjector &faults) {
+                TestBitmap source(kind, image);
+                TestBitmap made;
+                memset(static_cast<void *>(made.get()), 0, sizeof(BitmapHandle));
+                const BitmapSnapshot before(source.get());
+                const int status = faults.Run([&] { return copy(made.get(), source.get()); });
+                before.ExpectUnchanged();
+                if (status == RESULT_SUCCESS && !(faults.struck() && mayLoseRows))
+                    EXPECT_EQ(expected, Load(made.get()));
+                else if (status != RESULT_SUCCESS) {
+                    EXPECT_TRUE(faults.struck());
+                    EXPECT_EQ(0u, made->Flags);
+                    EXPECT_EQ(nullptr, made->Palette);
+                }
+            });
+        };
+        // Rows of a temporary file that cannot be read are not reported by whole copies.
+        const bool isFile = kind == StorageKind::TemporaryFile;
+        run(image, isFile, [](BitmapHandle *copy, BitmapHandle *source) { return V_CopyBitmap(copy, source); });
+        run(RectOf(image, 3, -1, 30, 5), false,
+            [](BitmapHandle *copy, BitmapHandle *source) { return V_CopyBitmapRect(copy, source, 3, -1, 30, 5); });
+    });
+}
+
+} // namespace vexo::test
