@@ -49,6 +49,7 @@ std::span<const Workload> ConversionRows();
 std::span<const Workload> CompressionRows();
 std::span<const Workload> DitherRows();
 std::span<const Workload> CopyRows();
+std::span<const Workload> TurnRows();
 
 } // namespace vexo::bench
 

@@ -55,6 +55,18 @@ int StoreRuns(BitmapHandle *bitmap, int row, const uint16_t *runs, uint32_t runC
     return RESULT_SUCCESS;
 }
 
+// Appends a run, in parts when it is longer than a word can say. Returns the new end.
+uint16_t *AppendRun(uint16_t *end, int64_t length)
+{
+    constexpr int kMaxRun = 65535;
+    for (; length > kMaxRun; length -= kMaxRun) {
+        *end++ = kMaxRun;
+        *end++ = 0;
+    }
+    *end++ = uint16_t(length);
+    return end;
+}
+
 // Writes bits to a row from a column on. They may lie in the scratch buffer: at its front for a part of a row, in the
 // place of RowBits for a whole one.
 int WriteBits(BitmapHandle *bitmap, int row, int column, const uint8_t *bits, int count)
@@ -200,6 +212,42 @@ int PutCompressedRowCol(BitmapHandle *bitmap, const void *buffer, int row, int c
     return ForEachRow(bitmap, row, column, byteCount, [&](int r, int start, int pixels, int done, int) {
         return WriteBits(bitmap, r, start, static_cast<const uint8_t *>(buffer) + done, pixels);
     });
+}
+
+// ---- Mirroring ------------------------------------------------------------------------------------------------
+
+void ExchangeCompressedRows(BitmapHandle *bitmap, int row, int other)
+{
+    CompressedRows *rows = CompressedRowsOf(bitmap);
+    std::swap(rows->rows[row], rows->rows[other]);
+}
+
+int ReverseCompressedRow(BitmapHandle *bitmap, int row)
+{
+    CompressedRows *rows = CompressedRowsOf(bitmap);
+    const uint16_t *stored = StoredRuns(rows, row);
+    if (!stored)
+        return RESULT_SUCCESS;
+    // A row that ends with pixels of value 1 gets an empty run in front, and the one of a row that begins with them
+    // goes. Empty runs between others only join the parts of one that is longer than a word can say.
+    const int count = int(rows->rows[row].runCount);
+    uint16_t *end = rows->scratch;
+    if (count % 2 == 0)
+        *end++ = 0;
+    for (int i = count - 1; i >= 0; --i) {
+        int64_t length = stored[i];
+        for (; i >= 2 && stored[i - 1] == 0; i -= 2)
+            length += stored[i - 2];
+        if (i > 0 || length > 0)
+            end = AppendRun(end, length);
+    }
+    const int written = int(end - rows->scratch);
+    if (written > count)
+        return StoreRuns(bitmap, row, rows->scratch, uint32_t(written));
+    // The block keeps its size, so that the row it held before finds room in it again.
+    memcpy(BlockData(rows->pool, rows->rows[row].block), rows->scratch, size_t(written) * sizeof(uint16_t));
+    rows->rows[row].runCount = uint32_t(written);
+    return RESULT_SUCCESS;
 }
 
 } // namespace vexo

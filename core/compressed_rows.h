@@ -42,6 +42,10 @@ int PutCompressedRowCol(BitmapHandle *bitmap, const void *buffer, int row, int c
 
 // Replaces a row by that of another compressed bitmap of the same width. The runs are copied as they are.
 int CopyCompressedRow(BitmapHandle *destination, const BitmapHandle *source, int row);
+// Exchange two rows, which cannot fail, and mirror one left to right as runs. The second gives RESULT_SUCCESS or
+// ERR_NO_MEMORY; mirroring the row once more brings back what it was without needing memory.
+void ExchangeCompressedRows(BitmapHandle *bitmap, int row, int other);
+int ReverseCompressedRow(BitmapHandle *bitmap, int row);
 
 // V_CompressRow with the number of runs as its result: at most count + 1, 0 for a count of 0.
 int CodeRuns(uint16_t *runs, const uint8_t *input, int startBit, int count);

@@ -207,21 +207,25 @@ int WriteRow(BitmapHandle *bitmap, const void *buffer, int row);
 
 // ---- Progress -------------------------------------------------------------------------------------------------
 
-// The percentage of a long operation of `steps` steps: reports 0 at the start, adds 100 / steps a step and carries the
-// remainder 100 mod steps, so that the last step reports 100. Quiet while the percentage does not change.
+// The percentage of a long operation of `steps` steps: reports `from` (0) at the start, adds its share of the range a
+// step and carries the remainder, so that the last step reports `to` (100). Quiet while the percentage does not change.
 class Progress {
 public:
-    explicit Progress(int steps) : m_callback(CurrentSettings().statusCallback), m_steps(steps > 0 ? steps : 1) {}
+    explicit Progress(int steps, int from = 0, int to = 100)
+        : m_callback(CurrentSettings().statusCallback), m_steps(steps > 0 ? steps : 1),
+          m_share((to > from ? to - from : 0) / m_steps), m_rest((to > from ? to - from : 0) % m_steps), m_percent(from)
+    {
+    }
 
-    // Reports 0. RESULT_SUCCESS, or the callback's wish to stop.
+    // Reports the start. RESULT_SUCCESS, or the callback's wish to stop.
     int Start() { return Report(); }
 
     // One more step is done.
     int Step()
     {
         const int before = m_percent;
-        m_percent += 100 / m_steps;
-        m_carry += 100 % m_steps;
+        m_percent += m_share;
+        m_carry += m_rest;
         if (m_carry >= m_steps) {
             m_carry -= m_steps;
             ++m_percent;
@@ -234,7 +238,9 @@ private:
 
     VexoStatusCallback m_callback;
     int m_steps;
-    int m_percent = 0;
+    int m_share; // of the range for each step, and what is left over
+    int m_rest;
+    int m_percent;
     int m_carry = 0;
 };
 

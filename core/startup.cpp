@@ -6,6 +6,8 @@
 #include "core/row_kernels.h"
 #include "core/run_kernels.h"
 #include "core/win32s.h"
+#include "geometry/combine_kernels.h"
+#include "geometry/mirror_kernels.h"
 
 #include <cstring>
 
@@ -113,6 +115,8 @@ bool AttachProcess(HMODULE module)
     SelectRunKernels(level);
     SelectPixelKernels(level);
     SelectRowKernels(level);
+    SelectMirrorKernels(level);
+    SelectCombineKernels(level);
 
     if (process.processCount == 0) {
         process.isWin32s = IsWin32sVersion(::GetVersion());

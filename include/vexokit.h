@@ -792,7 +792,70 @@ VEXO_API int VEXO_CALL V_ClearBitmap(BitmapHandle *bitmap);
 
 /* ---- Flip and reverse ---------------------------------------------------------------------------------------- */
 
+/* Mirror a bitmap in place: V_FlipBitmap top to bottom, V_ReverseBitmap left to right. The region is mirrored with the
+ * pixels; compressed rows stay compressed. The bits behind the last pixel of a reversed row become 0.
+ * Progress goes to the status callback, for each pair of rows (flip) or each row. A bitmap of height 1 has no pair: its
+ * flip reports 0 and then 100.
+ * Return RESULT_SUCCESS; ERR_NO_BITMAP; ERR_NO_MEMORY; a storage error; the callback's result. When the work fails or
+ * is stopped on the way, the rows done so far are put back. */
+VEXO_API int VEXO_CALL V_FlipBitmap(BitmapHandle *bitmap);
+VEXO_API int VEXO_CALL V_ReverseBitmap(BitmapHandle *bitmap);
+
 /* ---- Combine and underlay ------------------------------------------------------------------------------------ */
+
+/* Flags of V_CombineBitmap: one value of each of the four groups. Below, d and s are a channel of the destination and
+ * of the source after their treatment, M the largest channel value. Inverting x gives M - x. */
+
+/* the source operand; for the last two the source bitmap is not read and may be null */
+#define CMB_SRC_NORMAL          0x0000u
+#define CMB_SRC_INVERTED        0x0001u
+#define CMB_SRC_ZERO            0x0002u
+#define CMB_SRC_ONES            0x0003u
+/* the destination operand */
+#define CMB_DST_NORMAL          0x0000u
+#define CMB_DST_INVERTED        0x0010u
+#define CMB_DST_ZERO            0x0020u
+#define CMB_DST_ONES            0x0030u
+/* the operation, and in brackets the truth table that stands for it at one bit */
+#define CMB_OP_AND              0x0000u /* d and s, on whole pixels */
+#define CMB_OP_OR               0x0100u /* d or s, on whole pixels */
+#define CMB_OP_XOR              0x0200u /* d xor s, on whole pixels */
+#define CMB_OP_ADD              0x0300u /* min(d + s, M) [d or s] */
+#define CMB_OP_SUBTRACT_SRC     0x0400u /* max(d - s, 0) [d and not s] */
+#define CMB_OP_SUBTRACT_DST     0x0500u /* max(s - d, 0) [not d and s] */
+#define CMB_OP_MULTIPLY         0x0600u /* d s / M, truncated [d and s] */
+#define CMB_OP_DIVIDE_SRC       0x0700u /* min(d M / s, M), truncated; M for s = 0 [d] */
+#define CMB_OP_DIVIDE_DST       0x0800u /* min(s M / d, M), truncated; M for d = 0 [s] */
+#define CMB_OP_AVERAGE          0x0900u /* (d + s) / 2, truncated [d or s] */
+#define CMB_OP_MINIMUM          0x0A00u /* min(d, s) [d and s] */
+#define CMB_OP_MAXIMUM          0x0B00u /* max(d, s) [d or s] */
+/* the result */
+#define CMB_RES_NORMAL          0x0000u
+#define CMB_RES_INVERTED        0x1000u
+#define CMB_RES_ZERO            0x2000u
+#define CMB_RES_ONES            0x3000u
+
+/* Combines a rectangle of `source` into a rectangle of `destination`, within the regions of both: a source pixel
+ * outside the source's region leaves its destination pixel alone. The bitmaps have the same depth; colours and palettes
+ * are not looked at. Rectangles are clipped to both bitmaps; when nothing is left the call succeeds.
+ *
+ * left, top              the rectangle's corner in the destination, in stored rows
+ * sourceLeft, sourceTop  the same in the source, whose rows count from the other end when its orientation differs, so
+ *                        that lines of the two pictures meet as they are seen
+ * flags                  CMB_ values
+ *
+ * The flags are first evaluated as a truth table on bits. Where it depends on neither or one operand, at one bit per
+ * pixel, and for AND, OR and XOR it is the result; a table that is the destination's own makes the call succeed without
+ * touching anything. Everything else, and the divisions of deeper bitmaps unless their table is constant, works on
+ * channels: indices of 2 to 8 bits (M = 2^bits - 1), five-bit fields of 16-bit pixels (M = 31; bit 15 stays), bytes of
+ * 24 and 32-bit pixels (M = 255; the fourth byte is a channel like the others). Source and destination may be one
+ * bitmap; each row is read before it is written.
+ * Progress goes to the status callback for each row.
+ * Returns RESULT_SUCCESS; ERR_INV_PARAMETER for a null destination or one without storage (deliberately not
+ * ERR_NO_BITMAP), flags outside the groups, or a source that is needed but null, without storage or of another depth;
+ * ERR_NO_MEMORY; a storage error; the callback's result. Rows done before a failure or a stop stay combined. */
+VEXO_API int VEXO_CALL V_CombineBitmap(BitmapHandle *destination, int left, int top, int width, int height,
+                                       BitmapHandle *source, int sourceLeft, int sourceTop, unsigned flags);
 
 /* ---- Animation playback -------------------------------------------------------------------------------------- */
 

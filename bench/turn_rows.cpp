@@ -1,0 +1,70 @@
+// Rows of mirroring, turning and combining.
+#include "bench/bench.h"
+
+namespace vexo::bench {
+
+namespace {
+
+// A bitmap of a picture of the workloads.
+class Picture {
+public:
+    Picture(const Bytes &bytes, int width, int height, int bits)
+    {
+        V_CreateBitmap(&m_record, STORAGE_MEMORY, width, height, bits, COLOR_ORDER_BGR, nullptr, ORIENT_TOP_DOWN);
+        memcpy(m_record.Data, bytes.data(), bytes.size());
+    }
+    ~Picture() { V_FreeBitmap(&m_record); }
+    Picture(const Picture &) = delete;
+    Picture &operator=(const Picture &) = delete;
+
+    BitmapHandle *get() { return &m_record; }
+    uint64_t Hash() const { return testimg::hash(static_cast<const uint8_t *>(m_record.Data), m_record.Size); }
+
+private:
+    BitmapHandle m_record = {};
+};
+
+// Operations on a bitmap in place, repeated on their own result.
+template <class Work>
+void MeasurePhoto(const char *workload, Work &&work)
+{
+    Picture photo(Photo24(), PhotoSize, PhotoSize, 24);
+    Report(
+        workload, kPhotoPixels, [&] { work(photo.get()); }, [&] { return photo.Hash(); });
+}
+
+template <class Work>
+void MeasurePage(const char *workload, Work &&work)
+{
+    Picture page(Page1(), PageWidth, PageHeight, 1);
+    Report(
+        workload, kPagePixels, [&] { work(page.get()); }, [&] { return page.Hash(); });
+}
+
+// The photo, or its gray form, with the same turned by a half turn.
+void MeasureCombine(const char *workload, const Bytes &bytes, int bits, unsigned flags)
+{
+    Picture destination(bytes, PhotoSize, PhotoSize, bits), source(bytes, PhotoSize, PhotoSize, bits);
+    V_FlipBitmap(source.get());
+    V_ReverseBitmap(source.get());
+    Report(
+        workload, kPhotoPixels,
+        [&] { V_CombineBitmap(destination.get(), 0, 0, PhotoSize, PhotoSize, source.get(), 0, 0, flags); },
+        [&] { return destination.Hash(); });
+}
+
+constexpr Workload kRows[] = {
+    {"flip24", [] { MeasurePhoto("flip24", V_FlipBitmap); }},
+    {"reverse24", [] { MeasurePhoto("reverse24", V_ReverseBitmap); }},
+    {"reverse1", [] { MeasurePage("reverse1", V_ReverseBitmap); }},
+    {"combine_add_24", [] { MeasureCombine("combine_add_24", Photo24(), 24, CMB_OP_ADD); }},
+    {"combine_multiply_24", [] { MeasureCombine("combine_multiply_24", Photo24(), 24, CMB_OP_MULTIPLY); }},
+    {"combine_and_24", [] { MeasureCombine("combine_and_24", Photo24(), 24, CMB_OP_AND); }},
+    {"combine_average_8", [] { MeasureCombine("combine_average_8", Gray8(), 8, CMB_OP_AVERAGE); }},
+};
+
+} // namespace
+
+std::span<const Workload> TurnRows() { return kRows; }
+
+} // namespace vexo::bench

@@ -1,0 +1,163 @@
+// The vector combining kernels: 32 bytes a step, each operation a function of two registers of bytes. The five-bit
+// fields of 16-bit pixels are moved one after the other to the low byte of their lanes and use the same functions.
+#include "colour/pixel_kernels.h"
+#include "geometry/combine_kernels.h"
+
+#include <immintrin.h>
+#include <utility>
+
+namespace vexo {
+
+namespace {
+
+VEXO_TARGET_AVX2 inline __m256i Load256(const uint8_t *p)
+{
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
+}
+VEXO_TARGET_AVX2 inline void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
+VEXO_TARGET_AVX2 inline __m256i Every(uint8_t byte) { return _mm256_set1_epi8(char(byte)); }
+
+VEXO_TARGET_AVX2 void CombineBitsAvx2(uint8_t *destination, const uint8_t *source, size_t bytes, BitFunction f)
+{
+    const __m256i c0 = Every(f.c0), c1 = Every(f.c1), c2 = Every(f.c2), c3 = Every(f.c3);
+    for (; bytes >= 32; bytes -= 32, destination += 32, source += 32) {
+        const __m256i d = Load256(destination), s = Load256(source);
+        const __m256i withSource = _mm256_and_si256(s, _mm256_xor_si256(c2, _mm256_and_si256(d, c3)));
+        Store256(destination, _mm256_xor_si256(_mm256_xor_si256(c0, _mm256_and_si256(d, c1)), withSource));
+    }
+    plainCombineKernels.bits(destination, source, bytes, f);
+}
+
+// ---- Operations on 32 channels --------------------------------------------------------------------------------
+
+// x * y / top of 16 channels in 16-bit lanes: for top = 2^bits - 1 and x, y <= top the quotient is exactly
+// (p + 1 + (p >> bits)) >> bits.
+VEXO_TARGET_AVX2 inline __m256i MultiplyLanes(__m256i x, __m256i y, __m128i bits)
+{
+    const __m256i product = _mm256_mullo_epi16(x, y);
+    const __m256i rounded =
+        _mm256_add_epi16(_mm256_add_epi16(product, _mm256_set1_epi16(1)), _mm256_srl_epi16(product, bits));
+    return _mm256_srl_epi16(rounded, bits);
+}
+
+VEXO_TARGET_AVX2 inline __m256i Multiply(__m256i x, __m256i y, int bits)
+{
+    const __m256i zero = _mm256_setzero_si256();
+    const __m128i shift = _mm_cvtsi32_si128(bits);
+    const __m256i low = MultiplyLanes(_mm256_unpacklo_epi8(x, zero), _mm256_unpacklo_epi8(y, zero), shift);
+    const __m256i high = MultiplyLanes(_mm256_unpackhi_epi8(x, zero), _mm256_unpackhi_epi8(y, zero), shift);
+    return _mm256_packus_epi16(low, high);
+}
+
+// x / y of 16 products and channels in 16-bit lanes. Quotients of numbers this small are exact enough in single
+// precision that truncation gives the integer quotient.
+VEXO_TARGET_AVX2 inline __m256i DivideLanes(__m256i x, __m256i y)
+{
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256 low = _mm256_div_ps(_mm256_cvtepi32_ps(_mm256_unpacklo_epi16(x, zero)),
+                                     _mm256_cvtepi32_ps(_mm256_unpacklo_epi16(y, zero)));
+    const __m256 high = _mm256_div_ps(_mm256_cvtepi32_ps(_mm256_unpackhi_epi16(x, zero)),
+                                      _mm256_cvtepi32_ps(_mm256_unpackhi_epi16(y, zero)));
+    return _mm256_packs_epi32(_mm256_cvttps_epi32(low), _mm256_cvttps_epi32(high));
+}
+
+// min(x * top / y, top), and top for y = 0.
+VEXO_TARGET_AVX2 inline __m256i Divide(__m256i x, __m256i y, __m256i top)
+{
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i factor = _mm256_unpacklo_epi8(top, zero);
+    const __m256i low =
+        DivideLanes(_mm256_mullo_epi16(_mm256_unpacklo_epi8(x, zero), factor), _mm256_unpacklo_epi8(y, zero));
+    const __m256i high =
+        DivideLanes(_mm256_mullo_epi16(_mm256_unpackhi_epi8(x, zero), factor), _mm256_unpackhi_epi8(y, zero));
+    const __m256i notBelow = _mm256_cmpeq_epi8(_mm256_max_epu8(x, y), x);
+    return _mm256_blendv_epi8(_mm256_packus_epi16(low, high), top, notBelow);
+}
+
+template <ChannelOperation Operation>
+VEXO_TARGET_AVX2 inline __m256i Combine(__m256i d, __m256i s, __m256i top, int bits)
+{
+    if constexpr (Operation == kAdd)
+        return _mm256_min_epu8(_mm256_adds_epu8(d, s), top);
+    else if constexpr (Operation == kSubtractSource)
+        return _mm256_subs_epu8(d, s);
+    else if constexpr (Operation == kSubtractDestination)
+        return _mm256_subs_epu8(s, d);
+    else if constexpr (Operation == kMultiply)
+        return Multiply(d, s, bits);
+    else if constexpr (Operation == kDivideBySource)
+        return Divide(d, s, top);
+    else if constexpr (Operation == kDivideByDestination)
+        return Divide(s, d, top);
+    else if constexpr (Operation == kAverage)
+        return _mm256_add_epi8(_mm256_and_si256(d, s),
+                               _mm256_and_si256(_mm256_srli_epi16(_mm256_xor_si256(d, s), 1), Every(0x7F)));
+    else if constexpr (Operation == kMinimum)
+        return _mm256_min_epu8(d, s);
+    else
+        return _mm256_max_epu8(d, s);
+}
+
+// ---- Loops ----------------------------------------------------------------------------------------------------
+
+template <ChannelOperation Operation>
+VEXO_TARGET_AVX2 inline __m256i CombineTreated(__m256i d, __m256i s, const ChannelTreatment &how)
+{
+    d = _mm256_xor_si256(_mm256_and_si256(d, Every(how.destinationKeep)), Every(how.destinationFlip));
+    s = _mm256_xor_si256(_mm256_and_si256(s, Every(how.sourceKeep)), Every(how.sourceFlip));
+    return _mm256_xor_si256(Combine<Operation>(d, s, Every(how.top), how.bits), Every(how.resultFlip));
+}
+
+template <ChannelOperation Operation>
+VEXO_TARGET_AVX2 void CombineBytesAvx2(uint8_t *destination, const uint8_t *source, size_t count,
+                                       const ChannelTreatment &how)
+{
+    const ChannelTreatment local = how; // which the stores cannot change
+    for (; count >= 32; count -= 32, destination += 32, source += 32)
+        Store256(destination, CombineTreated<Operation>(Load256(destination), Load256(source), local));
+    plainCombineKernels.bytes[Operation](destination, source, count, how);
+}
+
+// The field at `Shift` of 16 pixels, combined and put back in its place.
+template <ChannelOperation Operation, int Shift>
+VEXO_TARGET_AVX2 inline __m256i CombineField(__m256i d, __m256i s, const ChannelTreatment &how)
+{
+    const __m256i five = _mm256_set1_epi16(31);
+    const __m256i result = CombineTreated<Operation>(_mm256_and_si256(_mm256_srli_epi16(d, Shift), five),
+                                                     _mm256_and_si256(_mm256_srli_epi16(s, Shift), five), how);
+    return _mm256_slli_epi16(_mm256_and_si256(result, five), Shift);
+}
+
+template <ChannelOperation Operation>
+VEXO_TARGET_AVX2 void CombineFieldsAvx2(uint8_t *destination, const uint8_t *source, size_t count,
+                                        const ChannelTreatment &how)
+{
+    const ChannelTreatment local = how;
+    for (; count >= 16; count -= 16, destination += 32, source += 32) {
+        const __m256i d = Load256(destination), s = Load256(source);
+        __m256i result = _mm256_and_si256(d, _mm256_set1_epi16(short(0x8000)));
+        result = _mm256_or_si256(result, CombineField<Operation, 0>(d, s, local));
+        result = _mm256_or_si256(result, CombineField<Operation, 5>(d, s, local));
+        result = _mm256_or_si256(result, CombineField<Operation, 10>(d, s, local));
+        Store256(destination, result);
+    }
+    plainCombineKernels.fields[Operation](destination, source, count, how);
+}
+
+template <size_t... Operations>
+constexpr CombineKernels MakeAvx2Kernels(std::index_sequence<Operations...>)
+{
+    return {CombineBitsAvx2,
+            {CombineBytesAvx2<ChannelOperation(Operations)>...},
+            {CombineFieldsAvx2<ChannelOperation(Operations)>...}};
+}
+
+} // namespace
+
+void UseVectorKernels(CombineKernels *kernels, CpuLevel level)
+{
+    if (level == CpuLevel::Avx2)
+        *kernels = MakeAvx2Kernels(std::make_index_sequence<kChannelOperationCount>());
+}
+
+} // namespace vexo
