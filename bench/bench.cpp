@@ -55,6 +55,7 @@ constexpr std::span<const vexo::bench::Workload> (*kRows[])() = {
     vexo::bench::CompressionRows,
     vexo::bench::CopyRows,
     vexo::bench::DitherRows,
+    vexo::bench::RegionRows,
     vexo::bench::TurnRows,
 };
 

@@ -50,6 +50,7 @@ std::span<const Workload> CompressionRows();
 std::span<const Workload> DitherRows();
 std::span<const Workload> CopyRows();
 std::span<const Workload> TurnRows();
+std::span<const Workload> RegionRows();
 
 } // namespace vexo::bench
 

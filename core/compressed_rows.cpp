@@ -67,19 +67,24 @@ uint16_t *AppendRun(uint16_t *end, int64_t length)
     return end;
 }
 
+// Codes the bits of a whole row, which may lie in the place of RowBits.
+int CodeRow(BitmapHandle *bitmap, int row, const uint8_t *bits)
+{
+    const CompressedRows *rows = CompressedRowsOf(bitmap);
+    const int runCount = CodeRuns(rows->scratch, bits, 0, bitmap->Width);
+    return StoreRuns(bitmap, row, rows->scratch, uint32_t(runCount));
+}
+
 // Writes bits to a row from a column on. They may lie in the scratch buffer: at its front for a part of a row, in the
 // place of RowBits for a whole one.
 int WriteBits(BitmapHandle *bitmap, int row, int column, const uint8_t *bits, int count)
 {
-    const CompressedRows *rows = CompressedRowsOf(bitmap);
     if (column != 0 || count != bitmap->Width) {
-        uint8_t *const rowBits = RowBits(rows, bitmap->Width);
-        V_ExpandRow(StoredRuns(rows, row), rowBits, 0, bitmap->Width);
+        uint8_t *const rowBits = OpenCompressedRow(bitmap, row);
         CopyBits(rowBits, unsigned(column), bits, 0, unsigned(count));
         bits = rowBits;
     }
-    const int runCount = CodeRuns(rows->scratch, bits, 0, bitmap->Width);
-    return StoreRuns(bitmap, row, rows->scratch, uint32_t(runCount));
+    return CodeRow(bitmap, row, bits);
 }
 
 // Expands a caller's runs, which need not cover all of the `count` pixels. False when they go beyond them.
@@ -212,6 +217,19 @@ int PutCompressedRowCol(BitmapHandle *bitmap, const void *buffer, int row, int c
     return ForEachRow(bitmap, row, column, byteCount, [&](int r, int start, int pixels, int done, int) {
         return WriteBits(bitmap, r, start, static_cast<const uint8_t *>(buffer) + done, pixels);
     });
+}
+
+uint8_t *OpenCompressedRow(BitmapHandle *bitmap, int row)
+{
+    const CompressedRows *rows = CompressedRowsOf(bitmap);
+    uint8_t *const rowBits = RowBits(rows, bitmap->Width);
+    V_ExpandRow(StoredRuns(rows, row), rowBits, 0, bitmap->Width);
+    return rowBits;
+}
+
+int StoreOpenRow(BitmapHandle *bitmap, int row)
+{
+    return CodeRow(bitmap, row, RowBits(CompressedRowsOf(bitmap), bitmap->Width));
 }
 
 // ---- Mirroring ------------------------------------------------------------------------------------------------

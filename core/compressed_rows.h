@@ -47,6 +47,11 @@ int CopyCompressedRow(BitmapHandle *destination, const BitmapHandle *source, int
 void ExchangeCompressedRows(BitmapHandle *bitmap, int row, int other);
 int ReverseCompressedRow(BitmapHandle *bitmap, int row);
 
+// The bits of a row, for changing some of them in place, and the coding of what they became. They are good until the
+// next call with the same bitmap; the row must exist.
+uint8_t *OpenCompressedRow(BitmapHandle *bitmap, int row);
+int StoreOpenRow(BitmapHandle *bitmap, int row);
+
 // V_CompressRow with the number of runs as its result: at most count + 1, 0 for a count of 0.
 int CodeRuns(uint16_t *runs, const uint8_t *input, int startBit, int count);
 

@@ -205,6 +205,12 @@ inline uint8_t *DirectRows(const BitmapHandle *bitmap)
 int ReadRow(BitmapHandle *bitmap, void *buffer, int row);
 int WriteRow(BitmapHandle *bitmap, const void *buffer, int row);
 
+// What the transfers above are made of: the byte offset of a row, which moves the record's row cache, and bytes of a row
+// of uncompressed storage, whatever pixels they belong to. Bytes moved, or an error.
+unsigned RowOffset(BitmapHandle *bitmap, int row);
+int GetRowBytes(BitmapHandle *bitmap, void *buffer, int row, unsigned firstByte, int byteCount);
+int PutRowBytes(BitmapHandle *bitmap, const void *buffer, int row, unsigned firstByte, int byteCount);
+
 // ---- Progress -------------------------------------------------------------------------------------------------
 
 // The percentage of a long operation of `steps` steps: reports `from` (0) at the start, adds its share of the range a

@@ -36,6 +36,7 @@ inline void CloseScreenDC(HDC dc) { ::ReleaseDC(nullptr, dc); }
 
 using Bitmap = Owner<HBITMAP, CloseObject>;
 using Palette = Owner<HPALETTE, CloseObject>;
+using Region = Owner<HRGN, CloseObject>;
 
 // The DC of the whole screen.
 struct ScreenDC : Owner<HDC, CloseScreenDC> {

@@ -10,22 +10,6 @@ using namespace vexo;
 
 namespace {
 
-// Byte offset of a row. Steps of one row up or down cost an addition.
-unsigned RowOffset(BitmapHandle *bitmap, int row)
-{
-    const unsigned bytesPerLine = unsigned(bitmap->BytesPerLine);
-    unsigned offset = bitmap->CachedRowOffset;
-    if (row == bitmap->CachedRow + 1)
-        offset += bytesPerLine;
-    else if (row == bitmap->CachedRow - 1)
-        offset -= bytesPerLine;
-    else if (row != bitmap->CachedRow)
-        offset = bytesPerLine * unsigned(row);
-    bitmap->CachedRow = row;
-    bitmap->CachedRowOffset = offset;
-    return offset;
-}
-
 unsigned ColumnOffset(int bits, int column)
 {
     return unsigned(IsSupportedDepth(bits) ? int64_t(column) * bits / 8 : column);
@@ -112,7 +96,8 @@ COLORREF ColorFromBytes(const BitmapHandle *bitmap, const uint8_t *bytes)
 {
     if (bitmap->BitsPerPixel == 16)
         return UnpackPixel16(bytes[0] | unsigned(bytes[1]) << 8, bitmap->ColorOrder);
-    return bitmap->ColorOrder == COLOR_ORDER_RGB ? RGB(bytes[0], bytes[1], bytes[2]) : RGB(bytes[2], bytes[1], bytes[0]);
+    return bitmap->ColorOrder == COLOR_ORDER_RGB ? RGB(bytes[0], bytes[1], bytes[2])
+                                                 : RGB(bytes[2], bytes[1], bytes[0]);
 }
 
 void ColorToBytes(const BitmapHandle *bitmap, COLORREF color, uint8_t *bytes)
@@ -165,6 +150,42 @@ bool IsInside(const BitmapHandle *bitmap, int row, int column)
 
 // ---- Rows -----------------------------------------------------------------------------------------------------
 
+// Steps of one row up or down cost an addition.
+unsigned vexo::RowOffset(BitmapHandle *bitmap, int row)
+{
+    const unsigned bytesPerLine = unsigned(bitmap->BytesPerLine);
+    unsigned offset = bitmap->CachedRowOffset;
+    if (row == bitmap->CachedRow + 1)
+        offset += bytesPerLine;
+    else if (row == bitmap->CachedRow - 1)
+        offset -= bytesPerLine;
+    else if (row != bitmap->CachedRow)
+        offset = bytesPerLine * unsigned(row);
+    bitmap->CachedRow = row;
+    bitmap->CachedRowOffset = offset;
+    return offset;
+}
+
+int vexo::GetRowBytes(BitmapHandle *bitmap, void *buffer, int row, unsigned firstByte, int byteCount)
+{
+    const unsigned offset = RowOffset(bitmap, row) + firstByte;
+    if (const uint8_t *rows = DirectRows(bitmap)) {
+        memcpy(buffer, rows + offset, size_t(byteCount));
+        return byteCount;
+    }
+    return bitmap->Flags & FLAG_DISK ? ReadFile(bitmap, buffer, offset, byteCount) : ERR_NO_MEMORY;
+}
+
+int vexo::PutRowBytes(BitmapHandle *bitmap, const void *buffer, int row, unsigned firstByte, int byteCount)
+{
+    const unsigned offset = RowOffset(bitmap, row) + firstByte;
+    if (uint8_t *rows = DirectRows(bitmap)) {
+        memcpy(rows + offset, buffer, size_t(byteCount));
+        return byteCount;
+    }
+    return bitmap->Flags & FLAG_DISK ? WriteFile(bitmap, buffer, offset, byteCount) : ERR_NO_MEMORY;
+}
+
 int VEXO_CALL V_GetBitmapRowCol(BitmapHandle *bitmap, void *buffer, int row, int column, int byteCount)
 {
     const int status = CheckTransfer(bitmap, buffer, byteCount);
@@ -172,12 +193,7 @@ int VEXO_CALL V_GetBitmapRowCol(BitmapHandle *bitmap, void *buffer, int row, int
         return status;
     if (IsCompressed(bitmap))
         return GetCompressedRowCol(bitmap, buffer, row, column, byteCount);
-    const unsigned offset = RowOffset(bitmap, row) + ColumnOffset(bitmap->BitsPerPixel, column);
-    if (const uint8_t *rows = DirectRows(bitmap)) {
-        memcpy(buffer, rows + offset, size_t(byteCount));
-        return byteCount;
-    }
-    return bitmap->Flags & FLAG_DISK ? ReadFile(bitmap, buffer, offset, byteCount) : ERR_NO_MEMORY;
+    return GetRowBytes(bitmap, buffer, row, ColumnOffset(bitmap->BitsPerPixel, column), byteCount);
 }
 
 int VEXO_CALL V_PutBitmapRowCol(BitmapHandle *bitmap, const void *buffer, int row, int column, int byteCount)
@@ -187,12 +203,7 @@ int VEXO_CALL V_PutBitmapRowCol(BitmapHandle *bitmap, const void *buffer, int ro
         return status;
     if (IsCompressed(bitmap))
         return PutCompressedRowCol(bitmap, buffer, row, column, byteCount);
-    const unsigned offset = RowOffset(bitmap, row) + ColumnOffset(bitmap->BitsPerPixel, column);
-    if (uint8_t *rows = DirectRows(bitmap)) {
-        memcpy(rows + offset, buffer, size_t(byteCount));
-        return byteCount;
-    }
-    return bitmap->Flags & FLAG_DISK ? WriteFile(bitmap, buffer, offset, byteCount) : ERR_NO_MEMORY;
+    return PutRowBytes(bitmap, buffer, row, ColumnOffset(bitmap->BitsPerPixel, column), byteCount);
 }
 
 int VEXO_CALL V_GetBitmapRow(BitmapHandle *bitmap, void *buffer, int row, int byteCount)

@@ -8,6 +8,7 @@
 #include "core/win32s.h"
 #include "geometry/combine_kernels.h"
 #include "geometry/mirror_kernels.h"
+#include "regions/match_kernels.h"
 
 #include <cstring>
 
@@ -117,6 +118,7 @@ bool AttachProcess(HMODULE module)
     SelectRowKernels(level);
     SelectMirrorKernels(level);
     SelectCombineKernels(level);
+    SelectMatchKernels(level);
 
     if (process.processCount == 0) {
         process.isWin32s = IsWin32sVersion(::GetVersion());

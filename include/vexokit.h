@@ -768,9 +768,10 @@ VEXO_API int VEXO_CALL V_GetBitmapClipSegments(const BitmapHandle *bitmap, int r
  *                number of bytes
  * segments       x values in pairs, as from V_GetBitmapClipSegments; a count of 0 writes nothing
  *
- * The bitmap must be locked. Rows, and columns after the offset, must lie in the bitmap. Other pixels of the row keep
+ * The bitmap must be locked. Pixels before column 0 or outside the bitmap are left out; other pixels of the row keep
  * their values, down to the bit.
- * Returns RESULT_SUCCESS; ERR_NO_BITMAP; ERR_INV_PARAMETER for a null pointer or an odd count; ERR_NO_MEMORY for a
+ * Returns RESULT_SUCCESS; ERR_NO_BITMAP; ERR_INV_PARAMETER for a null pointer, an odd count or a row outside the bitmap;
+ * ERR_NO_MEMORY for a
  * bitmap without storage or compressed rows that cannot grow; ERR_FILE_SEEK, ERR_FILE_READ, ERR_FILE_WRITE: the
  * segments before the failing one are written. */
 VEXO_API int VEXO_CALL V_PutBitmapRowSegments(BitmapHandle *bitmap, const void *buffer, int row, int columnOffset,

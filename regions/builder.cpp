@@ -137,22 +137,6 @@ BitmapRegion *RegionBuilder::Finish()
 
 BitmapRegion *EmptyRegion() { return static_cast<BitmapRegion *>(V_OsAllocInit(sizeof(BitmapRegion), 1)); }
 
-BitmapRegion *RectRegion(const RECT &rect)
-{
-    if (rect.left >= rect.right || rect.top >= rect.bottom)
-        return EmptyRegion();
-    const int64_t rows = int64_t(rect.bottom) - rect.top;
-    if (rows > INT32_MAX)
-        return nullptr;
-    RegionBuilder builder(rect.top, int(rows));
-    builder.Reserve(size_t(rows) * 2);
-    for (int row = rect.top; row < rect.bottom; ++row) {
-        builder.Add(rect.left, rect.right);
-        builder.EndRow();
-    }
-    return builder.Finish();
-}
-
 BitmapRegion *DupRegion(const BitmapRegion &region)
 {
     BitmapRegion *copy = EmptyRegion();

@@ -111,7 +111,6 @@ private:
 // Functions that return a region give it to the caller, who frees it or stores it in a bitmap; null: no memory.
 
 BitmapRegion *EmptyRegion();
-BitmapRegion *RectRegion(const RECT &rect);
 BitmapRegion *DupRegion(const BitmapRegion &region);
 // Frees the record, its lists and its GDI objects; null is accepted.
 void FreeRegion(BitmapRegion *region);

@@ -1,27 +1,10 @@
 // Regions moved, clipped, scaled and mirrored. Whatever can leave the bitmap is made inside a window at once, so that
 // no transform costs more than what remains of the region.
-#include "regions/region.h"
+#include "regions/shape_builder.h"
 
 namespace vexo {
 
 namespace {
-
-int Clamp32(int64_t value) { return int(std::clamp<int64_t>(value, INT32_MIN, INT32_MAX)); }
-
-// One coordinate through (value + offset) * num / den.
-class Scale {
-public:
-    Scale(int num, int den, int offset) : m_num(num), m_den(den), m_offset(offset), m_moves(num == den) {}
-    int operator()(int64_t value) const
-    {
-        const int moved = Clamp32(value + m_offset);
-        return m_moves ? moved : Clamp32(int64_t(moved) * m_num / m_den);
-    }
-
-private:
-    int m_num, m_den, m_offset;
-    bool m_moves; // equal, though not 1: nothing is scaled
-};
 
 // The smallest bounds of the rows of a region's table.
 void RecomputeColumns(BitmapRegion &region)
@@ -153,27 +136,14 @@ void CutRegion(BitmapRegion &region, int height)
 
 BitmapRegion *ScaledRegion(const BitmapRegion &region, const Scaling &scaling, const RECT &window)
 {
-    const Scale xScale(scaling.xNum, scaling.xDen, scaling.xOffset),
-        yScale(scaling.yNum, scaling.yDen, scaling.yOffset);
-    const int top = std::max<int>(yScale(region.Bounds.top), window.top);
-    const int bottom = std::min<int>(yScale(region.Bounds.bottom), window.bottom);
-    RegionBuilder builder(top, bottom > top ? bottom - top : 0);
+    ShapeBuilder builder(region.Bounds.top, region.Bounds.bottom, scaling, window);
     for (int row = region.Bounds.top; row < region.Bounds.bottom; ++row) {
-        const int first = std::max(yScale(row), top), end = std::min(yScale(int64_t(row) + 1), bottom);
-        const std::span<const int> segments = RowSegments(region, row);
-        if (first >= end || segments.empty())
+        if (!builder.BeginRows(row, row + 1))
             continue;
-        builder.SkipTo(first);
-        bool any = false;
-        for (size_t i = 0; i < segments.size(); i += 2) {
-            const int start = std::max<int>(xScale(segments[i]), window.left);
-            const int stop = std::min<int>(xScale(segments[i + 1]), window.right);
-            builder.Add(start, stop);
-            any = any || start < stop;
-        }
-        builder.EndRow();
-        for (int y = first + 1; y < end && any; ++y)
-            builder.RepeatRow();
+        const std::span<const int> segments = RowSegments(region, row);
+        for (size_t i = 0; i < segments.size(); i += 2)
+            builder.Add(segments[i], segments[i + 1]);
+        builder.EndRows();
     }
     return builder.Finish();
 }

@@ -1,11 +1,9 @@
 // Rectangles of a bitmap in the space of a caller's transform.
-#include "regions/region.h"
+#include "regions/shape_builder.h"
 
 namespace vexo {
 
 namespace {
-
-int Clamp32(int64_t value) { return int(std::clamp<int64_t>(value, INT32_MIN, INT32_MAX)); }
 
 // value * num / den rounded up for positive values, or truncated; both before the offset.
 int ScaledUp(LONG value, int num, int den, int offset)

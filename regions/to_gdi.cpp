@@ -1,0 +1,200 @@
+// Segments as GDI regions. Uniting rectangles one by one takes time that grows with the square of their number, so they
+// are united in leaves of a few rectangles and the leaves in pairs, pairs of pairs, and so on.
+#include "regions/shape_builder.h"
+
+#include <algorithm>
+
+namespace vexo {
+
+namespace {
+
+class RegionTree {
+public:
+    RegionTree() = default;
+    ~RegionTree()
+    {
+        for (HRGN part : m_parts)
+            if (part)
+                ::DeleteObject(part);
+    }
+    RegionTree(const RegionTree &) = delete;
+    RegionTree &operator=(const RegionTree &) = delete;
+
+    // Adds a rectangle; its sides may be exchanged. The order from top to bottom and from left to right is fastest.
+    void Add(const RECT &rect)
+    {
+        const RECT ordered = {std::min(rect.left, rect.right), std::min(rect.top, rect.bottom),
+                              std::max(rect.left, rect.right), std::max(rect.top, rect.bottom)};
+        if (ordered.left == ordered.right || ordered.top == ordered.bottom)
+            return;
+        if (m_count == kLeaf)
+            FinishLeaf();
+        if (!m_failed)
+            m_leaf.rects[m_count++] = ordered;
+    }
+
+    // The union of all, which the caller owns, or null.
+    HRGN Finish()
+    {
+        FinishLeaf();
+        HRGN whole = nullptr;
+        for (HRGN &part : m_parts) {
+            if (part)
+                whole = whole ? Unite(part, whole) : part;
+            part = nullptr;
+        }
+        if (!whole && !m_failed)
+            return ::CreateRectRgn(0, 0, 0, 0);
+        gdi::Region owned(whole);
+        return m_failed ? nullptr : owned.Release();
+    }
+
+private:
+    static constexpr DWORD kLeaf = 32;
+    static constexpr int kLevels = 32;
+
+    // Adds a part to another and deletes it.
+    HRGN Unite(HRGN into, HRGN part)
+    {
+        m_failed = m_failed || ::CombineRgn(into, into, part, RGN_OR) == ERROR;
+        ::DeleteObject(part);
+        return into;
+    }
+
+    void FinishLeaf()
+    {
+        if (m_count == 0 || m_failed)
+            return;
+        const DWORD bytes = DWORD(m_count * sizeof(RECT));
+        m_leaf.header = {sizeof(RGNDATAHEADER), RDH_RECTANGLES, m_count, bytes, BoxOf(m_leaf.rects, m_count)};
+        HRGN part = ::ExtCreateRegion(nullptr, DWORD(sizeof(RGNDATAHEADER)) + bytes,
+                                      reinterpret_cast<const RGNDATA *>(&m_leaf));
+        m_count = 0;
+        if (!part) {
+            m_failed = true;
+            return;
+        }
+        // Like adding one to a binary number: m_parts[i] holds 2^i leaves or nothing.
+        int level = 0;
+        for (; m_parts[level]; ++level) {
+            part = Unite(m_parts[level], part);
+            m_parts[level] = nullptr;
+        }
+        m_parts[level] = part;
+    }
+
+    static RECT BoxOf(const RECT *rects, DWORD count)
+    {
+        RECT box = rects[0];
+        for (const RECT &rect : std::span(rects, count)) {
+            box.left = std::min(box.left, rect.left);
+            box.top = std::min(box.top, rect.top);
+            box.right = std::max(box.right, rect.right);
+            box.bottom = std::max(box.bottom, rect.bottom);
+        }
+        return box;
+    }
+
+    struct {
+        RGNDATAHEADER header;
+        RECT rects[kLeaf];
+    } m_leaf;
+    DWORD m_count = 0;
+    HRGN m_parts[kLevels] = {};
+    bool m_failed = false;
+};
+
+bool IsNegative(int num, int den) { return (num < 0) != (den < 0); }
+
+// Rows that are the same become one rectangle a segment: what they become apart would lie side by side.
+HRGN MakeGdiRegion(const BitmapHandle *bitmap, const RegionTransform &transform)
+{
+    const BitmapRegion &region = *bitmap->Region;
+    const bool mirrored = transform.TransformOrientation != bitmap->Orientation;
+    const bool upwards = mirrored != IsNegative(transform.YScaleNum, transform.YScaleDen);
+    RegionTree tree;
+    const int rows = region.Bounds.bottom - region.Bounds.top;
+    for (int done = 0, more; done < rows; done += more) {
+        const int row = upwards ? region.Bounds.bottom - 1 - done : region.Bounds.top + done;
+        const std::span<const int> segments = RowSegments(region, row);
+        for (more = 1; done + more < rows; ++more)
+            if (!std::ranges::equal(segments, RowSegments(region, upwards ? row - more : row + more)))
+                break;
+        const int top = upwards ? row - more + 1 : row;
+        for (size_t i = 0; i < segments.size(); i += 2)
+            tree.Add(TransformRect(bitmap, transform, {segments[i], top, segments[i + 1], top + more}));
+    }
+    return tree.Finish();
+}
+
+bool SameButOffsets(const RegionTransform &a, const RegionTransform &b)
+{
+    return a.TransformOrientation == b.TransformOrientation && a.XScaleNum == b.XScaleNum &&
+           a.XScaleDen == b.XScaleDen && a.YScaleNum == b.YScaleNum && a.YScaleDen == b.YScaleDen;
+}
+
+// Makes the record's GDI region the one of a transform, by moving it where that is enough.
+int UpdateGdiRegion(const BitmapHandle *bitmap, const RegionTransform &transform)
+{
+    BitmapRegion &region = *bitmap->Region;
+    RegionTransform &made = region.GdiTransform;
+    if (region.GdiRegion && SameButOffsets(made, transform)) {
+        const int dx = Clamp32(int64_t(transform.XOffset) - made.XOffset);
+        const int dy = Clamp32(int64_t(transform.YOffset) - made.YOffset);
+        if ((dx == 0 && dy == 0) || ::OffsetRgn(region.GdiRegion, dx, dy) != ERROR) {
+            made = transform;
+            return RESULT_SUCCESS;
+        }
+    }
+    const HRGN fresh = MakeGdiRegion(bitmap, transform);
+    if (!fresh)
+        return ERR_NO_MEMORY;
+    if (region.GdiRegion)
+        ::DeleteObject(region.GdiRegion);
+    region.GdiRegion = fresh;
+    made = transform;
+    return RESULT_SUCCESS;
+}
+
+} // namespace
+
+int RegionToGdi(const BitmapHandle *bitmap, const RegionTransform *transform, HRGN *region, bool *owned)
+{
+    int status = CheckTransform(transform);
+    if (Failed(status))
+        return status;
+    const RegionTransform used = transform ? *transform : IdentityTransform(bitmap);
+    *owned = !bitmap->Region;
+    if (*owned) {
+        const RECT rect = TransformRect(bitmap, used, WholeRect(bitmap));
+        *region = ::CreateRectRgnIndirect(&rect);
+        return *region ? RESULT_SUCCESS : ERR_NO_MEMORY;
+    }
+    status = UpdateGdiRegion(bitmap, used);
+    *region = bitmap->Region->GdiRegion;
+    return status;
+}
+
+} // namespace vexo
+
+using namespace vexo;
+
+int VEXO_CALL V_GetBitmapRgnHandle(BitmapHandle *bitmap, const RegionTransform *transform, HRGN *region)
+{
+    if (!bitmap)
+        return ERR_NO_BITMAP;
+    if (!region)
+        return ERR_INV_PARAMETER;
+    HRGN made;
+    bool owned;
+    if (Failed(RegionToGdi(bitmap, transform, &made, &owned)))
+        return RESULT_FAILURE; // Deliberate: the conversion's own status is not passed on
+    if (!owned) {
+        gdi::Region copy(::CreateRectRgn(0, 0, 0, 0));
+        if (!copy || ::CombineRgn(copy.get(), made, nullptr, RGN_COPY) == ERROR)
+            return ERR_NO_MEMORY;
+        made = copy.Release();
+    }
+    *region = made;
+    return RESULT_SUCCESS;
+}
