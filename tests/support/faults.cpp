@@ -71,6 +71,14 @@ void InstallFaults()
     FAULT(kFaultGdi, "gdi32.dll", CreateSolidBrush, nullptr);
     FAULT(kFaultGdi, "gdi32.dll", CreateRectRgn, nullptr);
     FAULT(kFaultGdi, "gdi32.dll", CreateRectRgnIndirect, nullptr);
+    FAULT(kFaultGdi, "gdi32.dll", CreateEllipticRgnIndirect, nullptr);
+    FAULT(kFaultGdi, "gdi32.dll", CreateRoundRectRgn, nullptr);
+    FAULT(kFaultGdi, "gdi32.dll", CreatePolygonRgn, nullptr);
+    FAULT(kFaultGdi, "gdi32.dll", ExtCreateRegion, nullptr);
+    FAULT(kFaultGdi, "gdi32.dll", CombineRgn, ERROR);
+    FAULT(kFaultGdi, "gdi32.dll", GetRegionData, 0);
+    FAULT(kFaultGdi, "gdi32.dll", SetRectRgn, FALSE);
+    FAULT(kFaultGdi, "gdi32.dll", OffsetRgn, ERROR);
     FAULT(kFaultGdi, "user32.dll", GetDC, nullptr);
 }
 

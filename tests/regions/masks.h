@@ -1,0 +1,140 @@
+// Regions in tests as masks: an image of one bit for each pixel, 1 inside. Reading a mask also checks everything that
+// must hold for a region, so that every test that compares masks validates them.
+#ifndef VEXO_TESTS_REGIONS_MASKS_H
+#define VEXO_TESTS_REGIONS_MASKS_H
+
+#include "tests/support/bitmaps.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <vector>
+
+#ifndef VEXOKIT_TESTING_DLL
+#include "regions/region.h"
+#endif
+
+namespace vexo::test {
+
+#ifndef VEXOKIT_TESTING_DLL
+// The record itself.
+inline void ExpectSoundRecord(const BitmapRegion &region)
+{
+    const RECT &bounds = region.Bounds;
+    if (region.RowTableSize == 0) {
+        EXPECT_TRUE(!region.RowTable && !region.SegmentData && region.SegmentDataSize == 0);
+        EXPECT_TRUE(bounds.left == 0 && bounds.top == 0 && bounds.right == 0 && bounds.bottom == 0);
+        return;
+    }
+    ASSERT_EQ(region.RowTableSize, unsigned(bounds.bottom - bounds.top) * sizeof(RegionRow));
+    const std::span<const RegionRow> rows(region.RowTable, region.RowTableSize / sizeof(RegionRow));
+    EXPECT_TRUE(rows.front().Count && rows.back().Count) << "empty rows at an end of the table";
+    unsigned bytes = 0;
+    for (const RegionRow &row : rows) {
+        bytes += row.Count * unsigned(sizeof(int));
+        ASSERT_TRUE(row.Count == 0 || row.Offset + row.Count * sizeof(int) <= region.SegmentDataSize);
+    }
+    EXPECT_EQ(bytes, region.SegmentDataSize);
+}
+#endif
+
+// The pixels of a bitmap's region (all of them without one), and that the segments, bounds, area and points that the
+// library tells of are those of one region inside the bitmap.
+inline Image MaskOf(BitmapHandle *bitmap)
+{
+#ifndef VEXOKIT_TESTING_DLL
+    if (bitmap->Region)
+        ExpectSoundRecord(*bitmap->Region);
+#endif
+    Image mask(bitmap->Width, bitmap->Height, 1);
+    unsigned maximum = 0, area = 0;
+    EXPECT_EQ(RESULT_SUCCESS, V_GetBitmapClipSegmentsMax(bitmap, &maximum));
+    std::vector<int> segments(maximum);
+    RECT box = {INT_MAX, INT_MAX, INT_MIN, INT_MIN};
+    for (int row = 0; row < bitmap->Height; ++row) {
+        unsigned count = 99;
+        EXPECT_EQ(RESULT_SUCCESS, V_GetBitmapClipSegments(bitmap, row, segments.data(), &count));
+        EXPECT_TRUE(count % 2 == 0 && count <= maximum) << count << " of " << maximum;
+        int last = -1;
+        for (unsigned i = 0; i < std::min(count, maximum); i += 2) {
+            const int start = segments[i], end = segments[i + 1];
+            EXPECT_TRUE(last < start && start < end && end <= bitmap->Width)
+                << "row " << row << ", " << start << ", " << end;
+            for (int x = std::max(start, 0); x < std::min(end, bitmap->Width); ++x)
+                mask.At(row, x) = 1;
+            area += unsigned(end - start);
+            box = {std::min<LONG>(box.left, start), std::min<LONG>(box.top, row), std::max<LONG>(box.right, end),
+                   row + 1};
+            last = end;
+        }
+    }
+    if (area == 0)
+        box = {};
+    RECT bounds = {1, 2, 3, 4};
+    EXPECT_EQ(RESULT_SUCCESS, V_GetBitmapRgnBounds(bitmap, nullptr, &bounds));
+    EXPECT_EQ(0, memcmp(&box, &bounds, sizeof box))
+        << bounds.left << ", " << bounds.top << ", " << bounds.right << ", " << bounds.bottom;
+    unsigned reported = 99;
+    EXPECT_EQ(RESULT_SUCCESS, V_GetBitmapRgnArea(bitmap, &reported));
+    EXPECT_EQ(area, reported);
+    for (int row = -1; row <= bitmap->Height; ++row) {
+        for (int x = -1; x <= bitmap->Width; ++x) {
+            const bool inside = row >= 0 && row < mask.height && x >= 0 && x < mask.width && mask.At(row, x);
+            if (inside != bool(V_IsPtInBitmapRgn(bitmap, row, x)))
+                ADD_FAILURE() << "the point at row " << row << ", column " << x;
+        }
+    }
+    return mask;
+}
+
+// What a combine mode makes of a pixel.
+inline bool Combined(bool old, bool made, unsigned mode)
+{
+    switch (mode) {
+    case COMBINE_INTERSECT: return old && made;
+    case COMBINE_REPLACE: return made;
+    case COMBINE_NEW_MINUS_OLD: return made && !old;
+    case COMBINE_OLD_MINUS_NEW: return old && !made;
+    case COMBINE_UNION: return old || made;
+    case COMBINE_XOR: return old != made;
+    default: return !made;
+    }
+}
+
+inline Image CombinedMask(Image old, const Image &made, unsigned mode)
+{
+    for (size_t i = 0; i < old.pixels.size(); ++i)
+        old.pixels[i] = Combined(old.pixels[i], made.pixels[i], mode);
+    return old;
+}
+
+// Any set of pixels: from noise to a few large blots, and nothing or everything now and then.
+inline Image RandomMask(Random &random, int width, int height)
+{
+    const int kind = random.Below(10);
+    if (kind == 0)
+        return Image(width, height, 1);
+    Image mask = kind < 4 ? Image::Random(random, width, height, 1) : Image::RandomRuns(random, width, height, 1);
+    if (kind == 9)
+        std::ranges::fill(mask.pixels, 1u);
+    for (int row = 0; row < height; ++row)
+        if (random.OneIn(4)) // rows without a segment, and rows like the one before
+            for (int x = 0; x < width; ++x)
+                mask.At(row, x) = row > 0 && kind % 2 ? mask.At(row - 1, x) : 0;
+    return mask;
+}
+
+// Gives a bitmap the region of a mask of its size.
+inline void SetMask(BitmapHandle *bitmap, const Image &mask, unsigned mode = COMBINE_REPLACE)
+{
+    TestBitmap shape(StorageKind::PageFile, mask);
+    EXPECT_EQ(RESULT_SUCCESS, V_SetBitmapRgnColor(shape.get(), COLOR_INDEX(1), COMBINE_REPLACE));
+    HRGN region = nullptr;
+    ASSERT_EQ(RESULT_SUCCESS, V_GetBitmapRgnHandle(shape.get(), nullptr, &region));
+    EXPECT_EQ(RESULT_SUCCESS, V_SetBitmapRgnHandle(bitmap, nullptr, region, mode));
+    DeleteObject(region);
+}
+
+} // namespace vexo::test
+
+#endif

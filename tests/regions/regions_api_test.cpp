@@ -1,0 +1,640 @@
+// Regions against masks: set operations, every shape, transforms in and out, colours, moves, and what a region does to
+// the bitmap that carries it.
+#include "tests/regions/masks.h"
+#include "tests/support/import_hooks.h"
+#include "tests/support/library_test.h"
+#include "tests/support/page_heap.h"
+
+#include <climits>
+
+namespace vexo::test {
+
+namespace {
+
+class Regions : public LibraryTest {
+private:
+    const PageHeapScope m_pageHeap;
+};
+
+TestBitmap &Bare(TestBitmap &bitmap, int width, int height, int orientation = ORIENT_BOTTOM_UP)
+{
+    V_FreeBitmapRgn(bitmap.get());
+    V_InitBitmap(bitmap.get(), width, height, 1); // regions need no storage
+    bitmap->Orientation = orientation;
+    return bitmap;
+}
+
+struct OwnedRegion {
+    HRGN handle;
+    explicit OwnedRegion(HRGN region = CreateRectRgn(0, 0, 0, 0)) : handle(region) {}
+    ~OwnedRegion() { DeleteObject(handle); }
+    OwnedRegion(const OwnedRegion &) = delete;
+    OwnedRegion &operator=(const OwnedRegion &) = delete;
+    operator HRGN() const { return handle; }
+};
+
+bool SamePixels(HRGN a, HRGN b)
+{
+    const OwnedRegion difference;
+    return CombineRgn(difference, a, b, RGN_XOR) == NULLREGION;
+}
+
+void AddRect(HRGN region, const RECT &rect)
+{
+    const OwnedRegion part(CreateRectRgnIndirect(&rect));
+    CombineRgn(region, region, part, RGN_OR);
+}
+
+// A GDI region as a mask, asked point by point.
+Image PointsOf(HRGN region, int width, int height)
+{
+    Image mask(width, height, 1);
+    for (int row = 0; row < height; ++row)
+        for (int x = 0; x < width; ++x)
+            mask.At(row, x) = PtInRegion(region, x, row) != 0;
+    return mask;
+}
+
+} // namespace
+
+// ---- Set operations -------------------------------------------------------------------------------------------
+
+TEST_F(Regions, SetOperationsMatchMasks)
+{
+    Random random(40);
+    for (int round = 0; round < 300; ++round) {
+        const int width = random.Between(1, 70), height = random.Between(1, 20);
+        TestBitmap bitmap(StorageKind::PageFile, width, height, 1);
+        Image expected(width, height, 1);
+        std::ranges::fill(expected.pixels, 1u); // no region counts as the whole bitmap
+        EXPECT_FALSE(V_BitmapHasRgn(bitmap.get()));
+        for (int step = 0; step < 8; ++step) {
+            const Image shape = RandomMask(random, width, height);
+            const unsigned mode = unsigned(random.Below(7));
+            Store(bitmap.get(), shape);
+            const bool colour = random.OneIn(2);
+            if (colour)
+                ASSERT_EQ(RESULT_SUCCESS, V_SetBitmapRgnColor(bitmap.get(), COLOR_INDEX(1), mode));
+            else
+                SetMask(bitmap.get(), shape, mode);
+            expected = CombinedMask(expected, shape, mode);
+            ASSERT_EQ(expected, MaskOf(bitmap.get())) << "mode " << mode << ", step " << step;
+            ASSERT_TRUE(V_BitmapHasRgn(bitmap.get()));
+            if (random.OneIn(10)) {
+                EXPECT_EQ(RESULT_SUCCESS, V_FreeBitmapRgn(bitmap.get()));
+                std::ranges::fill(expected.pixels, 1u);
+            }
+        }
+    }
+}
+
+TEST_F(Regions, AnEmptyRegionIsNotNone)
+{
+    TestBitmap bitmap;
+    Bare(bitmap, 30, 20);
+    const RECT nothing = {10, 3, 10, 9}, outside = {30, 0, 40, 20}, all = {0, 0, 30, 20};
+    for (const RECT &rect : {nothing, outside}) {
+        ASSERT_EQ(RESULT_SUCCESS, V_SetBitmapRgnRect(bitmap.get(), nullptr, &rect, COMBINE_REPLACE));
+        EXPECT_EQ(Image(30, 20, 1), MaskOf(bitmap.get()));
+        EXPECT_TRUE(V_BitmapHasRgn(bitmap.get()));
+        // Empty bounds stay (0, 0, 0, 0), whatever happens to them, and GDI gets an empty region.
+        const RegionTransform transform = {ORIENT_TOP_DOWN, 3, 1, 2, 1, 7, 8};
+        RECT bounds;
+        EXPECT_EQ(RESULT_SUCCESS, V_GetBitmapRgnBounds(bitmap.get(), &transform, &bounds));
+        EXPECT_TRUE(bounds.left == 0 && bounds.top == 0 && bounds.right == 0 && bounds.bottom == 0);
+        HRGN region = nullptr;
+        ASSERT_EQ(RESULT_SUCCESS, V_GetBitmapRgnHandle(bitmap.get(), &transform, &region));
+        EXPECT_EQ(NULLREGION, GetRgnBox(region, &bounds));
+        DeleteObject(region);
+        EXPECT_EQ(RESULT_SUCCESS, V_OffsetBitmapRgn(bitmap.get(), 5, 6));
+        EXPECT_EQ(Image(30, 20, 1), MaskOf(bitmap.get()));
+    }
+    EXPECT_EQ(RESULT_SUCCESS, V_FreeBitmapRgn(bitmap.get()));
+    EXPECT_EQ(RESULT_SUCCESS, V_FreeBitmapRgn(bitmap.get())) << "nothing to free";
+    EXPECT_EQ(RESULT_SUCCESS, V_SetBitmapRgnRect(bitmap.get(), nullptr, &nothing, COMBINE_UNION));
+    unsigned area = 0;
+    V_GetBitmapRgnArea(bitmap.get(), &area);
+    EXPECT_EQ(600u, area);
+    V_FreeBitmapRgn(bitmap.get());
+    EXPECT_EQ(RESULT_SUCCESS, V_SetBitmapRgnRect(bitmap.get(), nullptr, &all, COMBINE_NEW_MINUS_OLD));
+    V_GetBitmapRgnArea(bitmap.get(), &area);
+    EXPECT_EQ(0u, area);
+}
+
+// ---- Shapes ---------------------------------------------------------------------------------------------------
+
+namespace {
+
+// GDI makes some ellipses with rows that hold whatever was in memory, so two of the same size may differ. The library
+// gets a copy of the one that the test asks for its points.
+HRGN shapeUnderTest;
+HRGN CopyOfShape()
+{
+    const HRGN copy = CreateRectRgn(0, 0, 0, 0);
+    CombineRgn(copy, shapeUnderTest, nullptr, RGN_COPY);
+    return copy;
+}
+HRGN WINAPI GiveEllipse(const RECT *) { return CopyOfShape(); }
+HRGN WINAPI GiveRoundRect(int, int, int, int, int, int) { return CopyOfShape(); }
+DWORD WINAPI NoRegionData(HRGN, DWORD, RGNDATA *) { return 0; }
+
+} // namespace
+
+TEST_F(Regions, ShapesContainTheirPoints)
+{
+    const ImportHook<HRGN WINAPI(const RECT *)> ellipses("gdi32.dll", "CreateEllipticRgnIndirect", GiveEllipse);
+    const ImportHook<HRGN WINAPI(int, int, int, int, int, int)> roundRects("gdi32.dll", "CreateRoundRectRgn",
+                                                                           GiveRoundRect);
+    Random random(41);
+    constexpr int kWidth = 60, kHeight = 40;
+    TestBitmap bitmap;
+    for (int round = 0; round < 1200; ++round) {
+        Bare(bitmap, kWidth, kHeight);
+        const int left = random.Between(-15, 50), top = random.Between(-15, 30);
+        const RECT rect = {left, top, left + random.Between(-3, 70), top + random.Between(-3, 50)};
+        const int w = random.Between(0, 40), h = random.Between(0, 40);
+        int status = 0;
+        switch (round % 4) {
+        case 0: {
+            const OwnedRegion shape(rect.left < rect.right && rect.top < rect.bottom ? CreateRectRgnIndirect(&rect)
+                                                                                     : CreateRectRgn(0, 0, 0, 0));
+            status = V_SetBitmapRgnRect(bitmap.get(), nullptr, &rect, COMBINE_REPLACE);
+            ASSERT_EQ(PointsOf(shape, kWidth, kHeight), MaskOf(bitmap.get()));
+            break;
+        }
+        case 1: {
+            const OwnedRegion shape(ellipses.Next()(&rect));
+            shapeUnderTest = shape;
+            status = V_SetBitmapRgnEllipse(bitmap.get(), nullptr, &rect, COMBINE_REPLACE);
+            ASSERT_EQ(PointsOf(shape, kWidth, kHeight), MaskOf(bitmap.get()));
+            break;
+        }
+        case 2: {
+            const OwnedRegion shape(roundRects.Next()(rect.left, rect.top, rect.right, rect.bottom, w, h));
+            shapeUnderTest = shape;
+            status = V_SetBitmapRgnRoundRect(bitmap.get(), nullptr, &rect, w, h, COMBINE_REPLACE);
+            ASSERT_EQ(PointsOf(shape, kWidth, kHeight), MaskOf(bitmap.get()));
+            break;
+        }
+        default: {
+            POINT points[9];
+            const int count = random.Between(3, 9);
+            for (POINT &point : points)
+                point = {random.Between(-20, 80), random.Between(-20, 60)};
+            const unsigned fillMode = unsigned(random.Below(2));
+            const OwnedRegion shape(CreatePolygonRgn(points, count, fillMode ? ALTERNATE : WINDING));
+            status = V_SetBitmapRgnPolygon(bitmap.get(), nullptr, points, count, fillMode, COMBINE_REPLACE);
+            ASSERT_EQ(PointsOf(shape, kWidth, kHeight), MaskOf(bitmap.get()));
+        }
+        }
+        ASSERT_EQ(RESULT_SUCCESS, status);
+    }
+    V_FreeBitmapRgn(bitmap.get());
+}
+
+// The list of rectangles is a shortcut for what the set operations find row by row.
+TEST_F(Regions, RowsOfGdiRegionsAreThoseOfTheirRectangles)
+{
+    Random random(42);
+    for (int round = 0; round < 60; ++round) {
+        const int width = random.Between(1, 50), height = random.Between(1, 12);
+        const Image mask = RandomMask(random, width, height);
+        TestBitmap bitmap(StorageKind::PageFile, width, height, 8);
+        SetMask(bitmap.get(), mask);
+        EXPECT_EQ(mask, MaskOf(bitmap.get()));
+        HRGN region = nullptr;
+        ASSERT_EQ(RESULT_SUCCESS, V_GetBitmapRgnHandle(bitmap.get(), nullptr, &region));
+        const OwnedRegion owned(region);
+        V_FreeBitmapRgn(bitmap.get());
+        const ImportHook<DWORD WINAPI(HRGN, DWORD, RGNDATA *)> noData("gdi32.dll", "GetRegionData", NoRegionData);
+        ASSERT_EQ(RESULT_SUCCESS, V_SetBitmapRgnHandle(bitmap.get(), nullptr, region, COMBINE_REPLACE));
+        ASSERT_EQ(mask, MaskOf(bitmap.get()));
+    }
+}
+
+// ---- Colours --------------------------------------------------------------------------------------------------
+
+namespace {
+
+// The value of the pixels that a colour stands for; written out from the formats. False: no pixel has it.
+bool PixelOfColor(COLORREF color, int bits, int order, const std::vector<RGBQUAD> &palette, uint32_t *pixel)
+{
+    const uint32_t red = GetRValue(color), green = GetGValue(color), blue = GetBValue(color);
+    if (bits <= 8) {
+        for (*pixel = 0; color >> 24 != 1 && *pixel < palette.size(); ++*pixel)
+            if (palette[*pixel].rgbRed == red && palette[*pixel].rgbGreen == green && palette[*pixel].rgbBlue == blue)
+                return true;
+        *pixel = color % (1u << bits);
+        return color >> 24 == 1;
+    }
+    if (color >> 24 == 1)
+        return false;
+    const uint32_t first = order == COLOR_ORDER_RGB ? red : blue, last = order == COLOR_ORDER_RGB ? blue : red;
+    *pixel = bits == 16 ? first >> 3 | green >> 3 << 5 | last >> 3 << 10 : first | green << 8 | last << 16;
+    const auto widened = [](uint32_t c) { return (c & 0xF8) == c >> 3 << 3 && (c & 7) == c >> 5; };
+    return bits != 16 || (widened(red) && widened(green) && widened(blue));
+}
+
+} // namespace
+
+TEST_F(Regions, ColoursAtEveryDepth)
+{
+    Random random(43);
+    for (int bits : kAllDepths) {
+        for (StorageKind kind : StorageKinds(bits)) {
+            for (int order : {COLOR_ORDER_RGB, COLOR_ORDER_BGR}) {
+                SCOPED_TRACE(testing::Message() << bits << " bits, " << kind << ", order " << order);
+                const StorageScope scope(kind);
+                std::vector<RGBQUAD> palette = RandomPalette(random, bits <= 8 ? 1 << bits : 0);
+                if (bits > 1 && bits <= 8)
+                    palette[1] = palette[0]; // only the first of equal entries counts
+                for (int width = random.Between(1, 9); width < 140; width += random.Between(1, 40)) {
+                    const Image image = Image::RandomRuns(random, width, random.Between(1, 5), bits);
+                    TestBitmap bitmap(kind, image, {order, ORIENT_BOTTOM_UP, palette});
+                    for (int i = 0; i < 6; ++i) {
+                        const int row = random.Below(image.height), x = random.Below(width);
+                        COLORREF color = V_GetPixelColor(bitmap.get(), row, x);
+                        if (i == 4)
+                            color = COLOR_INDEX(random.Below(1024));
+                        if (i == 5)
+                            color ^= 1u << random.Below(24);
+                        uint32_t key = 0;
+                        const bool known = PixelOfColor(color, bits, order, palette, &key);
+                        Image expected(width, image.height, 1);
+                        const uint32_t significant = bits == 16 ? 0x7FFF : 0xFFFFFF;
+                        for (size_t p = 0; p < image.pixels.size(); ++p)
+                            expected.pixels[p] = known && (image.pixels[p] & significant) == key;
+                        ASSERT_EQ(RESULT_SUCCESS, V_SetBitmapRgnColor(bitmap.get(), color, COMBINE_REPLACE));
+                        ASSERT_EQ(expected, MaskOf(bitmap.get())) << std::hex << color;
+                    }
+                    EXPECT_EQ(image, Load(bitmap.get()));
+                }
+            }
+        }
+    }
+}
+
+// Rows are compared in pieces; segments go on across them.
+TEST_F(Regions, ColoursOfLongRows)
+{
+    Random random(44);
+    for (int bits : {1, 3, 8, 24}) {
+        const Image mask = Image::RandomRuns(random, 5000, 3, 1);
+        Image image(5000, 3, bits);
+        image.pixels = mask.pixels;
+        TestBitmap bitmap(StorageKind::PageFile, image);
+        const COLORREF color = bits == 24 ? RGB(0, 0, 1) : COLOR_INDEX(1);
+        ASSERT_EQ(RESULT_SUCCESS, V_SetBitmapRgnColor(bitmap.get(), color, COMBINE_REPLACE));
+        EXPECT_TRUE(mask == MaskOf(bitmap.get())) << bits;
+    }
+}
+
+// ---- Transforms -----------------------------------------------------------------------------------------------
+
+namespace {
+
+RegionTransform RandomTransform(Random &random)
+{
+    const auto num = [&] { return random.OneIn(8) ? random.Between(-2, 0) : random.Between(1, 5); };
+    const auto den = [&] { return random.OneIn(8) ? random.Between(-3, -1) : random.Between(1, 4); };
+    return {random.OneIn(2) ? ORIENT_TOP_DOWN : ORIENT_BOTTOM_UP,
+            num(),
+            den(),
+            num(),
+            den(),
+            random.Between(-20, 20),
+            random.Between(-20, 20)};
+}
+
+} // namespace
+
+TEST_F(Regions, TransformsOnTheWayIn)
+{
+    Random random(45);
+    for (int round = 0; round < 300; ++round) {
+        const int width = random.Between(1, 60), height = random.Between(1, 30);
+        const int orientation = random.OneIn(2) ? ORIENT_TOP_DOWN : ORIENT_BOTTOM_UP;
+        TestBitmap bitmap;
+        Bare(bitmap, width, height, orientation);
+        const RegionTransform t = RandomTransform(random);
+        const OwnedRegion shape;
+        RECT rect = {};
+        for (int i = random.Between(1, 4); i > 0; --i) {
+            const int left = random.Between(-30, 60), top = random.Between(-30, 60);
+            rect = {left, top, left + random.Between(1, 40), top + random.Between(1, 20)};
+            AddRect(shape, rect);
+        }
+        // Pixel by pixel: offset, then scale, then mirror. A pixel fills what lies up to its neighbour's place.
+        const auto expected = [&](auto contains) {
+            Image mask(width, height, 1);
+            for (int y = -30; y < 80; ++y)
+                for (int x = -30; x < 100; ++x)
+                    if (contains(x, y))
+                        for (int row = (y + t.YOffset) * t.YScaleNum / t.YScaleDen;
+                             row < (y + 1 + t.YOffset) * t.YScaleNum / t.YScaleDen; ++row)
+                            for (int column = (x + t.XOffset) * t.XScaleNum / t.XScaleDen;
+                                 column < (x + 1 + t.XOffset) * t.XScaleNum / t.XScaleDen; ++column) {
+                                const int stored = t.TransformOrientation != orientation ? height - 1 - row : row;
+                                if (stored >= 0 && stored < height && column >= 0 && column < width)
+                                    mask.At(stored, column) = 1;
+                            }
+            return mask;
+        };
+        ASSERT_EQ(RESULT_SUCCESS, V_SetBitmapRgnHandle(bitmap.get(), &t, shape, COMBINE_REPLACE));
+        ASSERT_EQ(expected([&](int x, int y) { return PtInRegion(shape, x, y); }), MaskOf(bitmap.get()));
+        ASSERT_EQ(RESULT_SUCCESS, V_SetBitmapRgnRect(bitmap.get(), &t, &rect, COMBINE_REPLACE));
+        ASSERT_EQ(expected([&](int x, int y) { return PtInRect(&rect, POINT{x, y}); }), MaskOf(bitmap.get()));
+    }
+}
+
+TEST_F(Regions, TransformsOnTheWayOut)
+{
+    Random random(46);
+    for (int round = 0; round < 300; ++round) {
+        const int width = random.Between(1, 25), height = random.Between(1, 12);
+        const int orientation = random.OneIn(2) ? ORIENT_TOP_DOWN : ORIENT_BOTTOM_UP;
+        TestBitmap bitmap;
+        Bare(bitmap, width, height, orientation);
+        if (!random.OneIn(8))
+            SetMask(bitmap.get(), RandomMask(random, width, height));
+        const Image mask = MaskOf(bitmap.get());
+        const bool isWhole = !V_BitmapHasRgn(bitmap.get());
+        // A few transforms that differ in everything or in the offsets only, of which the second kind is remembered.
+        RegionTransform t = RandomTransform(random);
+        for (int again = 0; again < 3; ++again, t.XOffset += random.Below(3), t.YOffset -= random.Below(3)) {
+            const auto transformed = [&](RECT r) {
+                if (t.TransformOrientation != orientation)
+                    r = {r.left, height - r.bottom, r.right, height - r.top};
+                const int up = t.TransformOrientation == ORIENT_BOTTOM_UP ? t.YScaleDen - 1 : 0;
+                RECT out = {(r.left * t.XScaleNum + t.XScaleDen - 1) / t.XScaleDen,
+                            (r.top * t.YScaleNum + up) / t.YScaleDen,
+                            (r.right * t.XScaleNum + t.XScaleDen - 1) / t.XScaleDen,
+                            (r.bottom * t.YScaleNum + up) / t.YScaleDen};
+                OffsetRect(&out, t.XOffset, t.YOffset);
+                return out;
+            };
+            const OwnedRegion expected;
+            for (int row = 0; row < height && !isWhole; ++row)
+                for (int x = 0; x < width; ++x)
+                    if (mask.At(row, x))
+                        AddRect(expected, transformed({x, row, x + 1, row + 1}));
+            if (isWhole)
+                AddRect(expected, transformed({0, 0, width, height}));
+            HRGN region = nullptr;
+            ASSERT_EQ(RESULT_SUCCESS, V_GetBitmapRgnHandle(bitmap.get(), &t, &region));
+            const OwnedRegion owned(region);
+            ASSERT_TRUE(SamePixels(expected, region)) << "time " << again;
+            RECT bounds, own;
+            ASSERT_EQ(RESULT_SUCCESS, V_GetBitmapRgnBounds(bitmap.get(), nullptr, &own));
+            ASSERT_EQ(RESULT_SUCCESS, V_GetBitmapRgnBounds(bitmap.get(), &t, &bounds));
+            const RECT there = own.left < own.right ? transformed(own) : RECT{};
+            EXPECT_EQ(0, memcmp(&there, &bounds, sizeof bounds));
+        }
+        V_FreeBitmapRgn(bitmap.get());
+    }
+}
+
+namespace {
+
+int regionsMade;
+const ImportHook<HRGN WINAPI(const XFORM *, DWORD, const RGNDATA *)> *extCreateRegion;
+HRGN WINAPI CountedExtCreateRegion(const XFORM *transform, DWORD size, const RGNDATA *data)
+{
+    ++regionsMade;
+    return extCreateRegion->Next()(transform, size, data);
+}
+
+} // namespace
+
+TEST_F(Regions, TheKeptGdiRegionIsMovedWhereThatIsEnough)
+{
+    const ImportHook<HRGN WINAPI(const XFORM *, DWORD, const RGNDATA *)> hook("gdi32.dll", "ExtCreateRegion",
+                                                                              CountedExtCreateRegion);
+    extCreateRegion = &hook;
+    TestBitmap bitmap;
+    Bare(bitmap, 40, 30);
+    const RECT rect = {3, 4, 20, 25};
+    V_SetBitmapRgnRect(bitmap.get(), nullptr, &rect, COMBINE_REPLACE);
+    const auto made = [&](const RegionTransform &transform) {
+        HRGN region = nullptr;
+        regionsMade = 0;
+        EXPECT_EQ(RESULT_SUCCESS, V_GetBitmapRgnHandle(bitmap.get(), &transform, &region));
+        DeleteObject(region);
+        return regionsMade;
+    };
+    EXPECT_EQ(1, made({ORIENT_TOP_DOWN, 2, 1, 2, 1, 0, 0}));
+    EXPECT_EQ(0, made({ORIENT_TOP_DOWN, 2, 1, 2, 1, 9, -9}));
+    EXPECT_EQ(1, made({ORIENT_TOP_DOWN, 2, 1, 3, 1, 9, -9}));
+    EXPECT_EQ(1, made({ORIENT_BOTTOM_UP, 2, 1, 3, 1, 9, -9}));
+    V_OffsetBitmapRgn(bitmap.get(), 0, 1);
+    EXPECT_EQ(1, made({ORIENT_BOTTOM_UP, 2, 1, 3, 1, 9, -9})) << "the segments have changed";
+    V_FreeBitmapRgn(bitmap.get());
+}
+
+TEST_F(Regions, TransformsThereAndBack)
+{
+    Random random(47);
+    for (int round = 0; round < 200; ++round) {
+        const int width = random.Between(1, 40), height = random.Between(1, 15);
+        TestBitmap bitmap;
+        Bare(bitmap, width, height, random.OneIn(2) ? ORIENT_TOP_DOWN : ORIENT_BOTTOM_UP);
+        const Image mask = RandomMask(random, width, height);
+        SetMask(bitmap.get(), mask);
+        const int x = random.Between(1, 4), y = random.Between(1, 4), dx = random.Between(-9, 9),
+                  dy = random.Between(-9, 9);
+        const int view = random.OneIn(2) ? ORIENT_TOP_DOWN : ORIENT_BOTTOM_UP;
+        const RegionTransform out = {view, x, 1, y, 1, dx, dy}, back = {view, 1, x, 1, y, -dx, -dy};
+        HRGN region = nullptr;
+        ASSERT_EQ(RESULT_SUCCESS, V_GetBitmapRgnHandle(bitmap.get(), &out, &region));
+        const OwnedRegion owned(region);
+        ASSERT_EQ(RESULT_SUCCESS, V_SetBitmapRgnHandle(bitmap.get(), &back, region, COMBINE_REPLACE));
+        ASSERT_EQ(mask, MaskOf(bitmap.get()));
+        V_FreeBitmapRgn(bitmap.get());
+    }
+}
+
+// Coordinates far away are neither a matter of memory nor of overflow.
+TEST_F(Regions, HugeCoordinates)
+{
+    TestBitmap bitmap;
+    Bare(bitmap, 20, 10);
+    const RECT everything = {INT_MIN, INT_MIN, INT_MAX, INT_MAX};
+    Image all(20, 10, 1);
+    std::ranges::fill(all.pixels, 1u);
+    const RegionTransform transforms[] = {
+        {ORIENT_BOTTOM_UP, 1, 1, 1, 1, 0, 0},
+        {ORIENT_TOP_DOWN, INT_MAX, 1, INT_MAX, 1, 0, 0},
+        {ORIENT_BOTTOM_UP, 1, 1000, 1, 1000, 0, 0},
+        {ORIENT_TOP_DOWN, INT_MIN, INT_MIN + 1, INT_MAX, INT_MAX, 5, 5},
+    };
+    for (const RegionTransform &transform : transforms) {
+        ASSERT_EQ(RESULT_SUCCESS, V_SetBitmapRgnRect(bitmap.get(), &transform, &everything, COMBINE_REPLACE));
+        EXPECT_EQ(all, MaskOf(bitmap.get()));
+        HRGN region = nullptr;
+        ASSERT_EQ(RESULT_SUCCESS, V_GetBitmapRgnHandle(bitmap.get(), &transform, &region));
+        DeleteObject(region);
+    }
+    for (int offset : {INT_MIN, INT_MAX}) {
+        EXPECT_EQ(RESULT_SUCCESS, V_OffsetBitmapRgn(bitmap.get(), 0, offset));
+        EXPECT_EQ(Image(20, 10, 1), MaskOf(bitmap.get()));
+        V_FreeBitmapRgn(bitmap.get());
+        EXPECT_EQ(RESULT_SUCCESS, V_OffsetBitmapRgn(bitmap.get(), offset, 1));
+        EXPECT_EQ(Image(20, 10, 1), MaskOf(bitmap.get()));
+        V_FreeBitmapRgn(bitmap.get());
+    }
+}
+
+// ---- Moves, and the bitmap around a region --------------------------------------------------------------------
+
+TEST_F(Regions, OffsetsMoveAndClip)
+{
+    Random random(48);
+    for (int round = 0; round < 300; ++round) {
+        const int width = random.Between(1, 50), height = random.Between(1, 15);
+        TestBitmap bitmap;
+        Bare(bitmap, width, height);
+        Image mask(width, height, 1);
+        std::ranges::fill(mask.pixels, 1u);
+        if (!random.OneIn(5))
+            SetMask(bitmap.get(), mask = RandomMask(random, width, height));
+        for (int step = 0; step < 3; ++step) {
+            const int down = random.Between(-height, height) / 2, right = random.Between(-width, width) / 2;
+            Image moved(width, height, 1);
+            for (int row = 0; row < height; ++row)
+                for (int x = 0; x < width; ++x)
+                    if (row - down >= 0 && row - down < height && x - right >= 0 && x - right < width)
+                        moved.At(row, x) = mask.At(row - down, x - right);
+            ASSERT_EQ(RESULT_SUCCESS, V_OffsetBitmapRgn(bitmap.get(), down, right));
+            ASSERT_TRUE(V_BitmapHasRgn(bitmap.get()));
+            ASSERT_EQ(moved, MaskOf(bitmap.get())) << down << ", " << right;
+            mask = moved;
+        }
+        V_FreeBitmapRgn(bitmap.get());
+    }
+}
+
+TEST_F(Regions, HeightChangesCutTheRegion)
+{
+    Random random(49);
+    for (int round = 0; round < 100; ++round) {
+        const int width = random.Between(1, 40), height = random.Between(2, 15), kept = random.Between(1, height + 2);
+        TestBitmap bitmap(random.OneIn(2) ? StorageKind::Compressed : StorageKind::PageFile, width, height, 1);
+        const Image mask = RandomMask(random, width, height);
+        SetMask(bitmap.get(), mask);
+        ASSERT_EQ(RESULT_SUCCESS, V_ChangeBitmapHeight(bitmap.get(), kept));
+        Image expected(width, kept, 1);
+        std::copy_n(mask.pixels.begin(), std::min(kept, height) * width, expected.pixels.begin());
+        ASSERT_EQ(expected, MaskOf(bitmap.get()));
+    }
+}
+
+TEST_F(Regions, DuplicatesShareOrCopyTheRegion)
+{
+    Random random(50);
+    for (int round = 0; round < 50; ++round) {
+        const int width = random.Between(1, 40), height = random.Between(1, 15);
+        TestBitmap source(StorageKind::PageFile, width, height, 8);
+        const Image mask = RandomMask(random, width, height);
+        SetMask(source.get(), mask);
+        const int newWidth = random.Between(1, 50), newHeight = random.Between(1, 20);
+        TestBitmap copy;
+        ASSERT_EQ(RESULT_SUCCESS, V_DupBitmapNewDim(copy.get(), source.get(), newWidth, newHeight, 8,
+                                                    DUP_ALLOCATE | DUP_PALETTE | DUP_REGION));
+        EXPECT_NE(source->Region, copy->Region);
+        Image expected(newWidth, newHeight, 1);
+        for (int row = 0; row < std::min(height, newHeight); ++row)
+            for (int x = 0; x < std::min(width, newWidth); ++x)
+                expected.At(row, x) = mask.At(row, x);
+        ASSERT_EQ(expected, MaskOf(copy.get()));
+        BitmapHandle shared;
+        ASSERT_EQ(RESULT_SUCCESS, V_DupBitmapNewDim(&shared, source.get(), newWidth, newHeight, 8, 0));
+        EXPECT_EQ(source->Region, shared.Region);
+        EXPECT_EQ(mask, MaskOf(source.get()));
+        // Freeing an image without its attachments leaves the region to whoever copied it.
+        struct BitmapRegion *const kept = source->Region;
+        V_FreeImage(source.get(), 0);
+        EXPECT_FALSE(V_BitmapHasRgn(source.get()));
+        DeleteObject(shared.Palette);
+        V_FreeBitmapRgn(copy.get());
+        copy->Region = kept;
+    }
+}
+
+TEST_F(Regions, PixelsOutsideStayAsTheyAre)
+{
+    Random random(51);
+    for (int bits : {1, 5, 8, 24}) {
+        const Image mask = RandomMask(random, 40, 6);
+        TestBitmap bitmap(StorageKind::PageFile, 40, 6, bits);
+        SetMask(bitmap.get(), mask);
+        for (int row = 0; row < 6; ++row)
+            for (int x = 0; x < 40; ++x)
+                EXPECT_EQ(mask.At(row, x) ? RESULT_SUCCESS : ERR_INV_RANGE,
+                          V_PutPixelColor(bitmap.get(), row, x, bits > 8 ? RGB(1, 0, 0) : COLOR_INDEX(1)));
+        Image written(40, 6, bits);
+        for (size_t i = 0; i < mask.pixels.size(); ++i)
+            written.pixels[i] = bits == 24 ? mask.pixels[i] << 16 : mask.pixels[i];
+        EXPECT_EQ(written, Load(bitmap.get()));
+    }
+}
+
+// ---- Refused arguments ----------------------------------------------------------------------------------------
+
+TEST_F(Regions, RefusedArguments)
+{
+    const RECT rect = {1, 1, 5, 5};
+    const POINT points[3] = {{0, 0}, {9, 0}, {0, 9}};
+    const OwnedRegion shape(CreateRectRgn(0, 0, 4, 4));
+    TestBitmap bitmap(StorageKind::PageFile, 10, 10, 8);
+    V_SetBitmapRgnRect(bitmap.get(), nullptr, &rect, COMBINE_REPLACE);
+    const BitmapHandle before = *bitmap.get();
+    const Image mask = MaskOf(bitmap.get());
+
+    const auto setters = [&](BitmapHandle *target, const RegionTransform *transform, unsigned mode) {
+        return std::vector<int>{V_SetBitmapRgnRect(target, transform, &rect, mode),
+                                V_SetBitmapRgnEllipse(target, transform, &rect, mode),
+                                V_SetBitmapRgnRoundRect(target, transform, &rect, 2, 2, mode),
+                                V_SetBitmapRgnPolygon(target, transform, points, 3, 0, mode),
+                                V_SetBitmapRgnHandle(target, transform, shape, mode)};
+    };
+    for (int status : setters(nullptr, nullptr, COMBINE_REPLACE))
+        EXPECT_EQ(ERR_NO_BITMAP, status);
+    for (int status : setters(bitmap.get(), nullptr, 7))
+        EXPECT_EQ(ERR_INV_PARAMETER, status);
+    EXPECT_EQ(ERR_INV_PARAMETER, V_SetBitmapRgnColor(bitmap.get(), 0, 7));
+    EXPECT_EQ(ERR_NO_BITMAP, V_SetBitmapRgnColor(nullptr, 0, COMBINE_REPLACE));
+    const RegionTransform bad[] = {{1, 1, 1, 1, 1, 0, 0}, {0, 1, 0, 1, 1, 0, 0}, {2, 1, 1, 1, 0, 0, 0}};
+    HRGN out = shape;
+    RECT bounds;
+    for (const RegionTransform &transform : bad) {
+        for (int status : setters(bitmap.get(), &transform, COMBINE_REPLACE))
+            EXPECT_EQ(ERR_INV_PARAMETER, status);
+        EXPECT_EQ(ERR_INV_PARAMETER, V_GetBitmapRgnBounds(bitmap.get(), &transform, &bounds));
+        EXPECT_EQ(RESULT_FAILURE, V_GetBitmapRgnHandle(bitmap.get(), &transform, &out)) << "not the reason";
+    }
+    EXPECT_EQ(ERR_INV_PARAMETER, V_SetBitmapRgnRect(bitmap.get(), nullptr, nullptr, COMBINE_REPLACE));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_SetBitmapRgnEllipse(bitmap.get(), nullptr, nullptr, COMBINE_REPLACE));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_SetBitmapRgnRoundRect(bitmap.get(), nullptr, nullptr, 1, 1, COMBINE_REPLACE));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_SetBitmapRgnPolygon(bitmap.get(), nullptr, nullptr, 3, 0, COMBINE_REPLACE));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_SetBitmapRgnPolygon(bitmap.get(), nullptr, points, 3, 2, COMBINE_REPLACE));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_SetBitmapRgnHandle(bitmap.get(), nullptr, nullptr, COMBINE_REPLACE));
+    BitmapHandle bare;
+    V_InitBitmap(&bare, 5, 5, 8);
+    EXPECT_EQ(ERR_NO_BITMAP, V_SetBitmapRgnColor(&bare, 0, COMBINE_REPLACE));
+
+    EXPECT_EQ(ERR_NO_BITMAP, V_OffsetBitmapRgn(nullptr, 1, 1));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_FreeBitmapRgn(nullptr));
+    EXPECT_EQ(0, V_BitmapHasRgn(nullptr));
+    EXPECT_EQ(0, V_IsPtInBitmapRgn(nullptr, 0, 0));
+    EXPECT_EQ(ERR_NO_BITMAP, V_GetBitmapRgnBounds(nullptr, nullptr, &bounds));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_GetBitmapRgnBounds(bitmap.get(), nullptr, nullptr));
+    EXPECT_EQ(ERR_NO_BITMAP, V_GetBitmapRgnArea(nullptr, nullptr));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_GetBitmapRgnArea(bitmap.get(), nullptr));
+    EXPECT_EQ(ERR_NO_BITMAP, V_GetBitmapRgnHandle(nullptr, nullptr, &out));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_GetBitmapRgnHandle(bitmap.get(), nullptr, nullptr));
+    EXPECT_EQ(HRGN(shape), out);
+    EXPECT_TRUE(SameRecord(before, *bitmap.get()));
+    EXPECT_EQ(mask, MaskOf(bitmap.get()));
+}
+
+} // namespace vexo::test
