@@ -17,65 +17,76 @@ namespace {
 // a blue.
 
 struct PairScan {
-    __m128i values; // of the pixel before, chosen, or its errors at the start
-    __m128i white;  // whether it is white
-    __m128i error1, error2;
+    __m128i values;         // of the pixel before, chosen, or its errors at the start
+    __m128i white;          // whether it is white
+    __m128i error1, error2; // of the pixel before and the one before that, if the filter needs them
 };
 
-// One pixel; `early` is all of its sum but what the pixel before adds.
+// One pixel; `early` is all of its sum but what the two pixels before add, less for what follows white.
 template <int Method>
 VEXO_TARGET_AVX2 inline void Step(PairScan *scan, __m128i pixel, __m128i early)
 {
     constexpr const DiffusionFilter &kFilter = FilterOf(Method);
-    const __m128i afterWhite = _mm_set1_epi32(-255 * kFilter.ahead[0] * 0x10000);
     const __m128i valueBytes = _mm_setr_epi8(0, -2, 0, -2, 2, -2, 2, -2, 4, -2, 4, -2, 6, -2, 6, -2);
     const __m128i luminanceBytes = _mm_setr_epi8(0, 2, 2, 2, 2, 2, 4, 4, 0, 2, 2, 2, 2, 2, 4, 4);
 
-    early = PlusTimes<kFilter.ahead[1]>(_mm_add_epi16(early, afterWhite), scan->error2);
-    const __m128i y = PlusTimes<kFilter.ahead[0]>(early, scan->values);
-    const __m128i adjusted = AdjustPixel<kFilter.divisor>(pixel, y);
+    const __m128i sum = PlusTimes<kFilter.ahead[0]>(PlusTimes<kFilter.ahead[1]>(early, scan->error2), scan->values);
+    const __m128i quotient = _mm_sign_epi16(Quotient<kFilter.divisor>(_mm_abs_epi16(sum)), sum);
+    const __m128i adjusted = _mm_add_epi16(pixel, quotient);
     const __m128i both = _mm_packus_epi16(adjusted, adjusted); // clamps
     // White adds one to each index: the mask is -1.
     scan->values = _mm_shuffle_epi8(both, _mm_sub_epi8(valueBytes, scan->white));
     const __m128i bytes = _mm_shuffle_epi8(both, _mm_sub_epi8(luminanceBytes, scan->white));
-    const __m128i sum = _mm_sad_epu8(bytes, _mm_setzero_si128());
-    scan->white = _mm_shuffle_epi32(_mm_cmpgt_epi32(sum, _mm_set1_epi32(8 * 128 - 4 - 1)), 0);
-    scan->error2 = scan->error1;
-    scan->error1 = _mm_sub_epi16(scan->values, _mm_and_si128(scan->white, Words(255)));
+    const __m128i total = _mm_sad_epu8(bytes, _mm_setzero_si128());
+    scan->white = _mm_shuffle_epi32(_mm_cmpgt_epi32(total, _mm_set1_epi32(8 * 128 - 4 - 1)), 0);
+    if constexpr (kFilter.ahead[1] != 0) {
+        scan->error2 = scan->error1;
+        scan->error1 = _mm_sub_epi16(scan->values, _mm_and_si128(scan->white, Words(255)));
+    }
 }
 
-VEXO_TARGET_AVX2 inline __m128i ErrorDwords(const PairScan &scan) { return _mm_srai_epi32(scan.error1, 16); }
+// Two pixels: their sums and values are `sums` and `pixels`.
+template <int Method>
+VEXO_TARGET_AVX2 inline void StepTwice(PairScan *scan, __m128i pixels, __m128i sums, int16_t *errors, uint8_t *indices)
+{
+    const __m128i afterWhite = _mm_sub_epi16(sums, Words(255 * FilterOf(Method).ahead[0]));
+    Step<Method>(scan, _mm_unpacklo_epi16(pixels, pixels), _mm_unpacklo_epi16(sums, afterWhite));
+    const __m128i values = scan->values, white = scan->white;
+    Step<Method>(scan, _mm_unpackhi_epi16(pixels, pixels), _mm_unpackhi_epi16(sums, afterWhite));
+    const __m128i bothValues = _mm_blend_epi16(values, scan->values, 0xAA);
+    const __m128i bothWhite = _mm_blend_epi16(white, scan->white, 0xAA);
+    const __m128i mixed = _mm_sub_epi16(bothValues, _mm_and_si128(bothWhite, Words(255)));
+    const __m128i order = _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15);
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(errors), _mm_shuffle_epi8(mixed, order));
+    const unsigned masks = unsigned(_mm_cvtsi128_si32(bothWhite));
+    indices[0] = uint8_t(masks & 1);
+    indices[1] = uint8_t(masks >> 31);
+}
 
 template <int Method>
 VEXO_TARGET_AVX2 void ScanBlackAndWhite(const DiffusionBlock &block)
 {
-    constexpr int kDivisor = FilterOf(Method).divisor;
     const auto *waiting = static_cast<const int16_t *>(block.waiting);
-    const __m128i before = LoadLanes(block.errors - 4), farBefore = LoadLanes(block.errors - 8);
+    const uint8_t *quads = block.quads;
+    uint8_t *indices = block.indices;
+    int16_t *errors = block.errors;
+    const __m128i before = LoadLanes(errors - 4), farBefore = LoadLanes(errors - 8);
     PairScan scan;
     scan.values = scan.error1 = _mm_unpacklo_epi16(before, before); // as if it had been that bright, and black
     scan.white = _mm_setzero_si128();
     scan.error2 = _mm_unpacklo_epi16(farBefore, farBefore);
-    size_t i = 0;
-    for (; i + 2 <= block.count; i += 2) {
-        const __m128i quads = LoadLanes(reinterpret_cast<const int16_t *>(block.quads + 4 * i));
-        const __m128i pixels = _mm_unpacklo_epi8(quads, _mm_setzero_si128());
-        const __m128i sums =
-            _mm_add_epi16(Times<kDivisor>(pixels), _mm_loadu_si128(reinterpret_cast<const __m128i *>(waiting + 4 * i)));
-        Step<Method>(&scan, _mm_unpacklo_epi16(pixels, pixels), _mm_unpacklo_epi16(sums, sums));
-        const __m128i white = scan.white, errors = ErrorDwords(scan);
-        Step<Method>(&scan, _mm_unpackhi_epi16(pixels, pixels), _mm_unpackhi_epi16(sums, sums));
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(block.errors + 4 * i), _mm_packs_epi32(errors, ErrorDwords(scan)));
-        const int indices = _mm_cvtsi128_si32(_mm_unpacklo_epi8(white, scan.white)) & 0x0101;
-        memcpy(block.indices + i, &indices, 2);
+    size_t left = block.count;
+    for (; left >= 2; left -= 2, quads += 8, waiting += 8, errors += 8, indices += 2) {
+        const __m128i pixels = _mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(quads)));
+        const __m128i sums = _mm_loadu_si128(reinterpret_cast<const __m128i *>(waiting));
+        StepTwice<Method>(&scan, pixels, sums, errors, indices);
     }
-    if (i < block.count) {
-        const __m128i pixel = LoadQuad(block.quads + 4 * i);
-        const __m128i sum = _mm_add_epi16(Times<kDivisor>(pixel), LoadLanes(waiting + 4 * i));
-        Step<Method>(&scan, _mm_unpacklo_epi16(pixel, pixel), _mm_unpacklo_epi16(sum, sum));
-        const __m128i errors = ErrorDwords(scan);
-        StoreLanes(block.errors + 4 * i, _mm_packs_epi32(errors, errors));
-        block.indices[i] = uint8_t(_mm_cvtsi128_si32(scan.white) & 1);
+    if (left) {
+        int16_t twoErrors[8];
+        uint8_t twoIndices[2];
+        StepTwice<Method>(&scan, LoadQuad(quads), LoadLanes(waiting), twoErrors, twoIndices);
+        memcpy(errors, twoErrors, sizeof twoErrors / 2);
+        *indices = *twoIndices;
     }
 }
 
