@@ -6,15 +6,6 @@
 
 #include "core/core.h"
 
-// Marks the functions that may use instructions beyond the baseline.
-#if defined(_MSC_VER) && !defined(__clang__)
-#define VEXO_TARGET_SSSE3
-#define VEXO_TARGET_AVX2
-#else
-#define VEXO_TARGET_SSSE3 __attribute__((target("ssse3")))
-#define VEXO_TARGET_AVX2 __attribute__((target("avx2,bmi,bmi2,lzcnt,popcnt")))
-#endif
-
 namespace vexo {
 
 class PaletteMatcher;

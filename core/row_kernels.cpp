@@ -2,14 +2,9 @@
 // memory, so the vector forms keep to one wide load, a few operations and one wide store.
 #include "core/row_kernels.h"
 
+#include <algorithm>
 #include <cstring>
 #include <immintrin.h>
-
-#if defined(_MSC_VER) && !defined(__clang__)
-#define VEXO_TARGET_AVX2
-#else
-#define VEXO_TARGET_AVX2 __attribute__((target("avx2,bmi,bmi2,lzcnt,popcnt")))
-#endif
 
 namespace vexo {
 
@@ -77,26 +72,18 @@ void ShiftBitsSse2(uint8_t *output, const uint8_t *input, size_t count, int shif
 
 // ---- AVX2 -----------------------------------------------------------------------------------------------------
 
-VEXO_TARGET_AVX2 inline __m256i Load256(const uint8_t *p)
-{
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
-}
-VEXO_TARGET_AVX2 inline void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
-VEXO_TARGET_AVX2 inline void Stream256(uint8_t *p, __m256i v)
-{
-    _mm256_stream_si256(reinterpret_cast<__m256i *>(p), v);
-}
+VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
+VEXO_AVX2_PIECE void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
+VEXO_AVX2_PIECE void Stream256(uint8_t *p, __m256i v) { _mm256_stream_si256(reinterpret_cast<__m256i *>(p), v); }
 
 VEXO_TARGET_AVX2 void StreamBytesAvx2(uint8_t *output, const uint8_t *input, size_t count)
 {
     constexpr size_t kStep = 128;
-    const size_t unaligned = size_t(-reinterpret_cast<intptr_t>(output)) % 32;
-    if (count >= unaligned + kStep) {
-        memcpy(output, input, unaligned);
-        output += unaligned;
-        input += unaligned;
-        count -= unaligned;
-    }
+    const size_t unaligned = std::min(count, size_t(-reinterpret_cast<intptr_t>(output)) % 32);
+    memcpy(output, input, unaligned);
+    output += unaligned;
+    input += unaligned;
+    count -= unaligned;
     for (; count >= kStep; count -= kStep, input += kStep, output += kStep) {
         const __m256i a = Load256(input), b = Load256(input + 32), c = Load256(input + 64), d = Load256(input + 96);
         Stream256(output, a);
@@ -108,8 +95,7 @@ VEXO_TARGET_AVX2 void StreamBytesAvx2(uint8_t *output, const uint8_t *input, siz
     memcpy(output, input, count);
 }
 
-VEXO_TARGET_AVX2 inline void ShiftStep256(uint8_t *output, const uint8_t *input, __m128i left, __m128i right,
-                                          __m256i kept)
+VEXO_AVX2_PIECE void ShiftStep256(uint8_t *output, const uint8_t *input, __m128i left, __m128i right, __m256i kept)
 {
     const __m256i high = _mm256_and_si256(kept, _mm256_sll_epi16(Load256(input), left));
     const __m256i low = _mm256_andnot_si256(kept, _mm256_srl_epi16(Load256(input + 1), right));

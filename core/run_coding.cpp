@@ -9,16 +9,6 @@
 #include <cstring>
 #include <immintrin.h>
 
-// The pieces of a kernel are always inlined: no 32-byte value may pass through the stack of the 64-bit GNU build, which
-// is aligned to 16 bytes only.
-#ifdef _MSC_VER
-#define VEXO_TARGET_AVX2
-#define VEXO_AVX2_PIECE __forceinline
-#else
-#define VEXO_TARGET_AVX2 __attribute__((target("avx2,bmi,bmi2,lzcnt,popcnt")))
-#define VEXO_AVX2_PIECE VEXO_TARGET_AVX2 __attribute__((always_inline)) inline
-#endif
-
 namespace vexo {
 
 namespace {

@@ -98,7 +98,7 @@ TEST_F(Copies, RectanglesAreThoseOfTheImage)
 {
     Random random(71);
     ForEachStorage({1, 2, 3, 4, 5, 6, 7, 8, 16, 24, 32}, [&](int bits, StorageKind kind) {
-        for (int round = 0; round < 25; ++round) {
+        for (int round = 0; round < 12; ++round) {
             const Image image = Image::Random(random, random.Between(1, 90), random.Between(1, 6), bits);
             TestBitmap source(kind, image, RandomOptions(random, bits)), copy;
             SetAttributes(source.get());

@@ -108,7 +108,7 @@ TEST_F(Lists, BehaveAsAVectorThatOwnsItsItems)
     Random random(81);
     std::vector<Item> items;
     const HGLOBAL list = MakeList(items);
-    for (int step = 0; step < 1500; ++step) {
+    for (int step = 0; step < 800; ++step) {
         const unsigned count = unsigned(items.size());
         const unsigned index = unsigned(random.Below(int(count) + 2));
         const bool exists = index < count;
