@@ -7,6 +7,7 @@
 #include "regions/region.h"
 
 #include <cstring>
+#include <utility>
 
 using namespace vexo;
 
@@ -308,6 +309,27 @@ void vexo::ClearNewStorage(BitmapHandle *bitmap)
         return;
     if (uint8_t *rows = DirectRows(bitmap))
         memset(rows, 0, bitmap->Size);
+}
+
+void PendingBitmap::ExchangeStorage(BitmapHandle *caller)
+{
+    constexpr unsigned kStorageFlags = FLAG_ALLOCATED | FLAG_MEMORY | FLAG_DISK | FLAG_LOCKED | FLAG_COMPRESSED;
+    const bool isLocked = (caller->Flags & FLAG_LOCKED) != 0;
+    std::swap(caller->Handle, m_record.Handle);
+    std::swap(caller->Data, m_record.Data);
+    std::swap(caller->Width, m_record.Width);
+    std::swap(caller->Height, m_record.Height);
+    std::swap(caller->BytesPerLine, m_record.BytesPerLine);
+    std::swap(caller->CachedRowOffset, m_record.CachedRowOffset);
+    std::swap(caller->CachedRow, m_record.CachedRow);
+    std::swap(caller->Size, m_record.Size);
+    const unsigned differing = (caller->Flags ^ m_record.Flags) & kStorageFlags;
+    caller->Flags ^= differing;
+    m_record.Flags ^= differing;
+    if (isLocked)
+        V_LockBitmap(caller);
+    else
+        V_ReleaseBitmap(caller);
 }
 
 // ---- Exports --------------------------------------------------------------------------------------------------

@@ -192,6 +192,9 @@ public:
 
     // Frees what the caller's record holds and moves this one into it.
     void CommitTo(BitmapHandle *caller);
+    // Exchanges storage and size with a record of the same format that owns storage. All else of the caller's record
+    // stays as it is, and so does its lock.
+    void ExchangeStorage(BitmapHandle *caller);
     // Moves this record into one whose contents count for nothing.
     void MoveTo(BitmapHandle *empty);
     // Moves what was made from `source` into `destination`: a record to be filled, or the source's own, which is then

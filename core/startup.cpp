@@ -8,6 +8,7 @@
 #include "core/win32s.h"
 #include "geometry/combine_kernels.h"
 #include "geometry/mirror_kernels.h"
+#include "geometry/turn_kernels.h"
 #include "regions/match_kernels.h"
 
 #include <cstring>
@@ -119,6 +120,7 @@ bool AttachProcess(HMODULE module)
     SelectMirrorKernels(level);
     SelectCombineKernels(level);
     SelectMatchKernels(level);
+    SelectTurnKernels(level);
 
     if (process.processCount == 0) {
         process.isWin32s = IsWin32sVersion(::GetVersion());

@@ -791,6 +791,30 @@ VEXO_API int VEXO_CALL V_ClearBitmap(BitmapHandle *bitmap);
 
 /* ---- Rotate and shear ---------------------------------------------------------------------------------------- */
 
+/* Rotate a bitmap and its region in place. A positive angle turns the picture clockwise as it is seen, whatever its
+ * orientation. Palette, attributes and the record's address stay; storage may be new.
+ *
+ * Quarter turns with `resize`, or of a square bitmap, and half turns move every pixel exactly. Any other angle takes,
+ * for each pixel of the result, the source pixel that its middle falls into when both pictures have their middles in
+ * one place; sine and cosine are rounded to 1/16384. A half turn keeps the size.
+ *
+ * degrees, angle     in degrees, in hundredths of a degree; any value, full turns count for nothing
+ * resize             not 0: the result is the smallest box, in whole pixels, around the rotated picture. 0: it keeps
+ *                    width and height, and what is turned out of them is lost
+ * fill               colour of the pixels that no source pixel covers (V_RotateBitmap: black); palettised bitmaps take
+ *                    GDI's nearest index, or COLOR_INDEX(i) itself
+ * progressStart, progressEnd
+ *                    the range of percentages for the status callback, for a rotation that is a step of a longer job
+ *                    (the other two: 0 to 100). An angle of 0 reports both ends and does nothing else.
+ *
+ * Return RESULT_SUCCESS; ERR_NO_BITMAP; ERR_INV_RANGE for a result beyond the largest bitmap; ERR_NO_MEMORY; a storage
+ * error; the callback's result. The bitmap is unchanged unless the call succeeds; a half turn, or a quarter turn done
+ * in place, that is stopped puts its pixels back. */
+VEXO_API int VEXO_CALL V_RotateBitmap(BitmapHandle *bitmap, int degrees, int resize);
+VEXO_API int VEXO_CALL V_RotateBitmapFine(BitmapHandle *bitmap, int angle, int resize, COLORREF fill);
+VEXO_API int VEXO_CALL V_IntRotateBitmapFine(BitmapHandle *bitmap, int angle, int resize, COLORREF fill,
+                                             int progressStart, int progressEnd);
+
 /* ---- Flip and reverse ---------------------------------------------------------------------------------------- */
 
 /* Mirror a bitmap in place: V_FlipBitmap top to bottom, V_ReverseBitmap left to right. The region is mirrored with the

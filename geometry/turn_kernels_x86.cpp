@@ -1,0 +1,220 @@
+// The vector kernels of quarter turns. A register holds a piece of one row in its lower half and the same piece of the
+// row half a block further down in its upper half; interleaving registers log2(rows) times then leaves a column in
+// each, in the order of the rows. Pixels of 3 bytes are widened to 4 on the way in and closed up on the way out; bits
+// are transposed as bytes, and each column of bytes gives its eight columns of bits by sign masks.
+#include "colour/pixel_kernels.h"
+#include "geometry/turn_kernels.h"
+
+#include <immintrin.h>
+
+namespace vexo {
+
+namespace {
+
+VEXO_TARGET_AVX2 inline __m128i Load128(const uint8_t *p)
+{
+    return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+}
+VEXO_TARGET_AVX2 inline __m128i Load64(const uint8_t *p)
+{
+    return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(p));
+}
+VEXO_TARGET_AVX2 inline void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
+VEXO_TARGET_AVX2 inline __m256i Halves(__m128i low, __m128i high)
+{
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
+}
+
+template <int Bytes>
+VEXO_TARGET_AVX2 inline __m256i InterleaveLow(__m256i a, __m256i b)
+{
+    if constexpr (Bytes == 1)
+        return _mm256_unpacklo_epi8(a, b);
+    else if constexpr (Bytes == 2)
+        return _mm256_unpacklo_epi16(a, b);
+    else
+        return _mm256_unpacklo_epi32(a, b);
+}
+
+template <int Bytes>
+VEXO_TARGET_AVX2 inline __m256i InterleaveHigh(__m256i a, __m256i b)
+{
+    if constexpr (Bytes == 1)
+        return _mm256_unpackhi_epi8(a, b);
+    else if constexpr (Bytes == 2)
+        return _mm256_unpackhi_epi16(a, b);
+    else
+        return _mm256_unpackhi_epi32(a, b);
+}
+
+// One round: each register is interleaved with the one half the block further on.
+template <int Bytes, int Count>
+VEXO_TARGET_AVX2 inline void Interleave(__m256i (&v)[Count])
+{
+    __m256i result[Count];
+    for (int i = 0; i < Count / 2; ++i) {
+        result[2 * i] = InterleaveLow<Bytes>(v[i], v[i + Count / 2]);
+        result[2 * i + 1] = InterleaveHigh<Bytes>(v[i], v[i + Count / 2]);
+    }
+    for (int i = 0; i < Count; ++i)
+        v[i] = result[i];
+}
+
+// The columns of 8 bytes of 32 rows, in the order of the rows or with each group of eight rows mirrored.
+template <bool MirrorGroups>
+VEXO_TARGET_AVX2 inline void GatherBytes(__m256i (&v)[8], const uint8_t *from, ptrdiff_t stride)
+{
+    const auto row = [&](int place) VEXO_TARGET_AVX2 {
+        return Load64(from + (MirrorGroups ? (place & ~7) + 7 - (place & 7) : place) * stride);
+    };
+    for (int i = 0; i < 8; ++i)
+        v[i] = Halves(_mm_unpacklo_epi8(row(i), row(i + 8)), _mm_unpacklo_epi8(row(i + 16), row(i + 24)));
+    Interleave<1>(v);
+    Interleave<1>(v);
+    Interleave<1>(v);
+}
+
+// ---- Blocks of pixels -----------------------------------------------------------------------------------------
+
+// Each form moves a block of kRows rows and kColumns columns. The last argument tells that no pixel follows the block
+// in its rows.
+template <int Bytes>
+struct Block;
+
+template <>
+struct Block<1> {
+    static constexpr int kRows = 32, kColumns = 8, kLeastColumns = 8;
+
+    VEXO_TARGET_AVX2 static inline void Move(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t stride,
+                                             bool)
+    {
+        __m256i v[8];
+        GatherBytes<false>(v, from, stride);
+        for (int i = 0; i < 8; ++i)
+            Store256(to + i * toStride, v[i]);
+    }
+};
+
+template <>
+struct Block<2> {
+    static constexpr int kRows = 16, kColumns = 8, kLeastColumns = 8;
+
+    VEXO_TARGET_AVX2 static inline void Move(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t stride,
+                                             bool)
+    {
+        __m256i v[8];
+        for (int i = 0; i < 8; ++i)
+            v[i] = Halves(Load128(from + i * stride), Load128(from + (i + 8) * stride));
+        Interleave<2>(v);
+        Interleave<2>(v);
+        Interleave<2>(v);
+        for (int i = 0; i < 8; ++i)
+            Store256(to + i * toStride, v[i]);
+    }
+};
+
+template <>
+struct Block<4> {
+    static constexpr int kRows = 8, kColumns = 4, kLeastColumns = 4;
+
+    VEXO_TARGET_AVX2 static inline void Move(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t stride,
+                                             bool)
+    {
+        __m256i v[4];
+        for (int i = 0; i < 4; ++i)
+            v[i] = Halves(Load128(from + i * stride), Load128(from + (i + 4) * stride));
+        Interleave<4>(v);
+        Interleave<4>(v);
+        for (int i = 0; i < 4; ++i)
+            Store256(to + i * toStride, v[i]);
+    }
+};
+
+template <>
+struct Block<3> {
+    static constexpr int kRows = 8, kColumns = 4, kLeastColumns = 6;
+
+    // Four pixels are 12 of the 16 bytes loaded: the first ones, or at the end of a row the last ones.
+    VEXO_TARGET_AVX2 static inline void Move(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t stride,
+                                             bool isLast)
+    {
+        const __m128i first = _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
+        const __m128i last = _mm_setr_epi8(4, 5, 6, -1, 7, 8, 9, -1, 10, 11, 12, -1, 13, 14, 15, -1);
+        const __m256i spread = _mm256_broadcastsi128_si256(isLast ? last : first);
+        from -= isLast ? 4 : 0;
+        __m256i v[4];
+        for (int i = 0; i < 4; ++i)
+            v[i] = _mm256_shuffle_epi8(Halves(Load128(from + i * stride), Load128(from + (i + 4) * stride)), spread);
+        Interleave<4>(v);
+        Interleave<4>(v);
+        const __m256i pack =
+            _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1));
+        const __m256i closeUp = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7);
+        for (int i = 0; i < 4; ++i) {
+            const __m256i pixels = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(v[i], pack), closeUp);
+            uint8_t *row = to + i * toStride;
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(row), _mm256_castsi256_si128(pixels));
+            _mm_storel_epi64(reinterpret_cast<__m128i *>(row + 16), _mm256_extracti128_si256(pixels, 1));
+        }
+    }
+};
+
+// Blocks one below the other, so that the result's rows are written on and on; what no block covers is plain work.
+template <int Bytes>
+VEXO_TARGET_AVX2 void TransposeAvx2(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t fromStride,
+                                    int columns, int rows)
+{
+    using Form = Block<Bytes>;
+    const int blockRows = rows / Form::kRows * Form::kRows;
+    int c = 0;
+    if (columns >= Form::kLeastColumns)
+        for (; c + Form::kColumns <= columns; c += Form::kColumns) {
+            const bool isLast = c + Form::kLeastColumns > columns;
+            for (int r = 0; r < blockRows; r += Form::kRows)
+                Form::Move(to + c * toStride + r * Bytes, toStride, from + r * fromStride + c * Bytes, fromStride,
+                           isLast);
+        }
+    const auto plain = plainTurnKernels.bytes[Bytes - 1];
+    if (c < columns)
+        plain(to + c * toStride, toStride, from + c * Bytes, fromStride, columns - c, blockRows);
+    if (blockRows < rows)
+        plain(to + blockRows * Bytes, toStride, from + blockRows * fromStride, fromStride, columns, rows - blockRows);
+}
+
+// ---- Bits -----------------------------------------------------------------------------------------------------
+
+VEXO_TARGET_AVX2 void TransposeBitsAvx2(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t fromStride,
+                                        int columns, int rows)
+{
+    const int blockColumns = columns / 64 * 64, blockRows = rows / 32 * 32;
+    for (int c = 0; c < blockColumns; c += 64)
+        for (int r = 0; r < blockRows; r += 32) {
+            // Sign masks give the first row in the lowest bit, pixels want it in the highest.
+            __m256i v[8];
+            GatherBytes<true>(v, from + r * fromStride + c / 8, fromStride);
+            uint8_t *place = to + c * toStride + r / 8;
+            for (int i = 0; i < 8; ++i)
+                for (int bit = 0; bit < 8; ++bit, place += toStride) {
+                    const int mask = _mm256_movemask_epi8(v[i]);
+                    memcpy(place, &mask, 4);
+                    v[i] = _mm256_add_epi8(v[i], v[i]);
+                }
+        }
+    if (blockColumns < columns)
+        plainTurnKernels.bits(to + blockColumns * toStride, toStride, from + blockColumns / 8, fromStride,
+                              columns - blockColumns, blockRows);
+    if (blockRows < rows)
+        plainTurnKernels.bits(to + blockRows / 8, toStride, from + blockRows * fromStride, fromStride, columns,
+                              rows - blockRows);
+}
+
+} // namespace
+
+void UseVectorKernels(TurnKernels *kernels, CpuLevel level)
+{
+    if (level != CpuLevel::Avx2)
+        return;
+    *kernels = {TransposeBitsAvx2, {TransposeAvx2<1>, TransposeAvx2<2>, TransposeAvx2<3>, TransposeAvx2<4>}};
+}
+
+} // namespace vexo

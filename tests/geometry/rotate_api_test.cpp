@@ -1,0 +1,274 @@
+// Rotation as it is seen: quarter and half turns pixel by pixel, other angles against the mapping in floating point,
+// the region with the picture, and calls that fail or are stopped.
+#include "tests/geometry/region_masks.h"
+#include "tests/geometry/status_recorder.h"
+#include "tests/support/bitmaps.h"
+#include "tests/support/faults.h"
+#include "tests/support/library_test.h"
+#include "tests/support/page_heap.h"
+
+#include <cmath>
+
+namespace vexo::test {
+
+namespace {
+
+class Rotate : public LibraryTest {
+private:
+    const PageHeapScope m_pageHeap;
+};
+
+// The stored row of a line of the picture, and the line of a stored row.
+int RowOfLine(int line, int height, int orientation)
+{
+    return orientation == ORIENT_BOTTOM_UP ? height - 1 - line : line;
+}
+
+Image TurnedClockwise(const Image &image, int orientation)
+{
+    Image result(image.height, image.width, image.bits);
+    for (int y = 0; y < image.height; ++y)
+        for (int x = 0; x < image.width; ++x)
+            result.At(RowOfLine(x, result.height, orientation), image.height - 1 - y) =
+                image.At(RowOfLine(y, image.height, orientation), x);
+    return result;
+}
+
+Image Turned(Image image, int quarters, int orientation)
+{
+    for (; quarters > 0; --quarters)
+        image = TurnedClockwise(image, orientation);
+    return image;
+}
+
+// Compares a picture turned by any angle with its source. Places that lie closer to the edge of a pixel than the
+// rounding of sine and cosine can move them may go either way.
+void ExpectRotated(const Image &image, const Image &result, int angle, int orientation, uint32_t fill)
+{
+    const double radians = angle * (std::acos(-1.0) / 18000), sine = std::sin(radians), cosine = std::cos(radians);
+    const auto pixelAt = [&](double x, double y) {
+        const int column = int(std::floor(x)), line = int(std::floor(y));
+        const bool inside = column >= 0 && column < image.width && line >= 0 && line < image.height;
+        return inside ? image.At(RowOfLine(line, image.height, orientation), column) : fill;
+    };
+    for (int line = 0; line < result.height; ++line)
+        for (int x = 0; x < result.width; ++x) {
+            const double fromX = x + 0.5 - result.width / 2.0, fromY = line + 0.5 - result.height / 2.0;
+            const double sourceX = fromX * cosine + fromY * sine + image.width / 2.0;
+            const double sourceY = fromY * cosine - fromX * sine + image.height / 2.0;
+            const double slack = (std::abs(fromX) + std::abs(fromY)) / 32000 + 1e-6;
+            const uint32_t pixel = result.At(RowOfLine(line, result.height, orientation), x);
+            ASSERT_TRUE(pixel == pixelAt(sourceX - slack, sourceY - slack) ||
+                        pixel == pixelAt(sourceX - slack, sourceY + slack) ||
+                        pixel == pixelAt(sourceX + slack, sourceY - slack) ||
+                        pixel == pixelAt(sourceX + slack, sourceY + slack))
+                << "pixel " << x << " of line " << line << ", " << image.width << " x " << image.height << " to "
+                << result.width << " x " << result.height;
+        }
+}
+
+// The side of the box around a turned rectangle.
+double BoxSide(int along, int across, int angle)
+{
+    const double radians = angle * (std::acos(-1.0) / 18000);
+    return std::abs(along * std::cos(radians)) + std::abs(across * std::sin(radians));
+}
+
+StorageKind RandomKind(Random &random, int bits)
+{
+    const auto kinds = StorageKinds(bits);
+    return kinds[size_t(random.Below(int(kinds.size())))];
+}
+
+} // namespace
+
+TEST_F(Rotate, QuarterAndHalfTurnsMoveEveryPixel)
+{
+    Random random(81);
+    for (int i = 0; i < 330; ++i) {
+        const int bits = kAllDepths[size_t(i) % kAllDepths.size()];
+        const StorageKind kind = RandomKind(random, bits);
+        const StorageScope scope(kind);
+        const int width = random.Between(1, random.OneIn(4) ? 400 : 70);
+        const Image image = Image::RandomRuns(random, width, random.OneIn(3) ? width : random.Between(1, 150), bits);
+        TestBitmap bitmap(kind, image, {random.Below(2), random.Below(2) * 2, {}});
+        SCOPED_TRACE(testing::Message() << image.width << " x " << image.height << " x " << bits << ", " << kind);
+        bitmap->AnimDelay = 7;
+        bitmap->DitherMode = 3;
+        const BitmapHandle before = *bitmap.get();
+        if (random.OneIn(2))
+            SetRandomRegion(bitmap.get(), random);
+        const Image mask = RegionMask(bitmap.get());
+        const int quarters = random.Between(1, 3);
+        const int angle = quarters * 9000 + random.Between(-2, 2) * 36000;
+        if (random.OneIn(2))
+            ASSERT_EQ(RESULT_SUCCESS, V_RotateBitmap(bitmap.get(), angle / 100, 1));
+        else
+            ASSERT_EQ(RESULT_SUCCESS, V_RotateBitmapFine(bitmap.get(), angle, 1, RGB(9, 9, 9)));
+        ASSERT_EQ(Turned(image, quarters, before.Orientation), Load(bitmap.get()));
+        ASSERT_EQ(Turned(mask, quarters, before.Orientation), RegionMask(bitmap.get()));
+        ASSERT_EQ(RESULT_SUCCESS, V_RotateBitmap(bitmap.get(), -90 * quarters, 1));
+        ASSERT_EQ(image, Load(bitmap.get()));
+        ASSERT_EQ(mask, RegionMask(bitmap.get()));
+        BitmapHandle after = *bitmap.get(); // all but where the rows are
+        after.Region = before.Region;
+        after.Handle = before.Handle;
+        after.Data = before.Data;
+        after.Size = before.Size;
+        after.CachedRow = before.CachedRow;
+        after.CachedRowOffset = before.CachedRowOffset;
+        after.Flags ^= (after.Flags ^ before.Flags) & (FLAG_MEMORY | FLAG_DISK); // a file may become memory
+        EXPECT_TRUE(SameRecord(before, after)) << Describe(before) << "\n" << Describe(after);
+    }
+}
+
+TEST_F(Rotate, OtherAnglesTakeThePixelBelowTheMiddle)
+{
+    Random random(82);
+    for (int i = 0; i < 220; ++i) {
+        const int bits = kAllDepths[size_t(i) % kAllDepths.size()];
+        const StorageKind kind = RandomKind(random, bits);
+        const StorageScope scope(kind);
+        const Image image = Image::RandomRuns(random, random.Between(1, 60), random.Between(1, 60), bits);
+        TestBitmap bitmap(kind, image, {COLOR_ORDER_BGR, random.Below(2) * 2, {}});
+        if (random.OneIn(2))
+            SetRandomRegion(bitmap.get(), random);
+        const bool hasRegion = V_BitmapHasRgn(bitmap.get()) != 0;
+        const Image mask = RegionMask(bitmap.get());
+        const bool resize = random.OneIn(2);
+        const int angle = random.Between(-40000, 40000);
+        SCOPED_TRACE(testing::Message() << bits << " bits, " << kind << ", angle " << angle
+                                        << (resize ? ", resized" : ""));
+        const COLORREF fill = bits <= 8 ? COLOR_INDEX(1) : RGB(0, 0, 255);
+        const uint32_t fillPixel = bits <= 8 ? 1 : bits == 16 ? 31 : 255;
+        ASSERT_EQ(RESULT_SUCCESS, V_RotateBitmapFine(bitmap.get(), angle, resize, fill));
+        const Image result = Load(bitmap.get());
+        if (resize) {
+            const double width = BoxSide(image.width, image.height, angle),
+                         height = BoxSide(image.height, image.width, angle);
+            EXPECT_TRUE(result.width >= width - 0.01 && result.width <= width + 1.01)
+                << result.width << " for " << width;
+            EXPECT_TRUE(result.height >= height - 0.01 && result.height <= height + 1.01) << result.height;
+        } else {
+            EXPECT_TRUE(result.width == image.width && result.height == image.height);
+        }
+        ASSERT_NO_FATAL_FAILURE(ExpectRotated(image, result, angle, bitmap->Orientation, fillPixel));
+        ASSERT_EQ(hasRegion, V_BitmapHasRgn(bitmap.get()));
+        if (hasRegion)
+            ASSERT_NO_FATAL_FAILURE(ExpectRotated(mask, RegionMask(bitmap.get()), angle, bitmap->Orientation, 0));
+    }
+}
+
+TEST_F(Rotate, QuarterTurnsWithoutResizingKeepTheSizeAndFill)
+{
+    Random random(83);
+    const Image image = Image::Random(random, 3, 5, 8);
+    TestBitmap bitmap(StorageKind::PageFile, image, {COLOR_ORDER_BGR, ORIENT_TOP_DOWN, {}});
+    ASSERT_EQ(RESULT_SUCCESS, V_RotateBitmapFine(bitmap.get(), 9000, 0, COLOR_INDEX(200)));
+    const Image result = Load(bitmap.get()), turned = Turned(image, 1, ORIENT_TOP_DOWN); // 5 x 3
+    ASSERT_TRUE(result.width == 3 && result.height == 5);
+    for (int y = 0; y < 5; ++y)
+        for (int x = 0; x < 3; ++x)
+            EXPECT_EQ(y >= 1 && y <= 3 ? turned.At(y - 1, x + 1) : 200u, result.At(y, x));
+}
+
+// Sources that are not in memory are read in several windows when they are large.
+TEST_F(Rotate, LargeFilesRotateLikeMemory)
+{
+    if (!IsAvailable(StorageKind::TemporaryFile, 32))
+        return;
+    Random random(84);
+    const Image image = Image::Random(random, 1000, 1100, 32);
+    for (int angle : {9000, 27000, 700, 20000}) {
+        TestBitmap expected(StorageKind::PageFile, image);
+        ASSERT_EQ(RESULT_SUCCESS, V_RotateBitmapFine(expected.get(), angle, 1, RGB(1, 2, 3)));
+        const StorageScope scope(StorageKind::TemporaryFile);
+        TestBitmap bitmap(StorageKind::TemporaryFile, image);
+        const StatusRecorder recorder;
+        ASSERT_EQ(RESULT_SUCCESS, V_RotateBitmapFine(bitmap.get(), angle, 1, RGB(1, 2, 3)));
+        recorder.ExpectRising(0, 100);
+        std::vector<uint8_t> row(size_t(bitmap->BytesPerLine)), expectedRow(row.size());
+        const int previous = V_LockBitmap(bitmap.get());
+        for (int y = 0; y < bitmap->Height; ++y) {
+            V_GetBitmapRow(bitmap.get(), row.data(), y, bitmap->BytesPerLine);
+            V_GetBitmapRow(expected.get(), expectedRow.data(), y, bitmap->BytesPerLine);
+            ASSERT_EQ(expectedRow, row) << "row " << y << ", angle " << angle;
+        }
+        V_UnlockBitmap(bitmap.get(), previous);
+    }
+}
+
+TEST_F(Rotate, StoppedAndFailedCallsChangeNothing)
+{
+    struct Case {
+        int width, height, bits, angle;
+        StorageKind kind;
+    };
+    const Case cases[] = {
+        {150, 150, 24, 9000, StorageKind::PageFile},    {151, 151, 8, 27000, StorageKind::PageFile},
+        {70, 90, 32, 9000, StorageKind::PageFile},      {300, 70, 1, 27000, StorageKind::Compressed},
+        {70, 90, 3, 27000, StorageKind::TemporaryFile}, {60, 90, 1, 3000, StorageKind::Compressed},
+        {60, 41, 16, 18000, StorageKind::PageFile},     {60, 41, 5, 18000, StorageKind::TemporaryFile},
+        {60, 80, 24, 1234, StorageKind::TemporaryFile}, {60, 80, 4, 1234, StorageKind::PageFile},
+    };
+    Random random(85);
+    for (const Case &c : cases) {
+        if (!IsAvailable(c.kind, c.bits))
+            continue;
+        SCOPED_TRACE(testing::Message() << c.width << " x " << c.height << " x " << c.bits << ", angle " << c.angle);
+        const StorageScope scope(c.kind);
+        const Image image = Image::RandomRuns(random, c.width, c.height, c.bits);
+        const auto rotate = [&](TestBitmap &bitmap) { return V_RotateBitmapFine(bitmap.get(), c.angle, 1, 0); };
+        TestBitmap stopped(c.kind, image);
+        SetRandomRegion(stopped.get(), random);
+        const Image mask = RegionMask(stopped.get());
+        int calls = 0;
+        for (int status = StatusRecorder::kStopped; status == StatusRecorder::kStopped; ++calls) {
+            const StatusRecorder recorder(calls);
+            status = rotate(stopped);
+            if (status == RESULT_SUCCESS)
+                break;
+            ASSERT_EQ(StatusRecorder::kStopped, status);
+            ASSERT_EQ(image, Load(stopped.get()));
+            ASSERT_EQ(mask, RegionMask(stopped.get()));
+        }
+        EXPECT_GE(calls, 3);
+        if (c.angle == 18000 && c.bits != 5)
+            continue; // acquires nothing
+        ForEachFault(kFaultAll, [&](FaultInjector &faults) {
+            TestBitmap bitmap(c.kind, image);
+            SetRandomRegion(bitmap.get(), random);
+            const Image before = RegionMask(bitmap.get());
+            const int status = faults.Run([&] { return rotate(bitmap); });
+            if (status == RESULT_SUCCESS)
+                return;
+            EXPECT_TRUE(faults.struck());
+            ASSERT_EQ(image, Load(bitmap.get()));
+            ASSERT_EQ(before, RegionMask(bitmap.get()));
+        });
+    }
+}
+
+TEST_F(Rotate, NoAngleReportsBothEndsAndBadCallsAreRefused)
+{
+    Random random(86);
+    const Image image = Image::Random(random, 20, 30, 24);
+    TestBitmap bitmap(StorageKind::PageFile, image);
+    const BitmapSnapshot before(bitmap.get());
+    {
+        const StatusRecorder recorder;
+        EXPECT_EQ(RESULT_SUCCESS, V_IntRotateBitmapFine(bitmap.get(), -72000, 1, 0, 20, 45));
+        EXPECT_EQ((std::vector<int>{20, 45}), recorder.percentages());
+    }
+    before.ExpectUnchanged();
+    for (int angle : {9000, 18000, 4500}) {
+        const StatusRecorder recorder;
+        EXPECT_EQ(RESULT_SUCCESS, V_IntRotateBitmapFine(bitmap.get(), angle, 0, 0, 20, 45));
+        recorder.ExpectRising(20, 45);
+    }
+    BitmapHandle empty = {};
+    EXPECT_EQ(ERR_NO_BITMAP, V_RotateBitmap(nullptr, 90, 1));
+    EXPECT_EQ(ERR_NO_BITMAP, V_RotateBitmapFine(&empty, 0, 1, 0));
+}
+
+} // namespace vexo::test
