@@ -1,21 +1,19 @@
 // Packed device-independent bitmaps: one block of global memory with a header, a colour table and rows, bottom line
 // first. What comes in is hostile until proved otherwise: every size is computed in 64 bits and held against what the
 // header and the block allow before anything is allocated or read.
-#include "colour/colour.h"
+#include "display/dib.h"
 #include "colour/color_res.h"
+#include "colour/colour.h"
 #include "core/core.h"
 #include "core/gdi.h"
-
-#include <cstring>
 
 using namespace vexo;
 
 namespace {
 
-constexpr int64_t kMaxDibBytes = 0xFFFFFFFFll;
 constexpr DWORD kCoreHeaderSize = sizeof(BITMAPCOREHEADER);
 constexpr DWORD kInfoHeaderSize = sizeof(BITMAPINFOHEADER);
-constexpr DWORD kLargestHeaderSize = 124; // BITMAPV5HEADER
+constexpr DWORD kLargestHeaderSize = 124; // BITMAPV5HEADER: what a bare pointer is trusted for
 static_assert(kCoreHeaderSize == 12 && kInfoHeaderSize == 40);
 
 // ---- Writing --------------------------------------------------------------------------------------------------
@@ -92,42 +90,6 @@ int RowFromBottom(const BitmapHandle *bitmap, int i)
     return bitmap->Orientation == ORIENT_BOTTOM_UP ? i : bitmap->Height - i - 1;
 }
 
-// A movable global block, locked; the form in which DIBs travel.
-class GlobalBlock {
-public:
-    explicit GlobalBlock(int64_t size)
-        : m_handle(size <= kMaxDibBytes ? ::GlobalAlloc(GMEM_MOVEABLE | GMEM_SHARE, SIZE_T(size)) : nullptr),
-          m_bytes(m_handle ? static_cast<uint8_t *>(::GlobalLock(m_handle)) : nullptr)
-    {
-    }
-    ~GlobalBlock()
-    {
-        if (m_bytes)
-            ::GlobalUnlock(m_handle);
-        if (m_handle)
-            ::GlobalFree(m_handle);
-    }
-    GlobalBlock(const GlobalBlock &) = delete;
-    GlobalBlock &operator=(const GlobalBlock &) = delete;
-
-    explicit operator bool() const { return m_bytes != nullptr; }
-    uint8_t *bytes() const { return m_bytes; }
-
-    // Unlocks the block and hands it over.
-    HGLOBAL Release()
-    {
-        ::GlobalUnlock(m_handle);
-        m_bytes = nullptr;
-        const HGLOBAL handle = m_handle;
-        m_handle = nullptr;
-        return handle;
-    }
-
-private:
-    HGLOBAL m_handle;
-    uint8_t *m_bytes;
-};
-
 // Fills in the rows of a DIB of the bitmap's own format.
 int CopyRows(BitmapHandle *bitmap, uint8_t *rows)
 {
@@ -164,8 +126,8 @@ int ConvertRows(BitmapHandle *bitmap, uint8_t *rows, const DibLayout &layout, co
 // Makes a DIB around the storage block of a bitmap in global memory. The bitmap must be unlocked. Null: unchanged.
 HGLOBAL StorageToDib(BitmapHandle *bitmap, const DibLayout &layout, const RGBQUAD *colors)
 {
-    const HGLOBAL block = ::GlobalReAlloc(reinterpret_cast<HGLOBAL>(bitmap->Handle), SIZE_T(layout.totalBytes),
-                                          GMEM_MOVEABLE);
+    const HGLOBAL block =
+        ::GlobalReAlloc(reinterpret_cast<HGLOBAL>(bitmap->Handle), SIZE_T(layout.totalBytes), GMEM_MOVEABLE);
     if (!block)
         return nullptr;
     uint8_t *dib = static_cast<uint8_t *>(::GlobalLock(block));
@@ -265,8 +227,10 @@ int ReadHeader(const uint8_t *bytes, uint64_t available, DibInfo *info)
         return ERR_INV_PARAMETER;
     memcpy(&headerSize, bytes, sizeof headerSize);
     const bool core = headerSize == kCoreHeaderSize;
-    if (!core && (headerSize < kInfoHeaderSize || headerSize > kLargestHeaderSize))
+    if (!core && headerSize < kInfoHeaderSize)
         return ERR_BAD_REQUEST;
+    if (headerSize > available)
+        return ERR_INV_PARAMETER;
     HeaderFields fields;
     if (!(core ? ReadFields<BITMAPCOREHEADER>(bytes, available, &fields)
                : ReadFields<BITMAPINFOHEADER>(bytes, available, &fields)))
@@ -280,6 +244,15 @@ int ReadHeader(const uint8_t *bytes, uint64_t available, DibInfo *info)
     info->xResolution = ResolutionOf(fields.xPixelsPerMetre, HORZRES);
     info->yResolution = ResolutionOf(fields.yPixelsPerMetre, VERTRES);
     return RESULT_SUCCESS;
+}
+
+// The same for a whole packed DIB, which must hold all that its header promises.
+int ReadPackedHeader(const uint8_t *dib, uint64_t available, DibInfo *info)
+{
+    const int status = ReadHeader(dib, available, info);
+    if (Failed(status))
+        return status;
+    return uint64_t(info->RowsOffset()) + info->size <= available ? RESULT_SUCCESS : ERR_INV_PARAMETER;
 }
 
 // Initialises a bitmap as the DIB describes it, with its palette: missing entries black, surplus ones left out.
@@ -335,7 +308,8 @@ void ReverseRows(uint8_t *rows, const DibInfo &info)
         }
 }
 
-// Makes the DIB's own block the storage of a bitmap in global memory. The block is locked on entry, unlocked on success.
+// Makes the DIB's own block the storage of a bitmap in global memory. The block is locked on entry, unlocked on
+// success.
 int BitmapFromBlock(BitmapHandle *bitmap, const DibInfo &info, HGLOBAL dib, uint8_t *bytes)
 {
     PendingBitmap made;
@@ -355,6 +329,15 @@ int BitmapFromBlock(BitmapHandle *bitmap, const DibInfo &info, HGLOBAL dib, uint
 }
 
 } // namespace
+
+int vexo::FindDibRows(const uint8_t *dib, uint64_t available, const uint8_t **rows)
+{
+    DibInfo info;
+    const int status = ReadPackedHeader(dib, available, &info);
+    if (!Failed(status))
+        *rows = dib + info.RowsOffset();
+    return status;
+}
 
 // ---- Exports --------------------------------------------------------------------------------------------------
 
@@ -406,8 +389,8 @@ HGLOBAL VEXO_CALL V_ChangeToDIB(BitmapHandle *bitmap)
         WriteHeader(dib.bytes(), bitmap, layout, bitmap->ColorCount);
         WriteColorTable(dib.bytes(), colors, layout.colorCount);
         uint8_t *rows = dib.bytes() + layout.RowsOffset();
-        const int status = convert ? ConvertRows(bitmap, rows, layout, IsPalettised(bits) ? colors : nullptr)
-                                   : CopyRows(bitmap, rows);
+        const int status =
+            convert ? ConvertRows(bitmap, rows, layout, IsPalettised(bits) ? colors : nullptr) : CopyRows(bitmap, rows);
         if (!Failed(status))
             result = dib.Release();
     }
@@ -424,10 +407,12 @@ int VEXO_CALL V_ConvertFromDIB(BitmapHandle *bitmap, const BITMAPINFOHEADER *hea
         return ERR_INV_PARAMETER;
     const uint8_t *bytes = reinterpret_cast<const uint8_t *>(header);
     DibInfo info;
-    const int status = ReadHeader(bytes, kLargestHeaderSize, &info);
-    return Failed(status)
-               ? status
-               : BitmapFromParts(bitmap, info, bytes + info.headerSize, static_cast<const uint8_t *>(bits));
+    int status = ReadHeader(bytes, kLargestHeaderSize, &info);
+    if (!Failed(status))
+        status = BitmapFromParts(bitmap, info, bytes + info.headerSize, static_cast<const uint8_t *>(bits));
+    if (!Failed(status))
+        bitmap->ColorOrder = COLOR_ORDER_BGR; // Deliberate: at every depth, also where the order means nothing.
+    return status;
 }
 
 int VEXO_CALL V_ChangeFromDIB(BitmapHandle *bitmap, HGLOBAL dib)
@@ -439,9 +424,7 @@ int VEXO_CALL V_ChangeFromDIB(BitmapHandle *bitmap, HGLOBAL dib)
         return ERR_INV_PARAMETER;
     const uint64_t available = ::GlobalSize(dib);
     DibInfo info;
-    int status = ReadHeader(bytes, available, &info);
-    if (!Failed(status) && uint64_t(info.RowsOffset()) + info.size > available)
-        status = ERR_INV_PARAMETER;
+    int status = ReadPackedHeader(bytes, available, &info);
     if (Failed(status)) {
         ::GlobalUnlock(dib);
         return status;

@@ -104,7 +104,7 @@ typedef struct BitmapHandle {
     int ColorCount;              /* 1 << BitsPerPixel for 8 bits or fewer, else 0 */
     HPALETTE Palette;            /* the bitmap's palette or null; owned by the record */
     int Orientation;             /* ORIENT_BOTTOM_UP (default) or ORIENT_TOP_DOWN */
-    int ColorOrder;              /* COLOR_ORDER_ value; 0 for palettised depths */
+    int ColorOrder;              /* COLOR_ORDER_ value; not looked at for palettised depths */
     unsigned Size;               /* bytes of uncompressed storage; 0: never initialised. Compressed storage: bytes of
                                     the row pool after each row write */
     void *DitherState;           /* working state of a dithering pass, or null */
@@ -640,19 +640,20 @@ VEXO_API HGLOBAL VEXO_CALL V_ConvertToDIB(BitmapHandle *bitmap);
 VEXO_API HGLOBAL VEXO_CALL V_ChangeToDIB(BitmapHandle *bitmap);
 
 /* Make a bitmap in memory storage from a DIB. Both check the header before they trust it: 12-byte core headers and
- * headers of 40 to 124 bytes; 1, 4, 8, 16, 24 or 32 bits; one plane; no compression. Rows stored top down (negative
+ * headers of 40 bytes or more; 1, 4, 8, 16, 24 or 32 bits; one plane; no compression. Rows stored top down (negative
  * height) are turned over, so that the result is always ORIENT_BOTTOM_UP. A colour table that is too short for the
  * depth is padded with black, one that is too long is cut. A resolution of 0 takes the screen's width or height in
  * pixels as pixels per metre (deliberate).
  *
- * V_ConvertFromDIB   `header` is followed by the colour table; `bits` holds the rows, each padded to 4 bytes.
- *                    The record is filled as by V_InitBitmap, whatever it held.
+ * V_ConvertFromDIB   `header`, of at most 124 bytes, is followed by the colour table; `bits` holds the rows, each
+ *                    padded to 4 bytes. ColorOrder is COLOR_ORDER_BGR at every depth.
  * V_ChangeFromDIB    the block holds header, table and rows; it is freed, or becomes the bitmap's storage, on success
  *                    and stays the caller's on failure. Nothing beyond GlobalSize is read.
+ * The record is filled as by V_InitBitmap, whatever it held.
  * Return RESULT_SUCCESS; ERR_NO_BITMAP or ERR_INV_PARAMETER for null arguments (V_ConvertFromDIB: a null record is
- * ERR_NO_BITMAP); ERR_INV_PARAMETER for a block that cannot be locked or is too short for what its header says, and
- * for a width below 1 or a height of 0; ERR_BAD_REQUEST for another layout; ERR_INV_RANGE for a size beyond 32 bits;
- * ERR_NO_MEMORY. The record is unchanged on failure. */
+ * ERR_NO_BITMAP); ERR_INV_PARAMETER for a block that cannot be locked or is too short for what its header says, a
+ * longer header, a width below 1 or a height of 0; ERR_BAD_REQUEST for another layout; ERR_INV_RANGE for a size beyond
+ * 32 bits; ERR_NO_MEMORY. The record is unchanged on failure. */
 VEXO_API int VEXO_CALL V_ConvertFromDIB(BitmapHandle *bitmap, const BITMAPINFOHEADER *header, const void *bits);
 VEXO_API int VEXO_CALL V_ChangeFromDIB(BitmapHandle *bitmap, HGLOBAL dib);
 

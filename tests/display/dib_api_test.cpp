@@ -100,7 +100,8 @@ TEST_F(Dib, HoldsThePictureAtEveryDepthOrderAndStorage)
                 const StorageScope scope(kind);
                 const Image image = Image::Random(random, random.Between(1, 40), random.Between(1, 9), bits);
                 BitmapOptions options = {variant & 1 ? COLOR_ORDER_BGR : COLOR_ORDER_RGB,
-                                         variant & 2 ? ORIENT_BOTTOM_UP : ORIENT_TOP_DOWN, {}};
+                                         variant & 2 ? ORIENT_BOTTOM_UP : ORIENT_TOP_DOWN,
+                                         {}};
                 if (bits <= 8)
                     options.palette = RandomPalette(random, 1 << bits);
                 TestBitmap bitmap(kind, image, options);
@@ -148,14 +149,26 @@ TEST_F(Dib, ComesBackAsItWentOut)
             for (BitmapHandle *made : {back.get(), second.get()}) {
                 EXPECT_EQ(150, made->XResolution);
                 EXPECT_EQ(ORIENT_BOTTOM_UP, made->Orientation);
-                EXPECT_EQ(bits > 8 ? COLOR_ORDER_BGR : 0, made->ColorOrder);
+                EXPECT_EQ(bits > 8 || made == back.get() ? COLOR_ORDER_BGR : 0, made->ColorOrder);
                 EXPECT_EQ(1, bits > 8 || V_CompareHandleToPalette(made->Palette, V_IntGetFixedPalette(bits), table));
             }
         }
 }
 
-TEST_F(Dib, ReadsTopDownRowsCoreHeadersAndOddColourTables)
+TEST_F(Dib, ReadsTopDownRowsOtherHeadersAndOddColourTables)
 {
+    for (const DWORD size : {64u, 108u, 124u, 200u}) {
+        BITMAPINFOHEADER header = Header(1, 1, 24);
+        header.biSize = size;
+        DibWriter longer;
+        longer.Add(header);
+        longer.bytes.resize(size, 0x55);
+        longer.Add(0x00123456u);
+        TestBitmap bitmap;
+        ASSERT_EQ(RESULT_SUCCESS, V_ChangeFromDIB(bitmap.get(), longer.Block()));
+        EXPECT_EQ((std::vector<uint32_t>{0x123456}), Load(bitmap.get()).pixels);
+    }
+
     DibWriter topDown;
     topDown.Add(Header(1, -3, 24));
     for (const uint32_t row : {0x00000001u, 0x00000002u, 0x00000003u})
@@ -222,8 +235,10 @@ TEST_F(Dib, RefusesWhatTheHeaderOrTheBlockDoesNotAllow)
         refuse(ERR_BAD_REQUEST, withHeader(4, 4, bits, plain));
     refuse(ERR_BAD_REQUEST, withHeader(4, 4, 8, [](BITMAPINFOHEADER &h) { h.biPlanes = 2; }));
     refuse(ERR_BAD_REQUEST, withHeader(4, 4, 8, [](BITMAPINFOHEADER &h) { h.biCompression = BI_RLE8; }));
-    for (const DWORD size : {0u, 11u, 39u, 125u, 0xFFFFFFFFu})
+    for (const DWORD size : {0u, 11u, 39u})
         refuse(ERR_BAD_REQUEST, withHeader(4, 4, 8, [size](BITMAPINFOHEADER &h) { h.biSize = size; }));
+    for (const DWORD size : {2000u, 0xFFFFFFFFu}) // beyond the block
+        refuse(ERR_INV_PARAMETER, withHeader(4, 4, 8, [size](BITMAPINFOHEADER &h) { h.biSize = size; }));
     for (const DWORD used : {1000u, 0x40000000u, 0xFFFFFFFFu})
         refuse(ERR_INV_PARAMETER, withHeader(4, 4, 8, [used](BITMAPINFOHEADER &h) { h.biClrUsed = used; }));
     for (const size_t length : {1, 3, 4, 12, 39}) {

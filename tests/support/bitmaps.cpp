@@ -174,6 +174,17 @@ Image Load(BitmapHandle *bitmap)
     return image;
 }
 
+std::vector<COLORREF> ColorsFromTop(BitmapHandle *bitmap)
+{
+    std::vector<COLORREF> colors;
+    for (int y = 0; y < bitmap->Height; ++y) {
+        const int row = bitmap->Orientation == ORIENT_BOTTOM_UP ? bitmap->Height - 1 - y : y;
+        for (int x = 0; x < bitmap->Width; ++x)
+            colors.push_back(V_GetPixelColor(bitmap, row, x));
+    }
+    return colors;
+}
+
 // ---- Bitmaps --------------------------------------------------------------------------------------------------
 
 TestBitmap::TestBitmap(StorageKind kind, int width, int height, int bits, const BitmapOptions &options)

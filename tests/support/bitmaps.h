@@ -100,6 +100,9 @@ private:
     BitmapHandle m_record = {};
 };
 
+// The colours of a bitmap's pixels as V_GetPixelColor tells them, top line first.
+std::vector<COLORREF> ColorsFromTop(BitmapHandle *bitmap);
+
 // A record's bytes, pixels and palette, to see later whether an operation left them alone. The row cache may move, as
 // it does with every row that is read, but must still tell the truth.
 class BitmapSnapshot {

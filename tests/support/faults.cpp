@@ -80,6 +80,11 @@ void InstallFaults()
     FAULT(kFaultGdi, "gdi32.dll", SetRectRgn, FALSE);
     FAULT(kFaultGdi, "gdi32.dll", OffsetRgn, ERROR);
     FAULT(kFaultGdi, "user32.dll", GetDC, nullptr);
+
+    FAULT(kFaultClipboard, "user32.dll", OpenClipboard, FALSE);
+    FAULT(kFaultClipboard, "user32.dll", EmptyClipboard, FALSE);
+    FAULT(kFaultClipboard, "user32.dll", SetClipboardData, nullptr);
+    FAULT(kFaultClipboard, "user32.dll", GetClipboardData, nullptr);
 }
 
 bool FaultInjector::ShouldFail(unsigned kind, const char *function)

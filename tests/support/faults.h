@@ -13,6 +13,8 @@ inline constexpr unsigned kFaultMappings = 2; // page-file mappings and their vi
 inline constexpr unsigned kFaultFiles = 4;    // files: made, named, extended, written, read, positioned
 inline constexpr unsigned kFaultGdi = 8;      // palettes, bitmaps, brushes, regions, device contexts
 inline constexpr unsigned kFaultAll = 15;
+// Opening, emptying, writing and reading the clipboard.
+inline constexpr unsigned kFaultClipboard = 32;
 // Locking a block, which fails in no system the library meets; for the places that look at the result all the same.
 inline constexpr unsigned kFaultLocks = 16;
 

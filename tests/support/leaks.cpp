@@ -27,6 +27,7 @@ LPVOID WINAPI MyMapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DW
 BOOL WINAPI MyUnmapViewOfFile(LPCVOID data);
 UINT WINAPI MyGetTempFileNameA(LPCSTR path, LPCSTR prefix, UINT unique, LPSTR name);
 BOOL WINAPI MyDeleteFileA(LPCSTR name);
+HANDLE WINAPI MySetClipboardData(UINT format, HANDLE data);
 
 struct Hooks {
     ImportHook<decltype(::GlobalAlloc)> globalAlloc{"kernel32.dll", "GlobalAlloc", MyGlobalAlloc};
@@ -36,6 +37,7 @@ struct Hooks {
     ImportHook<decltype(::UnmapViewOfFile)> unmapViewOfFile{"kernel32.dll", "UnmapViewOfFile", MyUnmapViewOfFile};
     ImportHook<decltype(::GetTempFileNameA)> getTempFileName{"kernel32.dll", "GetTempFileNameA", MyGetTempFileNameA};
     ImportHook<decltype(::DeleteFileA)> deleteFile{"kernel32.dll", "DeleteFileA", MyDeleteFileA};
+    ImportHook<decltype(::SetClipboardData)> setClipboardData{"user32.dll", "SetClipboardData", MySetClipboardData};
 };
 PermanentHooks<Hooks> hooks;
 
@@ -112,6 +114,16 @@ BOOL WINAPI MyDeleteFileA(LPCSTR name)
     return isDeleted;
 }
 
+// What the clipboard takes is its own from then on.
+HANDLE WINAPI MySetClipboardData(UINT format, HANDLE data)
+{
+    const HANDLE taken = hooks->setClipboardData.Next()(format, data);
+    const Lock lock(guard);
+    if (taken)
+        blocks.erase(data);
+    return taken;
+}
+
 // What the system makes on first use and keeps is no leak of the test that happens to come first.
 void UseEverythingOnce()
 {
@@ -123,6 +135,7 @@ void UseEverythingOnce()
     OutputDebugStringA(""); // the test framework writes failures there
 
     const HDC screen = GetDC(nullptr);
+    ReleaseDC(nullptr, GetDC(nullptr)); // a second one at the same time
     const HDC memory = CreateCompatibleDC(screen);
     const HBITMAP bitmap = CreateCompatibleBitmap(screen, 8, 8);
     const HGDIOBJ former = SelectObject(memory, bitmap);

@@ -1,0 +1,54 @@
+// What the display folder shares of packed DIBs: the global blocks they travel in, and a check of one that came from
+// outside.
+#ifndef VEXO_DISPLAY_DIB_H
+#define VEXO_DISPLAY_DIB_H
+
+#include "core/core.h"
+
+namespace vexo {
+
+inline constexpr int64_t kMaxDibBytes = 0xFFFFFFFFll;
+
+// A movable global block, locked; the form in which DIBs travel.
+class GlobalBlock {
+public:
+    explicit GlobalBlock(int64_t size)
+        : m_handle(size <= kMaxDibBytes ? ::GlobalAlloc(GMEM_MOVEABLE | GMEM_SHARE, SIZE_T(size)) : nullptr),
+          m_bytes(m_handle ? static_cast<uint8_t *>(::GlobalLock(m_handle)) : nullptr)
+    {
+    }
+    ~GlobalBlock()
+    {
+        if (m_bytes)
+            ::GlobalUnlock(m_handle);
+        if (m_handle)
+            ::GlobalFree(m_handle);
+    }
+    GlobalBlock(const GlobalBlock &) = delete;
+    GlobalBlock &operator=(const GlobalBlock &) = delete;
+
+    explicit operator bool() const { return m_bytes != nullptr; }
+    uint8_t *bytes() const { return m_bytes; }
+
+    // Unlocks the block and hands it over.
+    HGLOBAL Release()
+    {
+        ::GlobalUnlock(m_handle);
+        m_bytes = nullptr;
+        const HGLOBAL handle = m_handle;
+        m_handle = nullptr;
+        return handle;
+    }
+
+private:
+    HGLOBAL m_handle;
+    uint8_t *m_bytes;
+};
+
+// Holds the header of a packed DIB of `available` bytes against what the block really contains, and finds the rows in
+// it. Errors as for V_ChangeFromDIB.
+int FindDibRows(const uint8_t *dib, uint64_t available, const uint8_t **rows);
+
+} // namespace vexo
+
+#endif
