@@ -56,6 +56,7 @@ constexpr std::span<const vexo::bench::Workload> (*kRows[])() = {
     vexo::bench::CopyRows,
     vexo::bench::DitherRows,
     vexo::bench::RegionRows,
+    vexo::bench::SizeRows,
     vexo::bench::TurnRows,
 };
 

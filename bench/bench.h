@@ -51,6 +51,7 @@ std::span<const Workload> DitherRows();
 std::span<const Workload> CopyRows();
 std::span<const Workload> TurnRows();
 std::span<const Workload> RegionRows();
+std::span<const Workload> SizeRows();
 
 } // namespace vexo::bench
 

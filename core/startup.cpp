@@ -8,6 +8,7 @@
 #include "core/win32s.h"
 #include "geometry/combine_kernels.h"
 #include "geometry/mirror_kernels.h"
+#include "geometry/size_kernels.h"
 #include "geometry/turn_kernels.h"
 #include "regions/match_kernels.h"
 
@@ -121,6 +122,7 @@ bool AttachProcess(HMODULE module)
     SelectCombineKernels(level);
     SelectMatchKernels(level);
     SelectTurnKernels(level);
+    SelectSizeKernels(level);
 
     if (process.processCount == 0) {
         process.isWin32s = IsWin32sVersion(::GetVersion());

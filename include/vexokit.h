@@ -790,6 +790,75 @@ VEXO_API int VEXO_CALL V_ClearBitmap(BitmapHandle *bitmap);
 
 /* ---- Resize and resample ------------------------------------------------------------------------------------- */
 
+/* Nearest sampling takes source pixel floor(i * old / new) for pixel i of a row and source row likewise for row i, both
+ * counted from stored row and column 0. Pixels are copied as they are; palettes and colour orders are not looked at. */
+
+/* What V_Resize keeps between rows: made by V_StartResize, read-only to the caller. 56 bytes in both libraries. */
+typedef struct ResizeContext {
+    int LastRow;      /* row of the last call, -1 at first */
+    int Backward;     /* 1 while rows come in descending order */
+    int OldWidth;
+    int OldHeight;
+    int NewWidth;
+    int NewHeight;
+    int XStep;        /* OldWidth / NewWidth */
+    int XFraction;    /* OldWidth mod NewWidth */
+    int Reserved[2];
+    int YRepeat;      /* NewHeight / OldHeight */
+    int YFraction;    /* NewHeight mod OldHeight */
+    int Reserved2;
+    int YAccumulator; /* running remainder of the rows, below OldHeight */
+} ResizeContext;
+
+/* Resizing of rows that the caller streams through one buffer. V_StopResize frees the context; null is accepted.
+ * Return RESULT_SUCCESS; V_StartResize ERR_INV_PARAMETER for a width or height below 1 or a null `context`, or
+ * ERR_NO_MEMORY. */
+VEXO_API int VEXO_CALL V_StartResize(int oldWidth, int oldHeight, int newWidth, int newHeight,
+                                     ResizeContext **context);
+VEXO_API int VEXO_CALL V_StopResize(ResizeContext *context);
+
+/* Scales one source row in place and tells how many destination rows it becomes. Rows may come in any order; those of
+ * a whole picture, upward or downward, add up to NewHeight.
+ *
+ * buffer        the packed source row, with room for the larger of the two rows; unchanged when the count is 0
+ * row           its number, 0 to OldHeight - 1
+ * bitsPerPixel  1 to 8, 16, 24 or 32
+ * newWidth      receives NewWidth
+ * rowCount      receives the number of destination rows, 0 when the row is dropped
+ * Bits behind the last pixel of a narrower or wider row are 0 in its last byte; the bytes behind stay as they are.
+ * Returns the row count; ERR_INV_PARAMETER for a null pointer or an unknown depth; ERR_INV_RANGE for a row outside the
+ * source. */
+VEXO_API int VEXO_CALL V_Resize(void *buffer, int row, int bitsPerPixel, int *newWidth, int *rowCount,
+                                ResizeContext *context);
+
+/* Fills an allocated bitmap with the picture of another of the same depth by nearest sampling. With different
+ * orientations destination row i goes to row height - 1 - i. Regions do not count; progress goes to the status
+ * callback. A bitmap given as both changes nothing.
+ * Returns RESULT_SUCCESS; ERR_NO_BITMAP for a null record or one without storage; ERR_INV_PARAMETER for different
+ * depths; ERR_NO_MEMORY; a storage error or the callback's result, after which the rows written so far have changed. */
+VEXO_API int VEXO_CALL V_ResizeBitmap(BitmapHandle *source, BitmapHandle *destination);
+
+/* Resizes a bitmap in place by nearest sampling; the region is scaled with it, everything else but the pixels is kept.
+ * The storage and the palette are new objects. The current size changes nothing.
+ * Returns RESULT_SUCCESS; ERR_INV_PARAMETER (deliberately not ERR_NO_BITMAP) for a null record or one without storage;
+ * ERR_INV_RANGE for a width or height below 1 or a size beyond 32 bits; ERR_NO_MEMORY; a storage error; the
+ * callback's result. */
+VEXO_API int VEXO_CALL V_SizeBitmap(BitmapHandle *bitmap, int newWidth, int newHeight);
+
+/* Resizes a bitmap in place with filtering; the region is scaled with it. Columns first, then rows: shrinking takes the
+ * mean of the pixels from floor(i * old / new) to the next one's first, truncated; enlarging lets source pixel a run
+ * over n = floor((a + 1) * new / old) - floor(a * new / old) pixels, pixel k of a run being
+ * floor((a * (n - k) + b * k) / n) with the next source pixel b (the last one has no next and stays flat), and moves
+ * the picture by half the first run, filled with the first pixel, so that the ramps are centred.
+ *
+ * The work is done on 24-bit pixels, on 32-bit pixels for 32-bit bitmaps, where the fourth byte is a channel like the
+ * others. Gray 8-bit bitmaps and those deeper than 8 bits are converted back by V_ConvertBuffer, all others are
+ * dithered to their palette (the fixed one without it) by the bitmap's dithering method, row by row from row 0.
+ * Returns RESULT_SUCCESS; ERR_NO_BITMAP for a null record or one without storage; ERR_INV_RANGE for a width or height
+ * below 1, a size beyond 32 bits or a factor of 16 million or more; ERR_INV_PARAMETER for a palettised bitmap with an
+ * unknown dithering method; ERR_NO_MEMORY; a storage error; the callback's result. */
+VEXO_API int VEXO_CALL V_ResampleBitmap(BitmapHandle *bitmap, int newWidth, int newHeight);
+
 /* ---- Rotate and shear ---------------------------------------------------------------------------------------- */
 
 /* Rotate a bitmap and its region in place. A positive angle turns the picture clockwise as it is seen, whatever its
@@ -815,6 +884,18 @@ VEXO_API int VEXO_CALL V_RotateBitmap(BitmapHandle *bitmap, int degrees, int res
 VEXO_API int VEXO_CALL V_RotateBitmapFine(BitmapHandle *bitmap, int angle, int resize, COLORREF fill);
 VEXO_API int VEXO_CALL V_IntRotateBitmapFine(BitmapHandle *bitmap, int angle, int resize, COLORREF fill,
                                              int progressStart, int progressEnd);
+
+/* Shears a bitmap in place and widens it by what the last row is moved.
+ *
+ * angle       in hundredths of a degree, -4500 to 4500
+ * horizontal  not 0: row i from the top of the picture moves right by floor(i * sin / cos) pixels, with 0 for the
+ *             first row, left for a negative angle; 0: the same between two quarter turns, so that columns move
+ * fillColor   of the uncovered corners: a colour, or COLOR_INDEX(i)
+ * The region moves with the pixels; one percentage runs over all steps.
+ * Returns RESULT_SUCCESS; ERR_NO_BITMAP for a null record or one without storage; ERR_INV_PARAMETER for another angle;
+ * ERR_INV_RANGE when the widened row would exceed 32768 bytes; ERR_NO_MEMORY; a storage error; the callback's
+ * result. */
+VEXO_API int VEXO_CALL V_ShearBitmap(BitmapHandle *bitmap, int angle, int horizontal, COLORREF fillColor);
 
 /* ---- Flip and reverse ---------------------------------------------------------------------------------------- */
 
