@@ -3,6 +3,7 @@
 #ifndef VEXO_TESTS_REGIONS_MASKS_H
 #define VEXO_TESTS_REGIONS_MASKS_H
 
+#include "regions/region.h"
 #include "tests/support/bitmaps.h"
 
 #include <gtest/gtest.h>
@@ -10,14 +11,10 @@
 #include <algorithm>
 #include <vector>
 
-#ifndef VEXOKIT_TESTING_DLL
-#include "regions/region.h"
-#endif
 
 namespace vexo::test {
 
-#ifndef VEXOKIT_TESTING_DLL
-// The record itself.
+// The record itself, whichever library made it.
 inline void ExpectSoundRecord(const BitmapRegion &region)
 {
     const RECT &bounds = region.Bounds;
@@ -36,16 +33,13 @@ inline void ExpectSoundRecord(const BitmapRegion &region)
     }
     EXPECT_EQ(bytes, region.SegmentDataSize);
 }
-#endif
 
 // The pixels of a bitmap's region (all of them without one), and that the segments, bounds, area and points that the
 // library tells of are those of one region inside the bitmap.
 inline Image MaskOf(BitmapHandle *bitmap)
 {
-#ifndef VEXOKIT_TESTING_DLL
     if (bitmap->Region)
         ExpectSoundRecord(*bitmap->Region);
-#endif
     Image mask(bitmap->Width, bitmap->Height, 1);
     unsigned maximum = 0, area = 0;
     EXPECT_EQ(RESULT_SUCCESS, V_GetBitmapClipSegmentsMax(bitmap, &maximum));
