@@ -37,99 +37,92 @@ bool CopyList(T *&copy, const T *list, unsigned bytes)
 
 // ---- The builder ----------------------------------------------------------------------------------------------
 
-RegionBuilder::RegionBuilder(int top, int rows) : m_region(EmptyRegion()), m_row(top)
+RegionBuilder::RegionBuilder(int top, int rows) : m_top(top), m_row(top)
 {
-    if (!m_region || rows <= 0)
+    if (rows <= 0)
         return;
     const uint64_t bytes = uint64_t(rows) * sizeof(RegionRow);
     if (bytes <= UINT32_MAX)
-        m_region->RowTable = static_cast<RegionRow *>(V_OsAllocInit(unsigned(bytes), 1));
-    if (!m_region->RowTable)
-        Fail();
+        m_rows = static_cast<RegionRow *>(V_OsAllocInit(unsigned(bytes), 1));
+    m_failed = !m_rows;
 }
 
-RegionBuilder::~RegionBuilder() { FreeRegion(m_region); }
+RegionBuilder::~RegionBuilder() { Fail(); }
 
 void RegionBuilder::Fail()
 {
-    FreeRegion(m_region);
-    m_region = nullptr;
+    V_OsFree(m_rows);
+    V_OsFree(m_values);
+    m_rows = nullptr;
+    m_values = m_rowStart = m_next = m_limit = nullptr;
+    m_failed = true;
 }
 
 int *RegionBuilder::Grow(size_t values)
 {
-    if (!m_region)
+    if (m_failed)
         return nullptr;
-    const size_t needed = m_used + values;
-    const size_t capacity = std::min(kMostValues, std::max({needed, m_capacity + m_capacity / 2, kFirstValues}));
-    void *grown = nullptr;
-    if (needed <= kMostValues && values <= kMostValues) {
-        const unsigned bytes = unsigned(capacity * sizeof(int));
-        grown = m_region->SegmentData ? ReAllocKeepingLock(m_region->SegmentData, bytes) : V_OsAlloc(bytes);
+    const size_t used = size_t(m_next - m_values), capacity = size_t(m_limit - m_values);
+    const size_t rowStart = size_t(m_rowStart - m_values);
+    if (values > kMostValues - used) {
+        Fail();
+        return nullptr;
     }
+    const size_t enough = std::min(kMostValues, std::max({used + values, capacity + capacity / 2, kFirstValues}));
+    const unsigned bytes = unsigned(enough * sizeof(int));
+    auto *grown = static_cast<int *>(m_values ? ReAllocKeepingLock(m_values, bytes) : V_OsAlloc(bytes));
     if (!grown) {
         Fail();
         return nullptr;
     }
-    m_region->SegmentData = static_cast<int *>(grown);
-    m_capacity = capacity;
-    return m_region->SegmentData + m_used;
+    m_values = grown;
+    m_rowStart = grown + rowStart;
+    m_next = grown + used;
+    m_limit = grown + enough;
+    return m_next;
 }
 
-void RegionBuilder::Add(int start, int end)
+void RegionBuilder::RepeatRows(int count)
 {
-    if (start >= end)
+    const int last = m_lastRow;
+    if (m_failed || count <= 0 || last < m_firstRow) {
+        m_row += std::max(count, 0);
         return;
-    if (m_region && m_used > m_rowStart && start <= m_region->SegmentData[m_used - 1]) {
-        int &last = m_region->SegmentData[m_used - 1];
-        last = std::max(last, end);
-        return;
     }
-    if (int *values = Reserve(2)) {
-        values[0] = start;
-        values[1] = end;
-        Commit(2);
+    const size_t size = m_rows[last - m_top].Count;
+    for (int i = 0; i < count; ++i) {
+        int *out = Reserve(size);
+        if (!out)
+            return;
+        const int *row = m_rowStart - size; // the last row's values are the last ones
+        for (size_t x = 0; x < size; ++x)
+            out[x] = row[x];
+        Commit(size);
+        EndRow();
     }
-}
-
-void RegionBuilder::EndRow()
-{
-    const size_t count = m_used - m_rowStart;
-    if (m_region && count > 0) {
-        const int first = m_region->SegmentData[m_rowStart], last = m_region->SegmentData[m_used - 1];
-        RECT &bounds = m_region->Bounds;
-        if (m_region->RowTableSize == 0)
-            bounds = {first, m_row, last, m_row};
-        bounds.left = std::min<LONG>(bounds.left, first);
-        bounds.right = std::max<LONG>(bounds.right, last);
-        bounds.bottom = m_row + 1;
-        m_region->RowTable[m_row - bounds.top] = {unsigned(count), unsigned(m_rowStart * sizeof(int))};
-        m_region->RowTableSize = unsigned(bounds.bottom - bounds.top) * sizeof(RegionRow);
-        m_lastRowStart = m_rowStart;
-        m_rowStart = m_used;
-    }
-    ++m_row;
-}
-
-void RegionBuilder::RepeatRow()
-{
-    const size_t count = m_rowStart - m_lastRowStart;
-    if (int *values = Reserve(count)) {
-        memcpy(values, m_region->SegmentData + m_lastRowStart, count * sizeof(int));
-        Commit(count);
-    }
-    EndRow();
 }
 
 BitmapRegion *RegionBuilder::Finish()
 {
-    if (m_region) {
-        m_region->SegmentDataSize = unsigned(m_rowStart * sizeof(int));
-        Trim(m_region->RowTable, m_region->RowTableSize);
-        Trim(m_region->SegmentData, m_region->SegmentDataSize);
+    BitmapRegion *region = m_failed ? nullptr : EmptyRegion();
+    if (!region) {
+        Fail();
+        return nullptr;
     }
-    BitmapRegion *region = m_region;
-    m_region = nullptr;
+    if (m_firstRow <= m_lastRow) {
+        const size_t rows = size_t(m_lastRow - m_firstRow) + 1;
+        memmove(m_rows, m_rows + (m_firstRow - m_top), rows * sizeof(RegionRow));
+        region->Bounds = {m_left, m_firstRow, m_right, m_lastRow + 1};
+        region->RowTableSize = unsigned(rows * sizeof(RegionRow));
+        region->SegmentDataSize = unsigned((m_rowStart - m_values) * sizeof(int));
+    }
+    region->RowTable = m_rows;
+    region->SegmentData = m_values;
+    Trim(region->RowTable, region->RowTableSize);
+    Trim(region->SegmentData, region->SegmentDataSize);
+    m_rows = nullptr;
+    m_values = m_rowStart = m_next = m_limit = nullptr;
+    m_failed = true; // spent
     return region;
 }
 

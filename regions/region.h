@@ -78,18 +78,32 @@ public:
 
     // Appends a segment to the current row. Empty ones are dropped; one that begins at or before the end of the last
     // is joined to it. Starts must not descend within a row.
-    void Add(int start, int end);
+    void Add(int start, int end)
+    {
+        if (start >= end)
+            return;
+        if (m_next != m_rowStart && start <= m_next[-1]) {
+            m_next[-1] = std::max(m_next[-1], end);
+        } else if (int *values = Reserve(2)) {
+            values[0] = start;
+            values[1] = end;
+            Commit(2);
+        }
+    }
     // For those that write x values themselves: room for `values` of them behind the current row's, or null; and the
     // number written, which obeys the rules of the record.
-    int *Reserve(size_t values)
-    {
-        return m_region && m_capacity - m_used >= values && m_capacity ? m_region->SegmentData + m_used : Grow(values);
-    }
-    void Commit(size_t values) { m_used += values; }
+    int *Reserve(size_t values) { return size_t(m_limit - m_next) >= values && m_next ? m_next : Grow(values); }
+    void Commit(size_t values) { m_next += values; }
     // The current row is complete, maybe without a segment; the next one begins.
-    void EndRow();
-    // The current row, which is empty so far, becomes the same as the last one that has segments, and is complete.
-    void RepeatRow();
+    void EndRow()
+    {
+        if (m_next != m_rowStart)
+            CloseRow();
+        ++m_row;
+    }
+    // The current row, which is empty so far, and those below it, `count` in all, become the same as the last one that
+    // has segments.
+    void RepeatRows(int count);
     // Goes on with a row further down; those between are empty.
     void SkipTo(int row) { m_row = row; }
 
@@ -99,13 +113,27 @@ public:
 private:
     int *Grow(size_t values);
     void Fail();
+    void CloseRow()
+    {
+        m_rows[m_row - m_top] = {unsigned(m_next - m_rowStart), unsigned((m_rowStart - m_values) * sizeof(int))};
+        m_left = std::min(m_left, *m_rowStart);
+        m_right = std::max(m_right, m_next[-1]);
+        m_firstRow = std::min(m_firstRow, m_row);
+        m_lastRow = m_row;
+        m_rowStart = m_next;
+    }
 
-    BitmapRegion *m_region; // null after a failure
+    // The lists: the table of rows from m_top on, and the x values. After a failure there are none.
+    RegionRow *m_rows = nullptr;
+    int *m_values = nullptr;
+    int *m_rowStart = nullptr; // first value of the current row
+    int *m_next = nullptr;     // place of the next value
+    int *m_limit = nullptr;    // end of the room there is
+    bool m_failed = false;
+    int m_top;
     int m_row;
-    size_t m_lastRowStart = 0; // first value of the last row that has segments
-    size_t m_rowStart = 0;     // and of the current row
-    size_t m_used = 0;         // values written
-    size_t m_capacity = 0;     // values there is room for
+    int m_firstRow = INT32_MAX, m_lastRow = INT32_MIN; // those with segments
+    int m_left = INT32_MAX, m_right = INT32_MIN;
 };
 
 // Functions that return a region give it to the caller, who frees it or stores it in a bitmap; null: no memory.

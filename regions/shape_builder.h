@@ -66,8 +66,8 @@ public:
     void EndRows()
     {
         m_builder.EndRow();
-        for (int row = m_first + 1; row < m_end && m_any; ++row)
-            m_builder.RepeatRow();
+        if (m_any && m_end - m_first > 1)
+            m_builder.RepeatRows(m_end - m_first - 1);
     }
 
     BitmapRegion *Finish() { return m_builder.Finish(); }

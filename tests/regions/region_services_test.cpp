@@ -50,7 +50,7 @@ TEST_F(RegionServices, TheBuilderJoinsAndCloses)
     builder.Add(5, 9); // joined
     builder.Add(12, 13);
     builder.EndRow();
-    builder.RepeatRow();
+    builder.RepeatRows(1);
     builder.SkipTo(6);
     builder.Add(2, 7);
     builder.Add(3, 4);
