@@ -145,7 +145,8 @@ void RowResampler::Shrink(uint8_t *destination, const uint8_t *source) const
 
 bool RowResampler::CanUseWindows() const
 {
-    return enlarges() && resampleKernels.blendPixels && m_newWidth / m_oldWidth < kMostBlendSteps &&
+    // A run's first pixel has all of the weight, which must fit a signed byte.
+    return enlarges() && resampleKernels.blendPixels && m_newWidth / m_oldWidth + 1 < kMostBlendSteps &&
            size_t(m_oldWidth) * m_pixelBytes >= kWindow;
 }
 

@@ -885,16 +885,17 @@ VEXO_API int VEXO_CALL V_RotateBitmapFine(BitmapHandle *bitmap, int angle, int r
 VEXO_API int VEXO_CALL V_IntRotateBitmapFine(BitmapHandle *bitmap, int angle, int resize, COLORREF fill,
                                              int progressStart, int progressEnd);
 
-/* Shears a bitmap in place and widens it by what the last row is moved.
+/* Shears a bitmap in place; it grows sideways or in height.
  *
  * angle       in hundredths of a degree, -4500 to 4500
- * horizontal  not 0: row i from the top of the picture moves right by floor(i * sin / cos) pixels, with 0 for the
- *             first row, left for a negative angle; 0: the same between two quarter turns, so that columns move
+ * horizontal  not 0: line i from the bottom of the picture moves right by floor(i * sin / cos) pixels, left for a
+ *             negative angle; 0: column i from the right moves up by as much, down for a negative angle. The bitmap
+ *             grows by the shift that one more line would have. sin and cos are rounded to multiples of 1 / 16384.
  * fillColor   of the uncovered corners: a colour, or COLOR_INDEX(i)
- * The region moves with the pixels; one percentage runs over all steps.
+ * The region moves with the pixels. Progress goes to the status callback.
  * Returns RESULT_SUCCESS; ERR_NO_BITMAP for a null record or one without storage; ERR_INV_PARAMETER for another angle;
- * ERR_INV_RANGE when the widened row would exceed 32768 bytes; ERR_NO_MEMORY; a storage error; the callback's
- * result. */
+ * ERR_INV_RANGE when a row of the new width, or of the new height for a vertical shear, would exceed 32768 bytes;
+ * ERR_NO_MEMORY; a storage error; the callback's result. */
 VEXO_API int VEXO_CALL V_ShearBitmap(BitmapHandle *bitmap, int angle, int horizontal, COLORREF fillColor);
 
 /* ---- Flip and reverse ---------------------------------------------------------------------------------------- */

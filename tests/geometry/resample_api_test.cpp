@@ -1,0 +1,268 @@
+// Resampling against a plain model that works on numbers, one line of pixels after the other.
+#include "tests/geometry/region_masks.h"
+#include "tests/geometry/status_recorder.h"
+#include "tests/support/bitmaps.h"
+#include "tests/support/faults.h"
+#include "tests/support/library_test.h"
+
+#include <gmock/gmock.h>
+
+#include <vector>
+
+namespace vexo::test {
+
+namespace {
+
+using Resample = LibraryTest;
+
+int FloorDiv(int a, int b) { return a >= 0 ? a / b : -((-a + b - 1) / b); }
+
+std::vector<int> Filter(const std::vector<int> &line, int newSize)
+{
+    const int oldSize = int(line.size());
+    std::vector<int> result;
+    if (newSize <= oldSize) {
+        for (int i = 0; i < newSize; ++i) {
+            const int first = i * oldSize / newSize, end = (i + 1) * oldSize / newSize;
+            int sum = 0;
+            for (int x = first; x < end; ++x)
+                sum += line[size_t(x)];
+            result.push_back(sum / (end - first));
+        }
+        return result;
+    }
+    result.assign(size_t(newSize / oldSize / 2), line[0]);
+    for (int i = 0; i < oldSize; ++i) {
+        const int n = (i + 1) * newSize / oldSize - i * newSize / oldSize;
+        const int a = line[size_t(i)], b = i + 1 < oldSize ? line[size_t(i) + 1] : a;
+        for (int step = 0; step < n; ++step)
+            result.push_back(a + FloorDiv(step * (b - a), n));
+    }
+    result.resize(size_t(newSize));
+    return result;
+}
+
+// One channel as a matrix of numbers, by rows.
+using Plane = std::vector<std::vector<int>>;
+
+Plane Transposed(const Plane &plane)
+{
+    Plane result(plane[0].size(), std::vector<int>(plane.size()));
+    for (size_t y = 0; y < plane.size(); ++y)
+        for (size_t x = 0; x < plane[0].size(); ++x)
+            result[x][y] = plane[y][x];
+    return result;
+}
+
+Plane Filtered(Plane plane, int width, int height)
+{
+    for (auto &row : plane)
+        row = Filter(row, width);
+    plane = Transposed(plane);
+    for (auto &column : plane)
+        column = Filter(column, height);
+    return Transposed(plane);
+}
+
+struct Back {
+    bool dithers;
+    int ditherMode;
+};
+
+// What becomes of a bitmap's pixels, by the conversions that the library offers on its own.
+Image Expected(BitmapHandle *bitmap, const Image &image, int width, int height, const Back &back)
+{
+    const int bits = image.bits, workBits = bits == 32 ? 32 : 24, channels = workBits / 8;
+    RGBQUAD palette[256] = {};
+    if (bits <= 8)
+        V_GetBitmapColors(bitmap, 0, 1 << bits, palette);
+    const int order = bits <= 8 ? COLOR_ORDER_BGR : bitmap->ColorOrder;
+    std::vector<Plane> planes(static_cast<size_t>(channels));
+    for (int row = 0; row < image.height; ++row) {
+        std::vector<uint8_t> bytes = image.PackedRow(row);
+        bytes.resize(V_CalcConvertSize(image.width, bits, image.width, workBits));
+        V_ConvertBuffer(bytes.data(), image.width, bits, workBits, bitmap->ColorOrder, order, palette, nullptr);
+        for (int channel = 0; channel < channels; ++channel) {
+            std::vector<int> line;
+            for (int x = 0; x < image.width; ++x)
+                line.push_back(bytes[size_t(x * channels + channel)]);
+            planes[size_t(channel)].push_back(line);
+        }
+    }
+    for (Plane &plane : planes)
+        plane = Filtered(plane, width, height);
+
+    BitmapHandle work = {};
+    V_InitBitmap(&work, width, height, 24);
+    work.DitherMode = back.ditherMode;
+    if (back.dithers)
+        EXPECT_EQ(RESULT_SUCCESS, V_StartDithering(&work, palette, 1 << bits));
+    Image result(width, height, bits);
+    for (int row = 0; row < height; ++row) {
+        std::vector<uint8_t> bytes(V_CalcConvertSize(width, workBits, width, bits)), packed(bytes.size());
+        for (int x = 0; x < width; ++x)
+            for (int channel = 0; channel < channels; ++channel)
+                bytes[size_t(x * channels + channel)] = uint8_t(planes[size_t(channel)][size_t(row)][size_t(x)]);
+        if (back.dithers)
+            V_DitherLine(&work, bytes.data(), packed.data());
+        else
+            V_ConvertBuffer(bytes.data(), width, workBits, bits, order, bitmap->ColorOrder, nullptr, palette);
+        for (int x = 0; x < width; ++x)
+            result.At(row, x) = PixelOf(back.dithers ? packed.data() : bytes.data(), size_t(x), bits);
+    }
+    V_StopDithering(&work);
+    return result;
+}
+
+std::vector<RGBQUAD> Grays(bool whiteFirst)
+{
+    std::vector<RGBQUAD> grays(256);
+    for (int i = 0; i < 256; ++i) {
+        const BYTE level = BYTE(whiteFirst ? 255 - i : i);
+        grays[size_t(i)] = {level, level, level, 0};
+    }
+    return grays;
+}
+
+Image FromNumbers(std::initializer_list<uint32_t> pixels)
+{
+    Image image(int(pixels.size()), 1, 24);
+    image.pixels = pixels;
+    return image;
+}
+
+} // namespace
+
+TEST_F(Resample, EveryDepthAndStorageFollowsTheModel)
+{
+    Random random(331);
+    for (const int bits : kAllDepths)
+        for (int i = 0; i < 24; ++i) {
+            const StorageKind kind = StorageKinds(bits)[size_t(random.Below(int(StorageKinds(bits).size())))];
+            const StorageScope scope(kind);
+            const bool wide = random.OneIn(6);
+            const Image image = Image::Random(random, random.Between(1, wide ? 900 : 60), random.Between(1, 24), bits);
+            const int width = random.OneIn(5) ? image.width : random.Between(1, random.OneIn(6) ? 900 : 70);
+            const int height = random.OneIn(5) ? image.height : random.Between(1, 40);
+            const bool gray = bits == 8 && random.OneIn(2);
+            BitmapOptions options = {random.Below(2), random.Below(2) * 2, {}};
+            if (gray)
+                options.palette = Grays(random.OneIn(2));
+            else if (bits <= 8 && random.OneIn(2))
+                options.palette = RandomPalette(random, 1 << bits);
+            TestBitmap bitmap(kind, image, options);
+            bitmap->DitherMode = random.Below(9);
+            const Image expected =
+                Expected(bitmap.get(), image, width, height, {bits <= 8 && !gray, bitmap->DitherMode});
+            const bool hasRegion = random.OneIn(3);
+            if (hasRegion)
+                SetRandomRegion(bitmap.get(), random);
+            const BitmapHandle before = *bitmap.get();
+            ASSERT_EQ(RESULT_SUCCESS, V_ResampleBitmap(bitmap.get(), width, height));
+            ASSERT_EQ(expected, Load(bitmap.get()))
+                << bits << " bits, " << image.width << " x " << image.height << " to " << width << " x " << height
+                << ", " << kind << ", dithering " << before.DitherMode;
+            EXPECT_EQ(before.Orientation, bitmap->Orientation);
+            EXPECT_EQ(before.DitherMode, bitmap->DitherMode);
+            EXPECT_EQ(nullptr, bitmap->DitherState);
+            EXPECT_EQ(hasRegion, V_BitmapHasRgn(bitmap.get()) == 1);
+        }
+}
+
+TEST_F(Resample, SmallPicturesInNumbers)
+{
+    TestBitmap ramp(StorageKind::PageFile, FromNumbers({0x000000, 0x5A5A5A}));
+    ASSERT_EQ(RESULT_SUCCESS, V_ResampleBitmap(ramp.get(), 6, 1));
+    EXPECT_THAT(Load(ramp.get()).pixels, testing::ElementsAre(0, 0, 0x1E1E1E, 0x3C3C3C, 0x5A5A5A, 0x5A5A5A));
+
+    // Falling ramps are rounded down like rising ones.
+    TestBitmap falling(StorageKind::PageFile, FromNumbers({0x00000A, 0x000000}));
+    ASSERT_EQ(RESULT_SUCCESS, V_ResampleBitmap(falling.get(), 8, 3));
+    const Image fallen = Load(falling.get());
+    EXPECT_EQ((std::vector<uint32_t>{10, 10, 10, 7, 5, 2, 0, 0}),
+              std::vector<uint32_t>(fallen.pixels.begin() + 16, fallen.pixels.end()));
+
+    TestBitmap mean(StorageKind::PageFile, FromNumbers({0x000001, 0x000002, 0x0000FF, 0x0000FE, 0x0000FE}));
+    ASSERT_EQ(RESULT_SUCCESS, V_ResampleBitmap(mean.get(), 2, 1));
+    EXPECT_THAT(Load(mean.get()).pixels, testing::ElementsAre(1, 0xFE));
+
+    // The region is scaled along.
+    TestBitmap marked(StorageKind::PageFile, 4, 4, 24);
+    const RECT corner = {0, 0, 2, 2};
+    ASSERT_EQ(RESULT_SUCCESS, V_SetBitmapRgnRect(marked.get(), nullptr, &corner, COMBINE_REPLACE));
+    ASSERT_EQ(RESULT_SUCCESS, V_ResampleBitmap(marked.get(), 8, 2));
+    EXPECT_EQ(1, V_IsPtInBitmapRgn(marked.get(), 0, 3));
+    EXPECT_EQ(0, V_IsPtInBitmapRgn(marked.get(), 0, 4));
+    EXPECT_EQ(0, V_IsPtInBitmapRgn(marked.get(), 1, 0));
+}
+
+TEST_F(Resample, LargeFactorsBothWays)
+{
+    Random random(332);
+    const struct {
+        int oldWidth, oldHeight, newWidth, newHeight;
+    } kCases[] = {{1200, 3, 4, 700},        {5, 600, 1400, 2},        {900, 40, 7, 2},
+                  {7, 2, 7 * 127 + 3, 2 * 128}, {6, 2, 6 * 128, 2 * 129}, {6, 1, 6 * 129 + 3, 1}};
+    for (const auto &c : kCases)
+        for (const int bits : {24, 32}) {
+            const Image image = Image::Random(random, c.oldWidth, c.oldHeight, bits);
+            TestBitmap bitmap(StorageKind::PageFile, image);
+            const Image expected = Expected(bitmap.get(), image, c.newWidth, c.newHeight, {false, 0});
+            ASSERT_EQ(RESULT_SUCCESS, V_ResampleBitmap(bitmap.get(), c.newWidth, c.newHeight));
+            ASSERT_EQ(expected, Load(bitmap.get())) << c.oldWidth << " to " << c.newWidth << ", " << bits << " bits";
+        }
+}
+
+TEST_F(Resample, RefusedFailedAndStoppedCallsChangeNothing)
+{
+    Random random(333);
+    TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 40, 30, 4));
+    SetRandomRegion(bitmap.get(), random);
+    bitmap->DitherMode = DITHER_STUCKI;
+    const Image mask = RegionMask(bitmap.get());
+    BitmapHandle empty = {};
+    EXPECT_EQ(ERR_NO_BITMAP, V_ResampleBitmap(nullptr, 1, 1));
+    EXPECT_EQ(ERR_NO_BITMAP, V_ResampleBitmap(&empty, 1, 1));
+    {
+        const BitmapSnapshot snapshot(bitmap.get());
+        EXPECT_EQ(ERR_INV_RANGE, V_ResampleBitmap(bitmap.get(), 0, 5));
+        EXPECT_EQ(ERR_INV_RANGE, V_ResampleBitmap(bitmap.get(), 5, 0));
+        EXPECT_EQ(ERR_INV_RANGE, V_ResampleBitmap(bitmap.get(), 0x7FFFFFFF, 1));
+        for (int stop = 0; stop < 60; stop += 12) {
+            const StatusRecorder status(stop);
+            EXPECT_EQ(StatusRecorder::kStopped, V_ResampleBitmap(bitmap.get(), 20, 60));
+            EXPECT_EQ(size_t(stop) + 1, status.percentages().size());
+            snapshot.ExpectUnchanged();
+            EXPECT_EQ(mask, RegionMask(bitmap.get()));
+        }
+    }
+    bitmap->DitherMode = 9;
+    {
+        const BitmapSnapshot snapshot(bitmap.get());
+        EXPECT_EQ(ERR_INV_PARAMETER, V_ResampleBitmap(bitmap.get(), 20, 20));
+        snapshot.ExpectUnchanged();
+    }
+    for (const int bits : {1, 8, 16})
+        for (const StorageKind kind : StorageKinds(bits)) {
+            const StorageScope scope(kind);
+            ForEachFault(kFaultAll, [&](FaultInjector &faults) {
+                TestBitmap victim(kind, Image::Random(random, 30, 9, bits),
+                                  {.palette = bits <= 8 ? RandomPalette(random, 1 << bits) : std::vector<RGBQUAD>()});
+                SetRandomRegion(victim.get(), random);
+                victim->DitherMode = DITHER_FLOYD_STEINBERG;
+                const BitmapSnapshot before(victim.get());
+                const Image region = RegionMask(victim.get());
+                const int status = faults.Run([&] { return V_ResampleBitmap(victim.get(), 50, 4); });
+                if (faults.struck() && status != RESULT_SUCCESS) {
+                    before.ExpectUnchanged();
+                    EXPECT_EQ(region, RegionMask(victim.get()));
+                }
+            });
+        }
+    bitmap->DitherMode = DITHER_NONE;
+    const StatusRecorder status;
+    EXPECT_EQ(RESULT_SUCCESS, V_ResampleBitmap(bitmap.get(), 20, 130));
+    status.ExpectRising(0, 100);
+}
+
+} // namespace vexo::test

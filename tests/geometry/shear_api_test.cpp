@@ -1,0 +1,168 @@
+// Shearing against the long way round: a quarter turn for vertical shears, a mirroring for negative angles, a shear of
+// the lines to the right, and both undone.
+#include "tests/geometry/region_masks.h"
+#include "tests/geometry/status_recorder.h"
+#include "tests/support/bitmaps.h"
+#include "tests/support/faults.h"
+#include "tests/support/library_test.h"
+
+#include <cmath>
+
+namespace vexo::test {
+
+namespace {
+
+using Shear = LibraryTest;
+
+int Sine(int hundredths) { return int(std::lround(16384 * std::sin(hundredths * 3.14159265358979323846 / 18000))); }
+
+Image Turned(const Image &image, bool clockwise)
+{
+    Image result(image.height, image.width, image.bits);
+    for (int y = 0; y < image.height; ++y)
+        for (int x = 0; x < image.width; ++x)
+            result.At(clockwise ? x : image.width - 1 - x, clockwise ? image.height - 1 - y : y) = image.At(y, x);
+    return result;
+}
+
+Image Mirrored(const Image &image)
+{
+    Image result = image;
+    for (int y = 0; y < image.height; ++y)
+        for (int x = 0; x < image.width; ++x)
+            result.At(y, image.width - 1 - x) = image.At(y, x);
+    return result;
+}
+
+// Lines from the bottom up, in a picture whose first row is the top line.
+Image ShearedRight(const Image &image, int angle, uint32_t fill)
+{
+    const int sine = Sine(angle), cosine = Sine(9000 - angle);
+    Image result(image.width + sine * image.height / cosine, image.height, image.bits);
+    std::fill(result.pixels.begin(), result.pixels.end(), fill);
+    for (int line = 0; line < image.height; ++line)
+        for (int x = 0; x < image.width; ++x)
+            result.At(image.height - 1 - line, x + sine * line / cosine) = image.At(image.height - 1 - line, x);
+    return result;
+}
+
+Image Sheared(Image picture, int angle, bool horizontal, uint32_t fill)
+{
+    if (!horizontal)
+        picture = Turned(picture, true);
+    if (angle < 0)
+        picture = Mirrored(picture);
+    picture = ShearedRight(picture, std::abs(angle), fill);
+    if (angle < 0)
+        picture = Mirrored(picture);
+    return horizontal ? picture : Turned(picture, false);
+}
+
+// Stored rows to lines of the picture and back.
+Image Oriented(const Image &image, int orientation)
+{
+    Image result = image;
+    for (int y = 0; y < image.height && orientation == ORIENT_BOTTOM_UP; ++y)
+        for (int x = 0; x < image.width; ++x)
+            result.At(image.height - 1 - y, x) = image.At(y, x);
+    return result;
+}
+
+} // namespace
+
+TEST_F(Shear, EveryDepthAndStorageGoesTheLongWay)
+{
+    Random random(341);
+    const int kAngles[] = {0, 1, 4500, -4500, 300, -4499};
+    for (const int bits : kAllDepths)
+        for (int i = 0; i < 24; ++i) {
+            const StorageKind kind = StorageKinds(bits)[size_t(random.Below(int(StorageKinds(bits).size())))];
+            const StorageScope scope(kind);
+            const Image image = Image::Random(random, random.Between(1, 90), random.Between(1, 90), bits);
+            const int orientation = random.Below(2) * 2, angle = i < 12 ? kAngles[i / 2] : random.Between(-4500, 4500);
+            const bool horizontal = i % 2 == 0;
+            TestBitmap bitmap(kind, image, {COLOR_ORDER_BGR, orientation, {}});
+            const uint32_t fill = bits <= 8 ? uint32_t(random.Below(1 << bits)) : 0;
+            const COLORREF color = bits <= 8 ? COLOR_INDEX(fill) : RGB(0, 0, 0);
+            const bool hasRegion = random.OneIn(2);
+            if (hasRegion)
+                SetRandomRegion(bitmap.get(), random);
+            const Image mask = RegionMask(bitmap.get());
+            const auto expected = [&](const Image &stored, uint32_t background) {
+                return Oriented(Sheared(Oriented(stored, orientation), angle, horizontal, background), orientation);
+            };
+            ASSERT_EQ(RESULT_SUCCESS, V_ShearBitmap(bitmap.get(), angle, horizontal, color));
+            ASSERT_EQ(expected(image, fill), Load(bitmap.get()))
+                << bits << " bits, angle " << angle << (horizontal ? ", horizontal, " : ", vertical, ") << kind;
+            ASSERT_EQ(hasRegion, V_BitmapHasRgn(bitmap.get()) == 1);
+            if (hasRegion)
+                ASSERT_EQ(expected(mask, 0), RegionMask(bitmap.get())) << "angle " << angle;
+        }
+}
+
+TEST_F(Shear, SizesColoursAndLimits)
+{
+    TestBitmap bitmap(StorageKind::PageFile, 10, 4, 24);
+    ASSERT_EQ(RESULT_SUCCESS, V_ShearBitmap(bitmap.get(), 4500, 1, RGB(1, 2, 3)));
+    EXPECT_EQ(14, bitmap->Width);
+    EXPECT_EQ(4, bitmap->Height);
+    EXPECT_EQ(RGB(1, 2, 3), V_GetPixelColor(bitmap.get(), 0, 13));
+    EXPECT_EQ(RGB(0, 0, 0), V_GetPixelColor(bitmap.get(), 0, 0));
+    ASSERT_EQ(RESULT_SUCCESS, V_ShearBitmap(bitmap.get(), -4500, 0, RGB(1, 2, 3)));
+    EXPECT_EQ(14, bitmap->Width);
+    EXPECT_EQ(18, bitmap->Height);
+
+    // Rows of 32768 bytes are not too long, and columns are held to the same.
+    TestBitmap wide(StorageKind::PageFile, 8192, 1, 32), tall(StorageKind::PageFile, 1, 8192, 32);
+    EXPECT_EQ(ERR_INV_RANGE, V_ShearBitmap(wide.get(), 4500, 1, 0));
+    EXPECT_EQ(ERR_INV_RANGE, V_ShearBitmap(tall.get(), 4500, 0, 0));
+    EXPECT_EQ(RESULT_SUCCESS, V_ShearBitmap(wide.get(), 4499, 1, 0));
+    EXPECT_EQ(RESULT_SUCCESS, V_ShearBitmap(tall.get(), 4499, 0, 0));
+    EXPECT_EQ(8192, wide->Width);
+    EXPECT_EQ(8192, tall->Height);
+}
+
+TEST_F(Shear, RefusedFailedAndStoppedCallsChangeNothing)
+{
+    Random random(342);
+    BitmapHandle empty = {};
+    EXPECT_EQ(ERR_NO_BITMAP, V_ShearBitmap(nullptr, 100, 1, 0));
+    EXPECT_EQ(ERR_NO_BITMAP, V_ShearBitmap(&empty, 100, 1, 0));
+    for (const bool horizontal : {true, false}) {
+        TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 40, 50, 3));
+        SetRandomRegion(bitmap.get(), random);
+        const Image mask = RegionMask(bitmap.get());
+        {
+            const BitmapSnapshot snapshot(bitmap.get());
+            EXPECT_EQ(ERR_INV_PARAMETER, V_ShearBitmap(bitmap.get(), 4501, horizontal, 0));
+            EXPECT_EQ(ERR_INV_PARAMETER, V_ShearBitmap(bitmap.get(), -4501, horizontal, 0));
+            EXPECT_EQ(ERR_INV_PARAMETER, V_ShearBitmap(bitmap.get(), -2147483647 - 1, horizontal, 0));
+            for (int stop = 0; stop < 50; stop += 7) {
+                const StatusRecorder status(stop);
+                EXPECT_EQ(StatusRecorder::kStopped, V_ShearBitmap(bitmap.get(), 2000, horizontal, 0));
+                EXPECT_EQ(size_t(stop) + 1, status.percentages().size());
+                snapshot.ExpectUnchanged();
+                EXPECT_EQ(mask, RegionMask(bitmap.get()));
+            }
+        }
+        for (const StorageKind kind : StorageKinds(1)) {
+            const StorageScope scope(kind);
+            ForEachFault(kFaultAll, [&](FaultInjector &faults) {
+                TestBitmap victim(kind, Image::RandomRuns(random, 50, 40, 1));
+                SetRandomRegion(victim.get(), random);
+                const BitmapSnapshot before(victim.get());
+                const Image region = RegionMask(victim.get());
+                const int status = faults.Run([&] { return V_ShearBitmap(victim.get(), -700, horizontal, 0); });
+                if (faults.struck() && status != RESULT_SUCCESS) {
+                    before.ExpectUnchanged();
+                    EXPECT_EQ(region, RegionMask(victim.get()));
+                }
+            });
+        }
+        const StatusRecorder status;
+        EXPECT_EQ(RESULT_SUCCESS, V_ShearBitmap(bitmap.get(), 2000, horizontal, 0));
+        status.ExpectRising(0, 100);
+    }
+}
+
+} // namespace vexo::test
