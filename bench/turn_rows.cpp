@@ -8,15 +8,18 @@ namespace {
 // A bitmap of a picture of the workloads.
 class Picture {
 public:
-    Picture(const Bytes &bytes, int width, int height, int bits)
-    {
-        V_CreateBitmap(&m_record, STORAGE_MEMORY, width, height, bits, COLOR_ORDER_BGR, nullptr, ORIENT_TOP_DOWN);
-        memcpy(m_record.Data, bytes.data(), bytes.size());
-    }
+    Picture() = default;
+    Picture(const Bytes &bytes, int width, int height, int bits) { Make(bytes, width, height, bits); }
     ~Picture() { V_FreeBitmap(&m_record); }
     Picture(const Picture &) = delete;
     Picture &operator=(const Picture &) = delete;
 
+    void Make(const Bytes &bytes, int width, int height, int bits)
+    {
+        V_FreeBitmap(&m_record);
+        V_CreateBitmap(&m_record, STORAGE_MEMORY, width, height, bits, COLOR_ORDER_BGR, nullptr, ORIENT_TOP_DOWN);
+        memcpy(m_record.Data, bytes.data(), bytes.size());
+    }
     BitmapHandle *get() { return &m_record; }
     uint64_t Hash() const { return testimg::hash(static_cast<const uint8_t *>(m_record.Data), m_record.Size); }
 
@@ -41,6 +44,23 @@ void MeasurePage(const char *workload, Work &&work)
         workload, kPagePixels, [&] { work(page.get()); }, [&] { return page.Hash(); });
 }
 
+// Operations that replace the storage, each time on the picture itself.
+template <class Work>
+void MeasureFresh(const char *workload, double pixels, const Bytes &bytes, int width, int height, int bits, Work &&work)
+{
+    Picture picture;
+    Report(
+        workload, pixels, [&] { picture.Make(bytes, width, height, bits); }, [&] { work(picture.get()); },
+        [&] { return picture.Hash(); });
+}
+
+void MeasureRotate15()
+{
+    constexpr double kResultPixels = 5017.0 * 5017.0;
+    MeasureFresh("rotate15_24", kResultPixels, Photo24(), PhotoSize, PhotoSize, 24,
+                 [](BitmapHandle *bitmap) { V_RotateBitmap(bitmap, 15, 1); });
+}
+
 // The photo, or its gray form, with the same turned by a half turn.
 void MeasureCombine(const char *workload, const Bytes &bytes, int bits, unsigned flags)
 {
@@ -57,6 +77,15 @@ constexpr Workload kRows[] = {
     {"flip24", [] { MeasurePhoto("flip24", V_FlipBitmap); }},
     {"reverse24", [] { MeasurePhoto("reverse24", V_ReverseBitmap); }},
     {"reverse1", [] { MeasurePage("reverse1", V_ReverseBitmap); }},
+    {"rotate90_24", [] { MeasurePhoto("rotate90_24", [](BitmapHandle *bitmap) { V_RotateBitmap(bitmap, 90, 1); }); }},
+    {"rotate90_1",
+     [] {
+         MeasureFresh("rotate90_1", kPagePixels, Page1(), PageWidth, PageHeight, 1,
+                      [](BitmapHandle *bitmap) { V_RotateBitmap(bitmap, 90, 1); });
+     }},
+    {"rotate180_24",
+     [] { MeasurePhoto("rotate180_24", [](BitmapHandle *bitmap) { V_RotateBitmap(bitmap, 180, 1); }); }},
+    {"rotate15_24", MeasureRotate15},
     {"combine_add_24", [] { MeasureCombine("combine_add_24", Photo24(), 24, CMB_OP_ADD); }},
     {"combine_multiply_24", [] { MeasureCombine("combine_multiply_24", Photo24(), 24, CMB_OP_MULTIPLY); }},
     {"combine_and_24", [] { MeasureCombine("combine_and_24", Photo24(), 24, CMB_OP_AND); }},

@@ -4,6 +4,7 @@
 #include "core/bit_copy.h"
 #include "core/core.h"
 #include "core/packed_pixels.h"
+#include "core/row_io.h"
 #include "geometry/combine_kernels.h"
 #include "regions/region.h"
 
@@ -131,15 +132,13 @@ public:
     // A plan that does not read the source comes without one.
     Combiner(BitmapHandle *destination, BitmapHandle *source, const CombinePlan &plan, const CombineArea &area)
         : m_destination(destination), m_source(source), m_plan(plan), m_area(area),
-          m_function(BitFunction::FromTable(plan.table)), m_bits(destination->BitsPerPixel),
-          m_rows(DirectRows(destination)), m_sourceRows(source ? DirectRows(source) : nullptr)
+          m_function(BitFunction::FromTable(plan.table)), m_bits(destination->BitsPerPixel), m_row(destination)
     {
-        if (m_sourceRows == m_rows)
-            m_sourceRows = nullptr; // a row combined with itself is read before it changes
-        if (!m_rows)
-            m_row.emplace(size_t(destination->BytesPerLine));
-        if (source && !m_sourceRows)
-            m_sourceRow.emplace(size_t(source->BytesPerLine));
+        if (source) {
+            m_sourceRow.emplace(source);
+            if (DirectRows(source) && DirectRows(source) == DirectRows(destination))
+                m_sourceCopy.emplace(size_t(source->BytesPerLine)); // what is combined with itself is read first
+        }
         if (m_bits < 8) {
             m_work.emplace(size_t(destination->BytesPerLine));
             m_aligned.emplace(plan.usesChannels ? 2 * (size_t(area.width) + 8) : size_t(destination->BytesPerLine));
@@ -149,7 +148,7 @@ public:
     explicit operator bool() const
     {
         const auto isGood = [](const auto &buffer) { return !buffer || *buffer; };
-        return isGood(m_row) && isGood(m_sourceRow) && isGood(m_work) && isGood(m_aligned);
+        return m_row && isGood(m_sourceRow) && isGood(m_sourceCopy) && isGood(m_work) && isGood(m_aligned);
     }
 
     int CombineRow(int row)
@@ -159,11 +158,9 @@ public:
         ForEachRun(row, sourceRow, [&](int, int) { any = true; });
         if (!any)
             return RESULT_SUCCESS;
-        int status = RESULT_SUCCESS;
-        uint8_t *const pixels = m_rows ? m_rows + size_t(row) * size_t(m_destination->BytesPerLine) : m_row->data();
-        if (!m_rows)
-            status = ReadRow(m_destination, pixels, row);
+        uint8_t *pixels = nullptr;
         const uint8_t *sourcePixels = nullptr;
+        int status = m_row.Edit(row, &pixels);
         if (!Failed(status) && m_source)
             status = FetchSource(sourceRow, &sourcePixels);
         if (Failed(status))
@@ -172,7 +169,7 @@ public:
             CombineIndices(pixels, sourcePixels, row, sourceRow);
         else
             CombineBytes(pixels, sourcePixels, row, sourceRow);
-        return m_rows ? RESULT_SUCCESS : WriteRow(m_destination, pixels, row);
+        return m_row.Write(row);
     }
 
 private:
@@ -192,12 +189,12 @@ private:
 
     int FetchSource(int row, const uint8_t **pixels)
     {
-        if (m_sourceRows) {
-            *pixels = m_sourceRows + size_t(row) * size_t(m_source->BytesPerLine);
-            return RESULT_SUCCESS;
+        const int status = m_sourceRow->Read(row, pixels);
+        if (!Failed(status) && m_sourceCopy) {
+            memcpy(m_sourceCopy->data(), *pixels, m_sourceCopy->size());
+            *pixels = m_sourceCopy->data();
         }
-        *pixels = m_sourceRow->data();
-        return ReadRow(m_source, m_sourceRow->data(), row);
+        return status;
     }
 
     void CombineBytes(uint8_t *pixels, const uint8_t *sourcePixels, int row, int sourceRow)
@@ -259,10 +256,10 @@ private:
     CombineArea m_area;
     BitFunction m_function;
     int m_bits;
-    uint8_t *m_rows;                                   // of a destination in memory
-    const uint8_t *m_sourceRows;                       // of a source in memory other than the destination's
-    std::optional<Buffer<uint8_t>> m_row, m_sourceRow; // a row, for others
-    std::optional<Buffer<uint8_t>> m_work, m_aligned;  // below 8 bits: the combined row, and operands
+    RowWriter m_row;
+    std::optional<RowReader> m_sourceRow;
+    std::optional<Buffer<uint8_t>> m_sourceCopy;
+    std::optional<Buffer<uint8_t>> m_work, m_aligned; // below 8 bits: the combined row, and operands
 };
 
 } // namespace

@@ -1,6 +1,5 @@
 // The vector combining kernels: 32 bytes a step, each operation a function of two registers of bytes. The five-bit
 // fields of 16-bit pixels are moved one after the other to the low byte of their lanes and use the same functions.
-#include "colour/pixel_kernels.h"
 #include "geometry/combine_kernels.h"
 
 #include <immintrin.h>
@@ -10,12 +9,9 @@ namespace vexo {
 
 namespace {
 
-VEXO_TARGET_AVX2 inline __m256i Load256(const uint8_t *p)
-{
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
-}
-VEXO_TARGET_AVX2 inline void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
-VEXO_TARGET_AVX2 inline __m256i Every(uint8_t byte) { return _mm256_set1_epi8(char(byte)); }
+VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
+VEXO_AVX2_PIECE void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
+VEXO_AVX2_PIECE __m256i Every(uint8_t byte) { return _mm256_set1_epi8(char(byte)); }
 
 VEXO_TARGET_AVX2 void CombineBitsAvx2(uint8_t *destination, const uint8_t *source, size_t bytes, BitFunction f)
 {
@@ -32,7 +28,7 @@ VEXO_TARGET_AVX2 void CombineBitsAvx2(uint8_t *destination, const uint8_t *sourc
 
 // x * y / top of 16 channels in 16-bit lanes: for top = 2^bits - 1 and x, y <= top the quotient is exactly
 // (p + 1 + (p >> bits)) >> bits.
-VEXO_TARGET_AVX2 inline __m256i MultiplyLanes(__m256i x, __m256i y, __m128i bits)
+VEXO_AVX2_PIECE __m256i MultiplyLanes(__m256i x, __m256i y, __m128i bits)
 {
     const __m256i product = _mm256_mullo_epi16(x, y);
     const __m256i rounded =
@@ -40,7 +36,7 @@ VEXO_TARGET_AVX2 inline __m256i MultiplyLanes(__m256i x, __m256i y, __m128i bits
     return _mm256_srl_epi16(rounded, bits);
 }
 
-VEXO_TARGET_AVX2 inline __m256i Multiply(__m256i x, __m256i y, int bits)
+VEXO_AVX2_PIECE __m256i Multiply(__m256i x, __m256i y, int bits)
 {
     const __m256i zero = _mm256_setzero_si256();
     const __m128i shift = _mm_cvtsi32_si128(bits);
@@ -51,7 +47,7 @@ VEXO_TARGET_AVX2 inline __m256i Multiply(__m256i x, __m256i y, int bits)
 
 // x / y of 16 products and channels in 16-bit lanes. Quotients of numbers this small are exact enough in single
 // precision that truncation gives the integer quotient.
-VEXO_TARGET_AVX2 inline __m256i DivideLanes(__m256i x, __m256i y)
+VEXO_AVX2_PIECE __m256i DivideLanes(__m256i x, __m256i y)
 {
     const __m256i zero = _mm256_setzero_si256();
     const __m256 low = _mm256_div_ps(_mm256_cvtepi32_ps(_mm256_unpacklo_epi16(x, zero)),
@@ -62,7 +58,7 @@ VEXO_TARGET_AVX2 inline __m256i DivideLanes(__m256i x, __m256i y)
 }
 
 // min(x * top / y, top), and top for y = 0.
-VEXO_TARGET_AVX2 inline __m256i Divide(__m256i x, __m256i y, __m256i top)
+VEXO_AVX2_PIECE __m256i Divide(__m256i x, __m256i y, __m256i top)
 {
     const __m256i zero = _mm256_setzero_si256();
     const __m256i factor = _mm256_unpacklo_epi8(top, zero);
@@ -75,7 +71,7 @@ VEXO_TARGET_AVX2 inline __m256i Divide(__m256i x, __m256i y, __m256i top)
 }
 
 template <ChannelOperation Operation>
-VEXO_TARGET_AVX2 inline __m256i Combine(__m256i d, __m256i s, __m256i top, int bits)
+VEXO_AVX2_PIECE __m256i Combine(__m256i d, __m256i s, __m256i top, int bits)
 {
     if constexpr (Operation == kAdd)
         return _mm256_min_epu8(_mm256_adds_epu8(d, s), top);
@@ -101,7 +97,7 @@ VEXO_TARGET_AVX2 inline __m256i Combine(__m256i d, __m256i s, __m256i top, int b
 // ---- Loops ----------------------------------------------------------------------------------------------------
 
 template <ChannelOperation Operation>
-VEXO_TARGET_AVX2 inline __m256i CombineTreated(__m256i d, __m256i s, const ChannelTreatment &how)
+VEXO_AVX2_PIECE __m256i CombineTreated(__m256i d, __m256i s, const ChannelTreatment &how)
 {
     d = _mm256_xor_si256(_mm256_and_si256(d, Every(how.destinationKeep)), Every(how.destinationFlip));
     s = _mm256_xor_si256(_mm256_and_si256(s, Every(how.sourceKeep)), Every(how.sourceFlip));
@@ -120,7 +116,7 @@ VEXO_TARGET_AVX2 void CombineBytesAvx2(uint8_t *destination, const uint8_t *sour
 
 // The field at `Shift` of 16 pixels, combined and put back in its place.
 template <ChannelOperation Operation, int Shift>
-VEXO_TARGET_AVX2 inline __m256i CombineField(__m256i d, __m256i s, const ChannelTreatment &how)
+VEXO_AVX2_PIECE __m256i CombineField(__m256i d, __m256i s, const ChannelTreatment &how)
 {
     const __m256i five = _mm256_set1_epi16(31);
     const __m256i result = CombineTreated<Operation>(_mm256_and_si256(_mm256_srli_epi16(d, Shift), five),

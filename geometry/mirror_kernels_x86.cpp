@@ -1,7 +1,6 @@
 // The vector mirroring kernels: byte shuffles reverse 16, 32 or 48 bytes from one end of a row while those of the other
 // end wait in registers, so that rows are mirrored where they are. Both blocks are loaded before either is stored;
 // what is left in the middle of a row is therefore done by one step whose blocks overlap.
-#include "colour/pixel_kernels.h"
 #include "geometry/mirror_kernels.h"
 
 #include <immintrin.h>
@@ -129,21 +128,15 @@ VEXO_TARGET_SSSE3 void ExchangeReversedSsse3(uint8_t *row, uint8_t *other, size_
 
 // ---- AVX2 -----------------------------------------------------------------------------------------------------
 
-VEXO_TARGET_AVX2 inline __m256i Load256(const uint8_t *p)
-{
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
-}
-VEXO_TARGET_AVX2 inline void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
-VEXO_TARGET_AVX2 inline __m256i InBothLanes(const ByteTable &table)
-{
-    return _mm256_broadcastsi128_si256(Load128(&table));
-}
+VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
+VEXO_AVX2_PIECE void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
+VEXO_AVX2_PIECE __m256i InBothLanes(const ByteTable &table) { return _mm256_broadcastsi128_si256(Load128(&table)); }
 
 template <int Bits, int Bytes>
 struct Block32 {
     static constexpr int kStep = 32;
 
-    VEXO_TARGET_AVX2 static inline __m256i Mirror(__m256i v)
+    static VEXO_AVX2_PIECE __m256i Mirror(__m256i v)
     {
         v = _mm256_permute4x64_epi64(_mm256_shuffle_epi8(v, InBothLanes(kReversedOrder<Bytes>)), 0x4E);
         if constexpr (Bits == 8)
@@ -155,7 +148,7 @@ struct Block32 {
         return _mm256_or_si256(low, high);
     }
 
-    VEXO_TARGET_AVX2 static inline void Exchange(uint8_t *low, uint8_t *high)
+    static VEXO_AVX2_PIECE void Exchange(uint8_t *low, uint8_t *high)
     {
         const __m256i a = Load256(low), b = Load256(high);
         Store256(low, Mirror(b));

@@ -2,7 +2,6 @@
 // row half a block further down in its upper half; interleaving registers log2(rows) times then leaves a column in
 // each, in the order of the rows. Pixels of 3 bytes are widened to 4 on the way in and closed up on the way out; bits
 // are transposed as bytes, and each column of bytes gives its eight columns of bits by sign masks.
-#include "colour/pixel_kernels.h"
 #include "geometry/turn_kernels.h"
 
 #include <immintrin.h>
@@ -11,22 +10,16 @@ namespace vexo {
 
 namespace {
 
-VEXO_TARGET_AVX2 inline __m128i Load128(const uint8_t *p)
-{
-    return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
-}
-VEXO_TARGET_AVX2 inline __m128i Load64(const uint8_t *p)
-{
-    return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(p));
-}
-VEXO_TARGET_AVX2 inline void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
-VEXO_TARGET_AVX2 inline __m256i Halves(__m128i low, __m128i high)
+VEXO_AVX2_PIECE __m128i Load128(const uint8_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
+VEXO_AVX2_PIECE __m128i Load64(const uint8_t *p) { return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(p)); }
+VEXO_AVX2_PIECE void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
+VEXO_AVX2_PIECE __m256i Halves(__m128i low, __m128i high)
 {
     return _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
 }
 
 template <int Bytes>
-VEXO_TARGET_AVX2 inline __m256i InterleaveLow(__m256i a, __m256i b)
+VEXO_AVX2_PIECE __m256i InterleaveLow(__m256i a, __m256i b)
 {
     if constexpr (Bytes == 1)
         return _mm256_unpacklo_epi8(a, b);
@@ -37,7 +30,7 @@ VEXO_TARGET_AVX2 inline __m256i InterleaveLow(__m256i a, __m256i b)
 }
 
 template <int Bytes>
-VEXO_TARGET_AVX2 inline __m256i InterleaveHigh(__m256i a, __m256i b)
+VEXO_AVX2_PIECE __m256i InterleaveHigh(__m256i a, __m256i b)
 {
     if constexpr (Bytes == 1)
         return _mm256_unpackhi_epi8(a, b);
@@ -49,7 +42,7 @@ VEXO_TARGET_AVX2 inline __m256i InterleaveHigh(__m256i a, __m256i b)
 
 // One round: each register is interleaved with the one half the block further on.
 template <int Bytes, int Count>
-VEXO_TARGET_AVX2 inline void Interleave(__m256i (&v)[Count])
+VEXO_AVX2_PIECE void Interleave(__m256i (&v)[Count])
 {
     __m256i result[Count];
     for (int i = 0; i < Count / 2; ++i) {
@@ -62,7 +55,7 @@ VEXO_TARGET_AVX2 inline void Interleave(__m256i (&v)[Count])
 
 // The columns of 8 bytes of 32 rows, in the order of the rows or with each group of eight rows mirrored.
 template <bool MirrorGroups>
-VEXO_TARGET_AVX2 inline void GatherBytes(__m256i (&v)[8], const uint8_t *from, ptrdiff_t stride)
+VEXO_AVX2_PIECE void GatherBytes(__m256i (&v)[8], const uint8_t *from, ptrdiff_t stride)
 {
     const auto row = [&](int place) VEXO_TARGET_AVX2 {
         return Load64(from + (MirrorGroups ? (place & ~7) + 7 - (place & 7) : place) * stride);
@@ -85,8 +78,7 @@ template <>
 struct Block<1> {
     static constexpr int kRows = 32, kColumns = 8, kLeastColumns = 8;
 
-    VEXO_TARGET_AVX2 static inline void Move(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t stride,
-                                             bool)
+    static VEXO_AVX2_PIECE void Move(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t stride, bool)
     {
         __m256i v[8];
         GatherBytes<false>(v, from, stride);
@@ -99,8 +91,7 @@ template <>
 struct Block<2> {
     static constexpr int kRows = 16, kColumns = 8, kLeastColumns = 8;
 
-    VEXO_TARGET_AVX2 static inline void Move(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t stride,
-                                             bool)
+    static VEXO_AVX2_PIECE void Move(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t stride, bool)
     {
         __m256i v[8];
         for (int i = 0; i < 8; ++i)
@@ -117,8 +108,7 @@ template <>
 struct Block<4> {
     static constexpr int kRows = 8, kColumns = 4, kLeastColumns = 4;
 
-    VEXO_TARGET_AVX2 static inline void Move(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t stride,
-                                             bool)
+    static VEXO_AVX2_PIECE void Move(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t stride, bool)
     {
         __m256i v[4];
         for (int i = 0; i < 4; ++i)
@@ -135,8 +125,8 @@ struct Block<3> {
     static constexpr int kRows = 8, kColumns = 4, kLeastColumns = 6;
 
     // Four pixels are 12 of the 16 bytes loaded: the first ones, or at the end of a row the last ones.
-    VEXO_TARGET_AVX2 static inline void Move(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t stride,
-                                             bool isLast)
+    static VEXO_AVX2_PIECE void Move(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t stride,
+                                     bool isLast)
     {
         const __m128i first = _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
         const __m128i last = _mm_setr_epi8(4, 5, 6, -1, 7, 8, 9, -1, 10, 11, 12, -1, 13, 14, 15, -1);

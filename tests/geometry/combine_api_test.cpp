@@ -136,7 +136,7 @@ TEST_F(Combine, EveryFlagWordFollowsTheTables)
 TEST_F(Combine, RectanglesOrientationsRegionsAndStorages)
 {
     Random random(72);
-    for (int i = 0; i < 400; ++i) {
+    for (int i = 0; i < 264; ++i) {
         const int bits = kAllDepths[size_t(i) % kAllDepths.size()];
         const auto kinds = StorageKinds(bits);
         const StorageKind kind = kinds[size_t(random.Below(int(kinds.size())))];

@@ -58,8 +58,8 @@ void ForEachBitmap(Test &&test)
 TEST_F(Mirror, PixelsAndRegionsAreMirrored)
 {
     ForEachBitmap([](Random &random, StorageKind kind, int bits, const Operation &operation) {
-        for (int i = 0; i < 24; ++i) {
-            const int width = i < 12 ? random.Between(1, 40) : random.Between(1, 300);
+        for (int i = 0; i < 10; ++i) {
+            const int width = i < 5 ? random.Between(1, 40) : random.Between(1, 300);
             const Image image = Image::RandomRuns(random, width, random.Between(1, 7), bits);
             TestBitmap bitmap(kind, image, {random.Below(2), random.Below(2) * 2, {}});
             if (random.OneIn(2))

@@ -85,11 +85,11 @@ StorageKind RandomKind(Random &random, int bits)
 TEST_F(Rotate, QuarterAndHalfTurnsMoveEveryPixel)
 {
     Random random(81);
-    for (int i = 0; i < 330; ++i) {
+    for (int i = 0; i < 220; ++i) {
         const int bits = kAllDepths[size_t(i) % kAllDepths.size()];
         const StorageKind kind = RandomKind(random, bits);
         const StorageScope scope(kind);
-        const int width = random.Between(1, random.OneIn(4) ? 400 : 70);
+        const int width = random.Between(1, random.OneIn(8) ? 400 : 70);
         const Image image = Image::RandomRuns(random, width, random.OneIn(3) ? width : random.Between(1, 150), bits);
         TestBitmap bitmap(kind, image, {random.Below(2), random.Below(2) * 2, {}});
         SCOPED_TRACE(testing::Message() << image.width << " x " << image.height << " x " << bits << ", " << kind);
@@ -125,7 +125,7 @@ TEST_F(Rotate, QuarterAndHalfTurnsMoveEveryPixel)
 TEST_F(Rotate, OtherAnglesTakeThePixelBelowTheMiddle)
 {
     Random random(82);
-    for (int i = 0; i < 220; ++i) {
+    for (int i = 0; i < 132; ++i) {
         const int bits = kAllDepths[size_t(i) % kAllDepths.size()];
         const StorageKind kind = RandomKind(random, bits);
         const StorageScope scope(kind);
@@ -205,11 +205,11 @@ TEST_F(Rotate, StoppedAndFailedCallsChangeNothing)
         StorageKind kind;
     };
     const Case cases[] = {
-        {150, 150, 24, 9000, StorageKind::PageFile},    {151, 151, 8, 27000, StorageKind::PageFile},
-        {70, 90, 32, 9000, StorageKind::PageFile},      {300, 70, 1, 27000, StorageKind::Compressed},
-        {70, 90, 3, 27000, StorageKind::TemporaryFile}, {60, 90, 1, 3000, StorageKind::Compressed},
-        {60, 41, 16, 18000, StorageKind::PageFile},     {60, 41, 5, 18000, StorageKind::TemporaryFile},
-        {60, 80, 24, 1234, StorageKind::TemporaryFile}, {60, 80, 4, 1234, StorageKind::PageFile},
+        {130, 130, 24, 9000, StorageKind::PageFile},    {131, 131, 8, 27000, StorageKind::PageFile},
+        {70, 20, 32, 9000, StorageKind::PageFile},      {260, 20, 1, 27000, StorageKind::Compressed},
+        {70, 30, 3, 27000, StorageKind::TemporaryFile}, {30, 40, 1, 3000, StorageKind::Compressed},
+        {30, 11, 16, 18000, StorageKind::PageFile},     {30, 11, 5, 18000, StorageKind::TemporaryFile},
+        {30, 40, 24, 1234, StorageKind::TemporaryFile}, {30, 40, 4, 1234, StorageKind::PageFile},
     };
     Random random(85);
     for (const Case &c : cases) {
