@@ -22,7 +22,7 @@ struct DitherState {
     RGBQUAD sourceColors[256];
     RGBQUAD targetColors[256];
     CellPalette cells;
-    unsigned *ownCells;   // null unless the run fills cells of its own
+    uint16_t *ownCells;   // null unless the run fills cells of its own
     uint8_t *errorMemory; // null for methods without
     ErrorRows errors;
 };
@@ -92,11 +92,10 @@ int StartTarget(DitherState *state, const RGBQUAD *colors, int count, int depth,
     if (!UsesCells(state->target.paletteClass))
         return RESULT_SUCCESS;
     if (!matchTable)
-        state->ownCells = Buffer<unsigned>(CellPalette::kCells, Buffer<unsigned>::Fill::Zero).Release();
-    unsigned *cells = matchTable ? matchTable : state->ownCells;
-    if (!cells)
+        state->ownCells = Buffer<uint16_t>(CellPalette::kCells, Buffer<uint16_t>::Fill::Zero).Release();
+    if (!matchTable && !state->ownCells)
         return ERR_NO_MEMORY;
-    state->cells.Start(state->targetColors, count, cells);
+    state->cells.Start(state->targetColors, count, matchTable, state->ownCells);
     state->target.cells = &state->cells;
     return RESULT_SUCCESS;
 }
@@ -122,8 +121,8 @@ DitherState *StateOf(const BitmapHandle *bitmap) { return static_cast<DitherStat
 int vexo::BeginDithering(BitmapHandle *bitmap, const RGBQUAD *colors, int count, int depth, unsigned *matchTable)
 {
     const bool isValid = IsSupportedDepth(bitmap->BitsPerPixel) && bitmap->Width >= 0 && depth >= 1 && depth <= 8 &&
-                         count >= 1 && count <= 1 << depth && bitmap->DitherMode >= kDitherNone &&
-                         bitmap->DitherMode <= kDitherClustered;
+                         count >= 1 && count <= 1 << depth && bitmap->DitherMode >= DITHER_NONE &&
+                         bitmap->DitherMode <= DITHER_CLUSTERED;
     if (!isValid)
         return ERR_INV_PARAMETER;
     PendingState state;

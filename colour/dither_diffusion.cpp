@@ -127,7 +127,7 @@ size_t SumBytes(int method) { return FitsWords(FilterOf(method)) ? sizeof(int16_
 
 void DiffusePlain(const DiffusionBlock &block, int method, const DitherTarget &target)
 {
-    kScans[method - kDitherFloydSteinberg](block, target);
+    kScans[method - DITHER_FLOYD_STEINBERG](block, target);
 }
 
 int64_t ErrorBytes(int method, int64_t width)
@@ -162,7 +162,7 @@ void DiffuseBlock(int method, const DitherTarget &target, const ErrorRows &rows,
 
 void SpreadErrors(int method, const ErrorRows &rows, int first, int end)
 {
-    kSpread[method - kDitherFloydSteinberg](rows, first, end);
+    kSpread[method - DITHER_FLOYD_STEINBERG](rows, first, end);
 }
 
 } // namespace vexo

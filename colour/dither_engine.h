@@ -10,15 +10,7 @@ namespace vexo {
 
 // ---- Methods --------------------------------------------------------------------------------------------------
 
-// The values of DitherMode. Those between None and Dispersed diffuse errors.
-enum DitherMethod {
-    kDitherNone = 0,
-    kDitherFloydSteinberg = 1,
-    kDitherStevensonArce = 5,
-    kDitherDispersed = 7,
-    kDitherClustered = 8,
-};
-constexpr bool IsDiffusion(int method) { return method > kDitherNone && method < kDitherDispersed; }
+constexpr bool IsDiffusion(int method) { return method > DITHER_NONE && method < DITHER_DISPERSED; }
 
 // Where a pixel's error goes, in parts of `divisor`: to the two pixels after it, and to those from three before to
 // three after it in the rows below.
@@ -42,7 +34,7 @@ inline constexpr DiffusionFilter kDiffusionFilters[] = {
     {200, 3, {0, 32}, {{12, 0, 26, 0, 30, 0, 16}, {0, 12, 0, 26, 0, 12, 0}, {5, 0, 12, 0, 12, 0, 5}}},
     {48, 2, {7, 5}, {{0, 3, 5, 7, 5, 3, 0}, {0, 1, 3, 5, 3, 1, 0}}},
 };
-constexpr const DiffusionFilter &FilterOf(int method) { return kDiffusionFilters[method - kDitherFloydSteinberg]; }
+constexpr const DiffusionFilter &FilterOf(int method) { return kDiffusionFilters[method - DITHER_FLOYD_STEINBERG]; }
 
 // ---- Palette classes ------------------------------------------------------------------------------------------
 
@@ -90,22 +82,24 @@ constexpr int LevelRamp(int levels) { return 255 * 256 / (levels - 1); }
 
 // ---- Palettes matched by cells --------------------------------------------------------------------------------
 
-// A palette and the 32768 cells that remember the answers: palette index plus one, 0 where a colour has not come yet.
+// A palette and the cells that remember the answers: palette index plus one, 0 where a colour has not come yet.
 // A plain block of memory: call Start first.
 class CellPalette {
 public:
     static constexpr unsigned kCells = 32768; // five bits of red, green and blue, blue lowest
 
-    // Uses the cells given. Entries that are reserved or explicit (GDI's flags 1 and 2) are not matched, unless all
-    // are. Then puts the colours of the palette in the cells they fall in that hold nothing yet.
-    void Start(const RGBQUAD (&colors)[256], int count, unsigned *cells);
+    // Uses the caller's cells or, narrower so that more of them stay in the cache, those of the run; the other pointer
+    // is null. Entries that are reserved or explicit (GDI's flags 1 and 2) are not matched, unless all are. Then puts
+    // the colours of the palette in the cells they fall in that hold nothing yet.
+    void Start(const RGBQUAD (&colors)[256], int count, unsigned *callersCells, uint16_t *ownCells);
     // To be called before each row: what serves for searching may have been taken for other palettes in between.
     void BeginRow() { m_searching = false; }
 
-    // The cell of a key, filled.
+    // The cell of a key, filled. Word is that of the cells in use.
+    template <class Word>
     unsigned Cell(unsigned key)
     {
-        const unsigned cell = m_cells[key];
+        const unsigned cell = static_cast<const Word *>(m_cells)[key];
         return cell ? cell : Fill(key);
     }
     // The colour of a cell, four words: blue, green, red and nothing.
@@ -115,7 +109,10 @@ public:
 private:
     unsigned Fill(unsigned key);
 
-    unsigned *m_cells;
+    void Put(unsigned key, unsigned cell);
+
+    void *m_cells;
+    bool m_isOwn;
     int m_compactCount;
     bool m_searching;
     PaletteSearch m_search;

@@ -48,7 +48,7 @@ void OffsetQuads(uint8_t *moved, const uint8_t *quads, size_t count, const uint8
 
 OrderedRow::OrderedRow(int method, const DitherTarget &target, unsigned row, unsigned phase) : m_target(target)
 {
-    const auto &matrix = method == kDitherClustered ? kClusteredMatrix : kDispersedMatrix;
+    const auto &matrix = method == DITHER_CLUSTERED ? kClusteredMatrix : kDispersedMatrix;
     for (unsigned x = 0; x < kColumns; ++x) {
         const int value = matrix[row & 7][(x + phase) & 7];
         int offsets[4] = {};

@@ -16,13 +16,13 @@ constexpr unsigned kAlternativePalette = 0x100;
 int MethodFor(unsigned displayMode)
 {
     if (!(displayMode & kOrdered))
-        return kDitherFloydSteinberg;
-    return displayMode & kClustered ? kDitherClustered : kDitherDispersed;
+        return DITHER_FLOYD_STEINBERG;
+    return displayMode & kClustered ? DITHER_CLUSTERED : DITHER_DISPERSED;
 }
 
 uint8_t *AllocateErrors(int width)
 {
-    const int64_t bytes = width >= 0 ? ErrorBytes(kDitherFloydSteinberg, width) : 0;
+    const int64_t bytes = width >= 0 ? ErrorBytes(DITHER_FLOYD_STEINBERG, width) : 0;
     if (bytes == 0 || bytes > SIZE_MAX / 2)
         return nullptr;
     return Buffer<uint8_t>(size_t(bytes), Buffer<uint8_t>::Fill::Zero).Release();
@@ -58,7 +58,7 @@ void SegmentDither::Dither(uint8_t *destination, const uint8_t *source, int firs
 {
     const DitherJob job = {m_method,       {m_paletteClass, m_deviceBits, nullptr},
                            m_sourceBits,   format.colorOrder,
-                           format.palette, LayErrorRows(errors.m_memory, kDitherFloydSteinberg, errors.m_width)};
+                           format.palette, LayErrorRows(errors.m_memory, DITHER_FLOYD_STEINBERG, errors.m_width)};
     DitherSegment(job, destination, source, first, end, unsigned(row), unsigned(columnPhase));
 }
 

@@ -12,10 +12,11 @@ constexpr BYTE kNotMatched = PC_RESERVED | PC_EXPLICIT;
 
 unsigned KeyOf(unsigned blue, unsigned green, unsigned red) { return red >> 3 << 10 | green >> 3 << 5 | blue >> 3; }
 
+template <class Word>
 void ChooseByCells(uint8_t *indices, const uint8_t *quads, size_t count, CellPalette &cells)
 {
     for (size_t i = 0; i < count; ++i, quads += 4)
-        indices[i] = CellPalette::IndexOf(cells.Cell(KeyOf(quads[0], quads[1], quads[2])));
+        indices[i] = CellPalette::IndexOf(cells.Cell<Word>(KeyOf(quads[0], quads[1], quads[2])));
 }
 
 // The two highest bits of the luminance, or the highest one.
@@ -44,11 +45,17 @@ void ChooseProduct(uint8_t *indices, const uint8_t *quads, size_t count)
     }
 }
 
+// By class, from eight colours on.
+constexpr void (*kChooseProduct[])(uint8_t *, const uint8_t *,
+                                   size_t) = {ChooseProduct<4>, ChooseProduct<5>, ChooseProduct<6>, ChooseProduct<7>,
+                                              ChooseProduct<8>, ChooseProduct<9>, ChooseProduct<10>};
+
 } // namespace
 
-void CellPalette::Start(const RGBQUAD (&colors)[256], int count, unsigned *cells)
+void CellPalette::Start(const RGBQUAD (&colors)[256], int count, unsigned *callersCells, uint16_t *ownCells)
 {
-    m_cells = cells;
+    m_isOwn = ownCells != nullptr;
+    m_cells = m_isOwn ? static_cast<void *>(ownCells) : callersCells;
     m_searching = false;
     m_compactCount = 0;
     for (int pass = 0; pass < 2 && m_compactCount == 0; ++pass)
@@ -66,10 +73,18 @@ void CellPalette::Start(const RGBQUAD (&colors)[256], int count, unsigned *cells
     }
     for (int i = 0; i < m_compactCount; ++i) {
         const RGBQUAD &color = m_compact[i];
-        unsigned &cell = m_cells[KeyOf(color.rgbBlue, color.rgbGreen, color.rgbRed)];
-        if (cell == 0)
-            cell = color.rgbReserved + 1u;
+        const unsigned key = KeyOf(color.rgbBlue, color.rgbGreen, color.rgbRed);
+        if ((m_isOwn ? ownCells[key] : callersCells[key]) == 0)
+            Put(key, color.rgbReserved + 1u);
     }
+}
+
+void CellPalette::Put(unsigned key, unsigned cell)
+{
+    if (m_isOwn)
+        static_cast<uint16_t *>(m_cells)[key] = uint16_t(cell);
+    else
+        static_cast<unsigned *>(m_cells)[key] = cell;
 }
 
 unsigned CellPalette::Fill(unsigned key)
@@ -78,23 +93,19 @@ unsigned CellPalette::Fill(unsigned key)
         m_search = PaletteSearch(m_compact, m_compactCount);
     m_searching = true;
     const int place = m_search.Find(int(key >> 10 << 3), int(key >> 5 & 31) << 3, int(key & 31) << 3);
-    return m_cells[key] = m_compact[place].rgbReserved + 1u;
+    const unsigned cell = m_compact[place].rgbReserved + 1u;
+    Put(key, cell);
+    return cell;
 }
 
 void ChooseIndices(uint8_t *indices, const uint8_t *quads, size_t count, const DitherTarget &target)
 {
     switch (target.paletteClass) {
-    case kClassCells:
-    case kClassMatchTable: ChooseByCells(indices, quads, count, *target.cells); break;
+    case kClassCells: ChooseByCells<uint16_t>(indices, quads, count, *target.cells); break;
+    case kClassMatchTable: ChooseByCells<unsigned>(indices, quads, count, *target.cells); break;
     case kClassTwoGrays: ChooseGrays(indices, quads, count, 1); break;
     case kClassFourGrays: ChooseGrays(indices, quads, count, 2); break;
-    case kClassEightColors: ChooseProduct<kClassEightColors>(indices, quads, count); break;
-    case kClassWindowsColors: ChooseProduct<kClassWindowsColors>(indices, quads, count); break;
-    case 6: ChooseProduct<6>(indices, quads, count); break;
-    case 7: ChooseProduct<7>(indices, quads, count); break;
-    case 8: ChooseProduct<8>(indices, quads, count); break;
-    case kClassEightBits: ChooseProduct<kClassEightBits>(indices, quads, count); break;
-    default: ChooseProduct<kClassCube>(indices, quads, count); break;
+    default: kChooseProduct[target.paletteClass - kClassEightColors](indices, quads, count); break;
     }
 }
 

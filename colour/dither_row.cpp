@@ -77,7 +77,7 @@ void DitherSegment(const DitherJob &job, uint8_t *destination, const uint8_t *so
                          SpreadErrors(job.method, job.errors, spread, ready);
                          spread = ready;
                      });
-    } else if (job.method == kDitherNone) {
+    } else if (job.method == DITHER_NONE) {
         ForEachBlock(job, destination, source, first, end, [&](uint8_t *indices, const uint8_t *quads, int, size_t n) {
             ChooseIndices(indices, quads, n, job.target);
         });

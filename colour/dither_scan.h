@@ -153,6 +153,7 @@ VEXO_SCAN_INLINE __m128i Lanes(int blue, int green, int red)
 }
 VEXO_SCAN_INLINE __m128i LuminanceWeights() { return Lanes(1, 5, 2); }
 
+template <class Word>
 class CellChoice {
 public:
     explicit CellChoice(const DitherTarget &target) : m_cells(*target.cells) {}
@@ -160,7 +161,7 @@ public:
     VEXO_SCAN_INLINE_MEMBER __m128i Choose(__m128i lanes, uint8_t *index) const
     {
         const __m128i key = DotProduct(_mm_srli_epi16(lanes, 3), Lanes(1, 1 << 5, 1 << 10));
-        const unsigned cell = m_cells.Cell(unsigned(_mm_cvtsi128_si32(key)));
+        const unsigned cell = m_cells.Cell<Word>(unsigned(_mm_cvtsi128_si32(key)));
         *index = CellPalette::IndexOf(cell);
         return LoadLanes(m_cells.ColorOf(cell));
     }
@@ -232,8 +233,10 @@ VEXO_SCAN_INLINE void Scan(const DiffusionBlock &block, const Choice &choice)
 template <int Method>
 VEXO_SCAN_INLINE void ScanColors(const DiffusionBlock &block, const DitherTarget &target)
 {
-    if (UsesCells(target.paletteClass))
-        Scan<Method>(block, CellChoice(target));
+    if (target.paletteClass == kClassCells)
+        Scan<Method>(block, CellChoice<uint16_t>(target));
+    else if (target.paletteClass == kClassMatchTable)
+        Scan<Method>(block, CellChoice<unsigned>(target));
     else if (IsProductClass(target.paletteClass))
         Scan<Method>(block, ProductChoice(target));
     else

@@ -100,20 +100,16 @@ struct Target {
         cells.assign(32768, 0);
         if (table)
             cells.assign(table, table + 32768);
+        const bool noneIsFree = std::all_of(colors.begin(), colors.begin() + count,
+                                            [](const RGBQUAD &color) { return (color.rgbReserved & 3) != 0; });
         for (int i = 0; i < count; ++i)
-            if ((colors[size_t(i)].rgbReserved & 3) == 0)
-                AddCompact(i);
-        for (int i = 0; i < count && compact.empty(); ++i)
-            for (int j = 0; j < count; ++j)
-                AddCompact(j);
+            if (noneIsFree || (colors[size_t(i)].rgbReserved & 3) == 0) {
+                compact.push_back(colors[size_t(i)]);
+                compact.back().rgbReserved = BYTE(i);
+            }
         for (const RGBQUAD &color : compact)
             if (unsigned &cell = CellOf({color.rgbBlue, color.rgbGreen, color.rgbRed}); cell == 0)
                 cell = color.rgbReserved + 1u;
-    }
-    void AddCompact(int i)
-    {
-        compact.push_back(colors[size_t(i)]);
-        compact.back().rgbReserved = BYTE(i);
     }
     unsigned &CellOf(const Color &c)
     {
