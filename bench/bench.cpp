@@ -58,6 +58,7 @@ constexpr std::span<const vexo::bench::Workload> (*kRows[])() = {
     vexo::bench::RegionRows,
     vexo::bench::SizeRows,
     vexo::bench::TurnRows,
+    vexo::bench::ColourRows,
 };
 
 } // namespace

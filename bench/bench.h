@@ -52,6 +52,7 @@ std::span<const Workload> CopyRows();
 std::span<const Workload> TurnRows();
 std::span<const Workload> RegionRows();
 std::span<const Workload> SizeRows();
+std::span<const Workload> ColourRows();
 
 } // namespace vexo::bench
 

@@ -15,7 +15,7 @@ using namespace vexo;
 namespace {
 
 // Pixels of a block. A multiple of 8, so that blocks of every depth begin with a byte.
-constexpr size_t kBlock = 1024;
+constexpr size_t kBlock = PaletteSearch::kMostPixels;
 
 struct Format {
     int bits; // 0: gray levels
@@ -159,8 +159,8 @@ void DeepToIndices(uint8_t *buffer, size_t count, const Format &source, const Fo
     const bool swap = source.order == COLOR_ORDER_RGB;
     const PaletteSearch search(destination.palette, destination.colorCount());
     ForEachBlock(buffer, count, source, destination, [&](uint8_t *target, const uint8_t *pixels, size_t length) {
-        uint8_t indices[kBlock], quads[4 * kBlock];
-        search.FindAll(indices, UnpackQuads(quads, pixels, length, source.bits, swap), length);
+        uint8_t indices[kBlock];
+        search.FindPixels(indices, pixels, length, source.bits, swap);
         PackIndices(target, indices, length, destination);
     });
 }

@@ -1,5 +1,6 @@
 // Whole bitmaps to gray and to halftone: every row becomes luminances first, by a table of the palette or by the pixel
 // kernels, and these are the gray result, or are held against a row of thresholds.
+#include "colour/color_res.h"
 #include "colour/colour.h"
 #include "colour/ordered_matrices.h"
 #include "colour/pixel_kernels.h"
@@ -129,9 +130,7 @@ int Replace(BitmapHandle *bitmap, const Matrix *matrix, const RGBQUAD *colors)
         status = ConvertRows(result.record(), bitmap, luminance, matrix);
     if (Failed(status))
         return status;
-    result->Region = bitmap->Region;
-    bitmap->Region = nullptr;
-    result.CommitTo(bitmap);
+    ReplaceByConverted(bitmap, &result);
     return RESULT_SUCCESS;
 }
 

@@ -44,8 +44,16 @@ int FindProduct(const ProductPalette &palette, uint8_t red, uint8_t green, uint8
 
 void MatchProductPlain(uint8_t *indices, const uint8_t *quads, size_t count, const ProductPalette &palette)
 {
-    for (size_t i = 0; i < count; ++i)
-        indices[i] = uint8_t(FindProduct(palette, quads[4 * i + 2], quads[4 * i + 1], quads[4 * i]));
+    for (size_t i = 0; i < count; ++i, quads += 4)
+        indices[i] = uint8_t(FindProduct(palette, quads[2], quads[1], quads[0]));
+}
+
+void MatchProduct24Plain(uint8_t *indices, const uint8_t *pixels, size_t count, const ProductPalette &palette,
+                         bool swap)
+{
+    const int red = swap ? 0 : 2, blue = swap ? 2 : 0;
+    for (size_t i = 0; i < count; ++i, pixels += 3)
+        indices[i] = uint8_t(FindProduct(palette, pixels[red], pixels[1], pixels[blue]));
 }
 
 namespace {
@@ -81,6 +89,41 @@ VEXO_TARGET_AVX2 inline Channels SplitQuads(const uint8_t *quads)
             _mm256_unpacklo_epi64(highAB, highCD)};
 }
 
+// Where the bytes of a channel of 16 pixels lie in each of their three registers; -1 for those in another one.
+struct ByteOrders {
+    uint8_t from[3][3][16]; // channel, register
+
+    constexpr ByteOrders() : from()
+    {
+        for (int channel = 0; channel < 3; ++channel)
+            for (int part = 0; part < 3; ++part)
+                for (int i = 0; i < 16; ++i) {
+                    const int place = 3 * i + channel - 16 * part;
+                    from[channel][part][i] = place >= 0 && place < 16 ? uint8_t(place) : uint8_t(0xFF);
+                }
+    }
+};
+constexpr ByteOrders kByteOrders;
+
+VEXO_TARGET_AVX2 inline __m256i Gather(const uint8_t (&from)[3][16], __m256i a, __m256i b, __m256i c)
+{
+    return _mm256_or_si256(
+        _mm256_or_si256(_mm256_shuffle_epi8(a, Table(from[0])), _mm256_shuffle_epi8(b, Table(from[1]))),
+        _mm256_shuffle_epi8(c, Table(from[2])));
+}
+
+// 32 pixels of three bytes to channels, in order.
+VEXO_TARGET_AVX2 inline Channels SplitPixels(const uint8_t *pixels, bool swap)
+{
+    const auto load = [&](int offset) VEXO_TARGET_AVX2 {
+        const __m128i *low = reinterpret_cast<const __m128i *>(pixels + offset);
+        return _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128(low)), _mm_loadu_si128(low + 3), 1);
+    };
+    const __m256i a = load(0), b = load(16), c = load(32);
+    const __m256i first = Gather(kByteOrders.from[0], a, b, c), third = Gather(kByteOrders.from[2], a, b, c);
+    return {swap ? third : first, Gather(kByteOrders.from[1], a, b, c), swap ? first : third};
+}
+
 VEXO_TARGET_AVX2 inline __m256i LowLevel(const ChannelLevels &channel, __m256i values, __m256i upper)
 {
     const __m256i above = _mm256_subs_epu8(values, _mm256_shuffle_epi8(Table(channel.last), upper));
@@ -94,41 +137,48 @@ VEXO_TARGET_AVX2 inline __m256i Halfway(const ChannelLevels &channel, __m256i va
     return _mm256_cmpeq_epi8(values, _mm256_shuffle_epi8(Table(channel.half), upper));
 }
 
-VEXO_TARGET_AVX2 inline __m256i HueClasses(const Channels &colors)
+// What red and blue say about the order of hue.
+struct RedAndBlue {
+    __m256i least, most, redIsMost;
+};
+VEXO_TARGET_AVX2 inline RedAndBlue Compare(__m256i red, __m256i blue)
 {
-    const __m256i zero = _mm256_setzero_si256();
-    const __m256i least = _mm256_min_epu8(colors.red, colors.blue), most = _mm256_max_epu8(colors.red, colors.blue);
-    // The three comparisons fail where the differences are 0; the complement serves as well as the class itself.
-    const __m256i notBlue = _mm256_cmpeq_epi8(_mm256_subs_epu8(colors.blue, colors.red), zero);
-    const __m256i notLeast = _mm256_cmpeq_epi8(_mm256_subs_epu8(least, colors.green), zero);
-    const __m256i notMost = _mm256_cmpeq_epi8(_mm256_subs_epu8(colors.green, most), zero);
-    return _mm256_or_si256(_mm256_and_si256(notBlue, _mm256_set1_epi8(4)),
-                           _mm256_or_si256(_mm256_and_si256(notLeast, _mm256_set1_epi8(2)),
-                                           _mm256_and_si256(notMost, _mm256_set1_epi8(1))));
+    const __m256i most = _mm256_max_epu8(red, blue);
+    return {_mm256_min_epu8(red, blue), most, _mm256_cmpeq_epi8(most, red)};
 }
 
-// What the four combinations of low and high levels have in common.
+// A number for each HueClass: -2, 0 or 2 for green among the others, with all bits turned over unless blue is above
+// red.
+VEXO_TARGET_AVX2 inline __m256i HueClasses(const RedAndBlue &others, __m256i green)
+{
+    const __m256i notBelow = _mm256_cmpeq_epi8(_mm256_max_epu8(green, others.least), green);
+    const __m256i notAbove = _mm256_cmpeq_epi8(_mm256_min_epu8(green, others.most), green);
+    const __m256i place = _mm256_sub_epi8(notBelow, notAbove);
+    return _mm256_xor_si256(_mm256_add_epi8(place, place), others.redIsMost);
+}
+
+VEXO_TARGET_AVX2 inline __m256i IndexPart(const ChannelLevels &channel, __m256i levels)
+{
+    return _mm256_sll_epi16(levels, _mm_cvtsi32_si128(channel.shift));
+}
+
+VEXO_TARGET_AVX2 inline __m256i ValueOf(const ChannelLevels &channel, __m256i levels)
+{
+    return _mm256_shuffle_epi8(Table(channel.value), levels);
+}
+
+// What the search among equally near entries goes by.
 struct TieSearch {
     const ProductPalette &palette;
-    __m256i blueLevels;
     __m256i blueValues;
     __m256i classes; // of the pixels
 };
 
-VEXO_TARGET_AVX2 inline __m256i IndexOf(const TieSearch &search, __m256i redLevels, __m256i greenLevels)
+// All ones where the entry of two levels has the pixel's hue class.
+VEXO_TARGET_AVX2 inline __m256i HasClass(const TieSearch &search, __m256i redLevels, __m256i greenLevels)
 {
-    const __m256i red = _mm256_sll_epi16(redLevels, _mm_cvtsi32_si128(search.palette.red.shift));
-    const __m256i green = _mm256_sll_epi16(greenLevels, _mm_cvtsi32_si128(search.palette.green.shift));
-    return _mm256_or_si256(_mm256_or_si256(red, green), search.blueLevels);
-}
-
-// Takes the entry of two levels where its hue class is that of the pixel.
-VEXO_TARGET_AVX2 inline __m256i Consider(const TieSearch &search, __m256i best, __m256i redLevels, __m256i greenLevels)
-{
-    const Channels entry = {search.blueValues, _mm256_shuffle_epi8(Table(search.palette.green.value), greenLevels),
-                            _mm256_shuffle_epi8(Table(search.palette.red.value), redLevels)};
-    const __m256i sameClass = _mm256_cmpeq_epi8(HueClasses(entry), search.classes);
-    return _mm256_blendv_epi8(best, IndexOf(search, redLevels, greenLevels), sameClass);
+    const RedAndBlue others = Compare(ValueOf(search.palette.red, redLevels), search.blueValues);
+    return _mm256_cmpeq_epi8(HueClasses(others, ValueOf(search.palette.green, greenLevels)), search.classes);
 }
 
 VEXO_TARGET_AVX2 inline __m256i MatchProduct32(const ProductPalette &palette, const Channels &colors)
@@ -136,19 +186,29 @@ VEXO_TARGET_AVX2 inline __m256i MatchProduct32(const ProductPalette &palette, co
     const __m256i upperRed = UpperBits(colors.red), upperGreen = UpperBits(colors.green);
     const __m256i red = LowLevel(palette.red, colors.red, upperRed);
     const __m256i green = LowLevel(palette.green, colors.green, upperGreen);
-    TieSearch search = {palette, LowLevel(palette.blue, colors.blue, UpperBits(colors.blue)), {}, {}};
-    __m256i best = IndexOf(search, red, green);
+    const __m256i blue = LowLevel(palette.blue, colors.blue, UpperBits(colors.blue));
+    const __m256i lowest = _mm256_or_si256(
+        _mm256_or_si256(IndexPart(palette.red, red), IndexPart(palette.green, green)), IndexPart(palette.blue, blue));
     const __m256i redTie = Halfway(palette.red, colors.red, upperRed);
     const __m256i greenTie = Halfway(palette.green, colors.green, upperGreen);
-    if (_mm256_movemask_epi8(_mm256_or_si256(redTie, greenTie)) == 0)
-        return best;
-    search.blueValues = _mm256_shuffle_epi8(Table(palette.blue.value), search.blueLevels);
-    search.classes = HueClasses(colors);
-    // Where there is no tie the high level is the low one, and all four are the same entry.
+    const __m256i ties = _mm256_or_si256(redTie, greenTie);
+    if (_mm256_testz_si256(ties, ties))
+        return lowest;
+
+    // The entry of the higher levels comes last and is taken first.
+    const TieSearch search = {palette, ValueOf(palette.blue, blue),
+                              HueClasses(Compare(colors.red, colors.blue), colors.green)};
     const __m256i highRed = _mm256_sub_epi8(red, redTie), highGreen = _mm256_sub_epi8(green, greenTie);
-    best = Consider(search, best, red, highGreen);
-    best = Consider(search, best, highRed, green);
-    return Consider(search, best, highRed, highGreen);
+    const __m256i redStep = _mm256_and_si256(redTie, _mm256_set1_epi8(char(1 << palette.red.shift)));
+    const __m256i greenStep = _mm256_and_si256(greenTie, _mm256_set1_epi8(char(1 << palette.green.shift)));
+    const __m256i takesBoth = HasClass(search, highRed, highGreen);
+    if (_mm256_testz_si256(redTie, greenTie))
+        return _mm256_add_epi8(lowest, _mm256_and_si256(takesBoth, _mm256_or_si256(redStep, greenStep)));
+
+    const __m256i takesRed = _mm256_or_si256(takesBoth, HasClass(search, highRed, green));
+    const __m256i takesGreen = _mm256_andnot_si256(takesRed, HasClass(search, red, highGreen));
+    const __m256i withRed = _mm256_add_epi8(lowest, _mm256_and_si256(takesRed, redStep));
+    return _mm256_add_epi8(withRed, _mm256_and_si256(_mm256_or_si256(takesBoth, takesGreen), greenStep));
 }
 
 } // namespace
@@ -162,6 +222,14 @@ VEXO_TARGET_AVX2 void MatchProductAvx2(uint8_t *indices, const uint8_t *quads, s
         _mm256_storeu_si256(reinterpret_cast<__m256i *>(indices), _mm256_permutevar8x32_epi32(matched, inOrder));
     }
     MatchProductPlain(indices, quads, count, palette);
+}
+
+VEXO_TARGET_AVX2 void MatchProduct24Avx2(uint8_t *indices, const uint8_t *pixels, size_t count,
+                                         const ProductPalette &palette, bool swap)
+{
+    for (; count >= 32; count -= 32, pixels += 96, indices += 32)
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(indices), MatchProduct32(palette, SplitPixels(pixels, swap)));
+    MatchProduct24Plain(indices, pixels, count, palette, swap);
 }
 
 } // namespace vexo

@@ -42,6 +42,15 @@ const ProductPalette *ProductPaletteOf(const PaletteKey &key)
     return product && key == PaletteKey(FixedPalette(depth), key.count) ? product : nullptr;
 }
 
+// Knows the library's own tables, which most callers pass, without looking at their colours.
+const ProductPalette *FixedProductPaletteAt(const RGBQUAD *colors, int count)
+{
+    for (int depth = 1; depth <= 8; ++depth)
+        if (colors == FixedPalette(depth) && count == 1 << depth)
+            return FixedProductPalette(depth);
+    return nullptr;
+}
+
 // The calling thread's matcher for a palette, moved to the front of its cache. Null when memory fails.
 PaletteMatcher *MatcherFor(const PaletteKey &key)
 {
@@ -112,6 +121,9 @@ PaletteSearch::PaletteSearch(const RGBQUAD *colors, int count) : m_colors(colors
 {
     if (count < 1 || count > PaletteMatcher::kMostEntries)
         return;
+    m_product = FixedProductPaletteAt(colors, count);
+    if (m_product)
+        return;
     const PaletteKey key(colors, count);
     m_product = ProductPaletteOf(key);
     if (!m_product)
@@ -141,6 +153,16 @@ void PaletteSearch::FindAll(uint8_t *indices, const uint8_t *quads, size_t count
             indices[i] =
                 uint8_t(V_FindPaletteIndex(m_colors, m_count, quads[4 * i + 2], quads[4 * i + 1], quads[4 * i]));
     }
+}
+
+void PaletteSearch::FindPixels(uint8_t *indices, const uint8_t *pixels, size_t count, int bits, bool swap) const
+{
+    if (m_product && bits == 24) {
+        pixelKernels.matchProduct24(indices, pixels, count, *m_product, swap);
+        return;
+    }
+    uint8_t quads[4 * kMostPixels];
+    FindAll(indices, UnpackQuads(quads, pixels, count, bits, swap), count);
 }
 
 // ---- The thread's cache ---------------------------------------------------------------------------------------

@@ -19,6 +19,9 @@ public:
     int Find(int red, int green, int blue) const;
     // Many colours as quads (blue, green, red, anything) to indices beside them.
     void FindAll(uint8_t *indices, const uint8_t *quads, size_t count) const;
+    // The same for up to kMostPixels packed pixels of 16, 24 or 32 bits; `swap` if red comes first.
+    static constexpr size_t kMostPixels = 1024;
+    void FindPixels(uint8_t *indices, const uint8_t *pixels, size_t count, int bits, bool swap) const;
 
 private:
     const RGBQUAD *m_colors;

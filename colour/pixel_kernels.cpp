@@ -121,6 +121,7 @@ constexpr PixelKernels kPlainKernels = {
     .luminance = LuminancePlain,
     .threshold = ThresholdPlain,
     .matchProduct = MatchProductPlain,
+    .matchProduct24 = MatchProduct24Plain,
     .matchCells = MatchCellsPlain,
     .diffuse = DiffusePlain,
     .swap16 = Swap16Plain,

@@ -31,6 +31,8 @@ struct PixelKernels {
     void (*threshold)(uint8_t *bits, const uint8_t *levels, size_t count, const uint8_t *thresholds);
     // Blue, green, red quads to the indices that V_FindPaletteIndex gives. These write beside the quads.
     void (*matchProduct)(uint8_t *indices, const uint8_t *quads, size_t count, const ProductPalette &palette);
+    void (*matchProduct24)(uint8_t *indices, const uint8_t *pixels, size_t count, const ProductPalette &palette,
+                           bool swap); // from packed pixels
     void (*matchCells)(uint8_t *indices, const uint8_t *quads, size_t count, PaletteMatcher &matcher);
     // Error diffusion of a row's pixels (dither_engine.h).
     void (*diffuse)(const DiffusionBlock &block, int method, const DitherTarget &target);
@@ -66,6 +68,10 @@ void UseVectorKernels(PixelKernels *kernels, CpuLevel level);
 // The forms of the two searches, which live beside the tables they use.
 void MatchProductPlain(uint8_t *indices, const uint8_t *quads, size_t count, const ProductPalette &palette);
 void MatchProductAvx2(uint8_t *indices, const uint8_t *quads, size_t count, const ProductPalette &palette);
+void MatchProduct24Plain(uint8_t *indices, const uint8_t *pixels, size_t count, const ProductPalette &palette,
+                         bool swap);
+void MatchProduct24Avx2(uint8_t *indices, const uint8_t *pixels, size_t count, const ProductPalette &palette,
+                        bool swap);
 void MatchCellsPlain(uint8_t *indices, const uint8_t *quads, size_t count, PaletteMatcher &matcher);
 void MatchCellsAvx2(uint8_t *indices, const uint8_t *quads, size_t count, PaletteMatcher &matcher);
 

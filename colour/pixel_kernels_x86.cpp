@@ -221,6 +221,7 @@ void UseVectorKernels(PixelKernels *kernels, CpuLevel level)
     kernels->pack24 = Pack24Avx2;
     kernels->luminance = LuminanceAvx2;
     kernels->matchProduct = MatchProductAvx2;
+    kernels->matchProduct24 = MatchProduct24Avx2;
     kernels->matchCells = MatchCellsAvx2;
     kernels->diffuse = DiffuseAvx2;
     kernels->swap16 = Swap16Avx2;

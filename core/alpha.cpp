@@ -87,7 +87,7 @@ int ConvertAndApply(BitmapHandle *bitmap, BitmapHandle *gray)
         status = ApplyRows(converted.record(), gray);
     if (Failed(status))
         return status;
-    converted.CommitTo(bitmap);
+    ReplaceByConverted(bitmap, &converted);
     return RESULT_SUCCESS;
 }
 

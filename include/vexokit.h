@@ -608,23 +608,44 @@ VEXO_API int VEXO_CALL V_ConvertColorSpace(const void *source, void *destination
 
 /* ---- Colour reduction ---------------------------------------------------------------------------------------- */
 
-/* Flags of V_ColorResBitmap. At most one of the palette flags may be given; without one the fixed palette serves. */
-#define COLORRES_FIXED_PALETTE  0x00001u /* the fixed palette of the depth */
-#define COLORRES_OWN_PALETTE    0x00002u /* the bitmap's own palette, cut or padded with black to the depth */
-#define COLORRES_ORDER_BGR      0x00004u /* deeper than 8 bits: blue first; without it red first */
-#define COLORRES_CALLER_PALETTE 0x00010u /* the quads given, padded with black */
-#define COLORRES_GRAY_PALETTE   0x00020u /* evenly spaced grays */
-#define COLORRES_NO_DITHER      0x10000u /* nearest colours */
+/* Flags of V_ColorResBitmap. At most one of the palette flags may be given; without one the fixed palette serves. They
+ * count for 8 bits or fewer. */
+#define COLORRES_FIXED_PALETTE     0x00001u /* the fixed palette of the depth */
+#define COLORRES_OWN_PALETTE       0x00002u /* the bitmap's own palette, cut or padded with black to the depth */
+#define COLORRES_ORDER_BGR         0x00004u /* deeper than 8 bits: blue first; without it red first */
+#define COLORRES_OPTIMIZED_PALETTE 0x00008u /* made for the colours of the bitmap */
+#define COLORRES_CALLER_PALETTE    0x00010u /* the quads given; the rest of the palette is black and not used */
+#define COLORRES_GRAY_PALETTE      0x00020u /* evenly spaced grays */
+#define COLORRES_SYSTEM_COLORS     0x00040u /* with an optimized palette: the static colours of a display that has a
+                                               palette stand at both ends of it */
+#define COLORRES_NO_DITHER         0x10000u /* nearest colours */
 
-/* Converts a bitmap in place to another depth, nearest colours without dithering. With COLORRES_OWN_PALETTE and a
- * target at least as deep as the bitmap the indices are carried over unchanged. Orientation, resolutions, compression
- * (1 bit only), region and animation fields are kept; progress goes to the status callback.
+/* Convert in place to another depth: a bitmap, or all bitmaps of a list. With an optimized palette a list gets one
+ * palette for all its bitmaps. All or nothing: on failure every bitmap is as it was.
+ *
+ * Pixels of 8 bits or fewer are dithered by the bitmap's DitherMode, from the top of the picture down, unless
+ * COLORRES_NO_DITHER asks for the entries that V_FindPaletteIndex gives. Nothing is dithered where the palette is known
+ * to hold every colour. With COLORRES_OWN_PALETTE and a depth that is not less than the bitmap's, indices are carried
+ * over unchanged. Otherwise the thread's user match table, if there is one, chooses the entries, with or without
+ * dithering. Pixels of more than 8 bits become those of V_ConvertBuffer.
+ *
+ * Optimized palettes come from variance-minimising boxes (after X. Wu, "Efficient Statistical Computations for Optimal
+ * Color Quantization", Graphics Gems II, 1991) and k-means (S. Lloyd, "Least Squares Quantization in PCM", IEEE
+ * Transactions on Information Theory 28, 1982); their colours run from dark to light, and no more colours than fit the
+ * depth are kept exactly. Entries that are left over are black.
+ *
+ * Orientation, region, resolutions, DitherMode, compression (1 bit only) and animation fields are kept; the storage is
+ * otherwise STORAGE_MEMORY, and a dithering run of the bitmap ends. Progress goes to the status callback.
  *
  * colors, colorCount   the quads for COLORRES_CALLER_PALETTE, at most 1 << bitsPerPixel; otherwise not looked at
- * Returns RESULT_SUCCESS; ERR_NO_BITMAP; ERR_BAD_BITS_PER_PIXEL; ERR_INV_PARAMETER for unknown or contradicting flags,
- * missing quads, or an own palette that does not exist; ERR_NO_MEMORY; a storage error; the callback's result. */
+ * Return RESULT_SUCCESS; ERR_NO_BITMAP for a bitmap or an item without storage; ERR_BAD_BITS_PER_PIXEL;
+ * ERR_INV_PARAMETER for unknown or contradicting flags, system colours without an optimized palette, missing quads, an
+ * own palette that does not exist, an unknown DitherMode, or a bad list handle; ERR_NO_MEMORY; a storage error; the
+ * callback's result when it is not RESULT_SUCCESS. */
 VEXO_API int VEXO_CALL V_ColorResBitmap(BitmapHandle *bitmap, int bitsPerPixel, unsigned flags, const RGBQUAD *colors,
                                         int colorCount);
+VEXO_API int VEXO_CALL V_ColorResBitmapList(HGLOBAL list, int bitsPerPixel, unsigned flags, const RGBQUAD *colors,
+                                            int colorCount);
 
 /* ---- Device-independent bitmaps (DIBs) ----------------------------------------------------------------------- */
 

@@ -1,9 +1,14 @@
-// Colour reduction in place: what becomes of pixels, palettes and attributes, and that a refused, failed or cancelled
-// call changes nothing.
+// Colour reduction in place: what becomes of pixels, palettes and attributes for every pair of depths, and that a
+// refused, failed or cancelled call changes nothing.
 #include "tests/support/bitmaps.h"
 #include "tests/support/faults.h"
+#include "tests/support/import_hooks.h"
 #include "tests/support/library_test.h"
 
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <set>
 #include <vector>
 
 namespace vexo::test {
@@ -12,11 +17,15 @@ namespace {
 
 class ColorRes : public LibraryTest {
 protected:
-    ~ColorRes() override { V_SetStatusCallBack(nullptr); }
+    ~ColorRes() override
+    {
+        V_SetStatusCallBack(nullptr);
+        V_SetUserMatchTable(nullptr);
+    }
 };
 
 std::vector<int> percentages;
-int stopAt = 1000;
+int stopAt = INT_MAX;
 
 int VEXO_CALL Record(int percent)
 {
@@ -24,101 +33,474 @@ int VEXO_CALL Record(int percent)
     return percent >= stopAt ? -77 : RESULT_SUCCESS;
 }
 
+COLORREF Color(const RGBQUAD &quad) { return RGB(quad.rgbRed, quad.rgbGreen, quad.rgbBlue); }
+
+// The colours that a bitmap shows, stored row by stored row.
+std::vector<COLORREF> ColorsOf(BitmapHandle *bitmap)
+{
+    std::vector<COLORREF> colors;
+    for (int y = 0; y < bitmap->Height; ++y)
+        for (int x = 0; x < bitmap->Width; ++x)
+            colors.push_back(V_GetPixelColor(bitmap, y, x));
+    return colors;
+}
+
+std::vector<RGBQUAD> PaletteOf(const BitmapHandle *bitmap)
+{
+    std::vector<RGBQUAD> colors(size_t(V_GetPaletteSize(bitmap->Palette)));
+    V_GetPaletteEntries(bitmap->Palette, 0, int(colors.size()), colors.data());
+    return colors;
+}
+
+struct Palette {
+    unsigned flag;
+    std::vector<RGBQUAD> colors; // that pixels may take
+};
+
+Palette RandomTarget(Random &random, int bits)
+{
+    const int count = 1 << bits;
+    switch (random.Below(3)) {
+    case 0: return {COLORRES_FIXED_PALETTE, {V_IntGetFixedPalette(bits), V_IntGetFixedPalette(bits) + count}};
+    case 1: {
+        std::vector<RGBQUAD> grays;
+        for (int i = 0; i < count; ++i)
+            grays.push_back({BYTE(i * 255 / (count - 1)), BYTE(i * 255 / (count - 1)), BYTE(i * 255 / (count - 1)), 0});
+        return {COLORRES_GRAY_PALETTE, grays};
+    }
+    default: return {COLORRES_CALLER_PALETTE, RandomPalette(random, random.Between(count / 2 + 1, count))};
+    }
+}
+
+// The indices by the row-by-row interface, from the top of the picture down.
+Image Dithered(BitmapHandle *bitmap, const Image &image, const std::vector<RGBQUAD> &colors, int bits)
+{
+    Image result(image.width, image.height, bits);
+    EXPECT_EQ(RESULT_SUCCESS, V_StartDithering(bitmap, colors.data(), int(colors.size())));
+    std::vector<uint8_t> row(size_t(image.width) + 4);
+    for (int y = 0; y < image.height; ++y) {
+        const int stored = bitmap->Orientation == ORIENT_BOTTOM_UP ? image.height - 1 - y : y;
+        EXPECT_EQ(RESULT_SUCCESS, V_DitherLine(bitmap, image.PackedRow(stored).data(), row.data()));
+        for (int x = 0; x < image.width; ++x)
+            result.At(stored, x) = PixelOf(row.data(), size_t(x), bits);
+    }
+    V_StopDithering(bitmap);
+    return result;
+}
+
+Image Nearest(const std::vector<COLORREF> &shown, const Image &image, const std::vector<RGBQUAD> &colors, int bits)
+{
+    Image result(image.width, image.height, bits);
+    for (size_t i = 0; i < shown.size(); ++i)
+        result.pixels[i] = uint32_t(V_FindPaletteIndex(colors.data(), int(colors.size()), GetRValue(shown[i]),
+                                                       GetGValue(shown[i]), GetBValue(shown[i])));
+    return result;
+}
+
+// Whether a palette holds all colours of another.
+bool Holds(const std::vector<RGBQUAD> &colors, const std::vector<RGBQUAD> &others)
+{
+    return std::ranges::all_of(others, [&](const RGBQUAD &c) {
+        return std::ranges::any_of(colors, [&](const RGBQUAD &d) { return Color(c) == Color(d); });
+    });
+}
+
+struct Source {
+    Image image;
+    BitmapOptions options;
+    Source(Random &random, int bits)
+        : image(
+              Image::Random(random, random.Between(1, 70) + (random.OneIn(8) ? 4096 : 0), random.Between(1, 6), bits)),
+          options{bits > 8 ? random.Below(2) : 0, random.Below(2) * 2, {}}
+    {
+        if (bits <= 8)
+            options.palette = RandomPalette(random, 1 << bits);
+    }
+};
+
+// A smooth picture in three channels with some noise.
+Image Scene(Random &random, int width, int height)
+{
+    Image image(width, height, 24);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            image.At(y, x) = uint32_t(x * 223 / width + random.Below(30)) | uint32_t(y * 200 / height) << 8 |
+                             uint32_t((x + y) / 2 % 90 + random.Below(20) + 40) << 16;
+    return image;
+}
+
+// The summed squared distance of two pictures' colours.
+double ErrorOf(const std::vector<COLORREF> &a, const std::vector<COLORREF> &b)
+{
+    double error = 0;
+    for (size_t i = 0; i < a.size(); ++i) {
+        const int red = GetRValue(a[i]) - GetRValue(b[i]), green = GetGValue(a[i]) - GetGValue(b[i]),
+                  blue = GetBValue(a[i]) - GetBValue(b[i]);
+        error += red * red + green * green + blue * blue;
+    }
+    return error;
+}
+
+// The list of bitmaps that a test owns.
+struct TestList {
+    HGLOBAL handle = nullptr;
+    TestList() { EXPECT_EQ(RESULT_SUCCESS, V_CreateBitmapList(&handle)); }
+    ~TestList() { V_DestroyBitmapList(handle); }
+
+    void Add(const Image &image, const BitmapOptions &options = {})
+    {
+        BitmapHandle record;
+        V_CreateBitmap(&record, STORAGE_MEMORY, image.width, image.height, image.bits, options.colorOrder,
+                       options.palette.empty() ? nullptr : options.palette.data(), options.orientation);
+        Store(&record, image);
+        V_InsertBitmapListItem(handle, UINT_MAX, &record);
+    }
+    BitmapHandle At(unsigned index) const
+    {
+        BitmapHandle record;
+        EXPECT_EQ(RESULT_SUCCESS, V_GetBitmapListItem(handle, index, &record));
+        return record;
+    }
+};
+
 } // namespace
 
-TEST_F(ColorRes, PixelsAreThoseOfTheBufferConversion)
+TEST_F(ColorRes, EveryPairOfDepths)
 {
     Random random(41);
     for (const int from : kAllDepths)
-        for (const int to : kAllDepths) {
-            const StorageKind kind = StorageKinds(from)[size_t(random.Below(int(StorageKinds(from).size())))];
-            const StorageScope scope(kind);
-            const Image image = Image::Random(random, random.Between(1, 70), random.Between(1, 6), from);
-            TestBitmap bitmap(kind, image, {random.Below(2), random.Below(2) * 2, {}});
-            bitmap->AnimDelay = 70;
-            bitmap->AnimTransparent = RGB(255, 255, 255);
-            const BitmapHandle before = *bitmap.get();
-            ASSERT_EQ(RESULT_SUCCESS, V_ColorResBitmap(bitmap.get(), to, COLORRES_ORDER_BGR, nullptr, 0));
-            EXPECT_EQ(to, bitmap->BitsPerPixel);
-            EXPECT_EQ(before.Orientation, bitmap->Orientation);
-            EXPECT_EQ(70u, bitmap->AnimDelay);
-            EXPECT_EQ(to > 8 ? RGB(255, 255, 255) : COLOR_INDEX((1 << to) - 1), bitmap->AnimTransparent);
-            EXPECT_EQ(to > 8 ? COLOR_ORDER_BGR : 0, bitmap->ColorOrder);
-            const Image result = Load(bitmap.get());
-            for (int y = 0; y < image.height; ++y) {
-                std::vector<uint8_t> row = image.PackedRow(y);
-                row.resize(V_CalcConvertSize(image.width, from, image.width, to));
-                ASSERT_EQ(RESULT_SUCCESS, V_ConvertBuffer(row.data(), image.width, from, to, before.ColorOrder,
-                                                          COLOR_ORDER_BGR, nullptr, nullptr));
-                for (int x = 0; x < image.width; ++x)
-                    ASSERT_EQ(PixelOf(row.data(), size_t(x), to), result.At(y, x)) << from << " to " << to;
-            }
-        }
+        for (const int to : kAllDepths)
+            for (const StorageKind kind : StorageKinds(from))
+                for (const bool dithers : {false, true}) {
+                    const Source source(random, from);
+                    const Image &image = source.image;
+                    SCOPED_TRACE(testing::Message() << from << " to " << to << " bits, " << kind << ", " << image.width
+                                                    << " x " << image.height << ", dither " << dithers);
+                    const StorageScope scope(kind);
+                    TestBitmap bitmap(kind, image, source.options);
+                    bitmap->DitherMode = random.Below(9);
+                    bitmap->YResolution = 99;
+                    bitmap->AnimDelay = 70;
+                    bitmap->AnimTransparent = RGB(255, 255, 255);
+                    const BitmapHandle before = *bitmap.get();
+                    const std::vector<COLORREF> shown = ColorsOf(bitmap.get());
+                    const Palette target = to <= 8 ? RandomTarget(random, to) : Palette{0, {}};
+                    Image expected(image.width, image.height, to);
+                    if (to <= 8)
+                        expected = dithers && !(from <= 8 && Holds(target.colors, source.options.palette))
+                                       ? Dithered(bitmap.get(), image, target.colors, to)
+                                       : Nearest(shown, image, target.colors, to);
+                    for (int y = 0; y < image.height && to > 8; ++y) {
+                        std::vector<uint8_t> row = image.PackedRow(y);
+                        row.resize(V_CalcConvertSize(image.width, from, image.width, to));
+                        V_ConvertBuffer(row.data(), image.width, from, to, before.ColorOrder, COLOR_ORDER_BGR,
+                                        source.options.palette.data(), nullptr);
+                        for (int x = 0; x < image.width; ++x)
+                            expected.At(y, x) = PixelOf(row.data(), size_t(x), to);
+                    }
+                    const unsigned flags = target.flag | COLORRES_ORDER_BGR | (dithers ? 0 : COLORRES_NO_DITHER);
+                    ASSERT_EQ(RESULT_SUCCESS, V_ColorResBitmap(bitmap.get(), to, flags, target.colors.data(),
+                                                               int(target.colors.size())));
+                    ASSERT_EQ(expected, Load(bitmap.get()));
+                    EXPECT_EQ(before.Orientation, bitmap->Orientation);
+                    EXPECT_EQ(before.DitherMode, bitmap->DitherMode);
+                    EXPECT_EQ(99, bitmap->YResolution);
+                    EXPECT_EQ(70u, bitmap->AnimDelay);
+                    EXPECT_EQ(to > 8 ? COLOR_ORDER_BGR : 0, bitmap->ColorOrder);
+                    EXPECT_EQ(to > 8, bitmap->AnimTransparent == RGB(255, 255, 255));
+                    EXPECT_EQ(to == 1 && kind == StorageKind::Compressed, (bitmap->Flags & FLAG_COMPRESSED) != 0);
+                    if (to > 8)
+                        continue;
+                    const std::vector<RGBQUAD> palette = PaletteOf(bitmap.get());
+                    ASSERT_EQ(size_t(1) << to, palette.size());
+                    for (size_t i = 0; i < palette.size(); ++i)
+                        EXPECT_EQ(i < target.colors.size() ? Color(target.colors[i]) : 0, Color(palette[i]));
+                }
 }
 
-TEST_F(ColorRes, OwnPaletteKeepsIndicesAndOtherPalettesAreTheNamedOnes)
+TEST_F(ColorRes, RedFirstWithoutTheFlagAndOwnIndicesKept)
 {
     Random random(42);
+    TestBitmap deep(StorageKind::PageFile, Image::Random(random, 30, 3, 24));
+    const std::vector<COLORREF> shown = ColorsOf(deep.get());
+    ASSERT_EQ(RESULT_SUCCESS, V_ColorResBitmap(deep.get(), 32, 0, nullptr, 0));
+    EXPECT_EQ(COLOR_ORDER_RGB, deep->ColorOrder);
+    EXPECT_EQ(shown, ColorsOf(deep.get()));
+
     const Image image = Image::Random(random, 20, 3, 3);
-    const std::vector<RGBQUAD> own = RandomPalette(random, 8);
+    std::vector<RGBQUAD> own = RandomPalette(random, 8);
+    own[5] = own[2]; // indices of equal colours are not mixed up
     TestBitmap bitmap(StorageKind::PageFile, image, {.palette = own});
     ASSERT_EQ(RESULT_SUCCESS, V_ColorResBitmap(bitmap.get(), 4, COLORRES_OWN_PALETTE, nullptr, 0));
     EXPECT_EQ(image.pixels, Load(bitmap.get()).pixels);
-    RGBQUAD colors[256];
-    ASSERT_EQ(RESULT_SUCCESS, V_GetBitmapColors(bitmap.get(), 0, 16, colors));
-    for (int i = 0; i < 16; ++i)
-        EXPECT_EQ(i < 8 ? own[size_t(i)].rgbRed : 0, colors[i].rgbRed);
+    const std::vector<RGBQUAD> palette = PaletteOf(bitmap.get());
+    for (size_t i = 0; i < 16; ++i)
+        EXPECT_EQ(i < 8 ? Color(own[i]) : 0, Color(palette[i]));
+    // Cut to four colours, the pixels take the nearest of these.
+    const std::vector<COLORREF> before = ColorsOf(bitmap.get());
+    ASSERT_EQ(RESULT_SUCCESS, V_ColorResBitmap(bitmap.get(), 2, COLORRES_OWN_PALETTE | COLORRES_NO_DITHER, nullptr, 0));
+    EXPECT_EQ(Nearest(before, image, {own.begin(), own.begin() + 4}, 2), Load(bitmap.get()));
+}
 
-    ASSERT_EQ(RESULT_SUCCESS, V_ColorResBitmap(bitmap.get(), 8, COLORRES_GRAY_PALETTE, nullptr, 0));
-    EXPECT_EQ(GRAYSCALE_BLACK_FIRST, V_IsGrayScaleBitmap(bitmap.get()));
-    const RGBQUAD pair[2] = {{0, 0, 200, 0}, {200, 0, 0, 0}};
-    ASSERT_EQ(RESULT_SUCCESS, V_ColorResBitmap(bitmap.get(), 1, COLORRES_CALLER_PALETTE, pair, 2));
-    EXPECT_EQ(1, V_CompareHandleToPalette(bitmap->Palette, pair, 2));
+TEST_F(ColorRes, AUserMatchTableChoosesTheEntries)
+{
+    Random random(43);
+    const std::vector<RGBQUAD> colors = RandomPalette(random, 16);
+    std::vector<unsigned> table(32768);
+    for (unsigned key = 0; key < table.size(); ++key)
+        table[key] = key % 16 + 1;
+    V_SetUserMatchTable(table.data());
+    for (const int from : kAllDepths) {
+        const Source source(random, from);
+        TestBitmap bitmap(StorageKind::PageFile, source.image, source.options);
+        const std::vector<COLORREF> shown = ColorsOf(bitmap.get());
+        ASSERT_EQ(RESULT_SUCCESS,
+                  V_ColorResBitmap(bitmap.get(), 4, COLORRES_CALLER_PALETTE | COLORRES_NO_DITHER, colors.data(), 16));
+        const Image result = Load(bitmap.get());
+        for (size_t i = 0; i < shown.size(); ++i)
+            ASSERT_EQ(unsigned(GetBValue(shown[i])) >> 3 & 15, result.pixels[i]) << from << " bits";
+    }
+    std::ranges::fill(table, 8u);
+    TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 40, 5, 24));
+    bitmap->DitherMode = DITHER_FLOYD_STEINBERG;
+    ASSERT_EQ(RESULT_SUCCESS, V_ColorResBitmap(bitmap.get(), 4, COLORRES_CALLER_PALETTE, colors.data(), 16));
+    EXPECT_EQ(std::vector<uint32_t>(200, 7), Load(bitmap.get()).pixels);
+}
+
+TEST_F(ColorRes, OptimizedPalettesKeepFewColoursExactly)
+{
+    Random random(44);
+    for (const int from : kAllDepths)
+        for (const int to : {1, 2, 4, 6, 8}) {
+            // Few different pixels, whatever the palette; some of its entries are equal.
+            Image image = Image::Random(random, random.Between(2, 60), 9, from);
+            const size_t count = size_t(random.Between(1, std::min(1 << to, image.width)));
+            for (size_t i = count; i < image.pixels.size(); ++i)
+                image.pixels[i] = image.pixels[size_t(random.Below(int(count)))];
+            Source source(random, from);
+            TestBitmap bitmap(StorageKind::PageFile, image, source.options);
+            const std::vector<COLORREF> shown = ColorsOf(bitmap.get());
+            const std::set<COLORREF> different(shown.begin(), shown.end());
+            ASSERT_EQ(RESULT_SUCCESS, V_ColorResBitmap(bitmap.get(), to, COLORRES_OPTIMIZED_PALETTE, nullptr, 0));
+            ASSERT_EQ(shown, ColorsOf(bitmap.get())) << from << " to " << to;
+            const std::vector<RGBQUAD> palette = PaletteOf(bitmap.get());
+            for (size_t i = different.size(); i < palette.size(); ++i)
+                EXPECT_EQ(0u, Color(palette[i]));
+        }
+}
+
+TEST_F(ColorRes, OptimizedPalettesComeNearToPlainKMeans)
+{
+    Random random(45);
+    const Image image = Scene(random, 96, 64);
+    for (const int bits : {1, 3, 4, 6}) {
+        TestBitmap bitmap(StorageKind::PageFile, image);
+        const std::vector<COLORREF> shown = ColorsOf(bitmap.get());
+        ASSERT_EQ(RESULT_SUCCESS,
+                  V_ColorResBitmap(bitmap.get(), bits, COLORRES_OPTIMIZED_PALETTE | COLORRES_NO_DITHER, nullptr, 0));
+        const double error = ErrorOf(shown, ColorsOf(bitmap.get()));
+        // The best of a few plain runs from random colours of the picture.
+        double best = 1e300;
+        for (int run = 0; run < 3; ++run) {
+            std::vector<std::array<double, 4>> sums;
+            std::vector<std::array<double, 3>> means;
+            for (int i = 0; i < 1 << bits; ++i) {
+                const COLORREF c = shown[size_t(random.Below(int(shown.size())))];
+                means.push_back({double(GetRValue(c)), double(GetGValue(c)), double(GetBValue(c))});
+            }
+            double total = 0;
+            for (int iteration = 0; iteration < 15; ++iteration) {
+                sums.assign(means.size(), {});
+                total = 0;
+                for (const COLORREF c : shown) {
+                    const std::array<double, 3> at = {double(GetRValue(c)), double(GetGValue(c)), double(GetBValue(c))};
+                    size_t nearest = 0;
+                    double least = 1e300;
+                    for (size_t i = 0; i < means.size(); ++i) {
+                        double distance = 0;
+                        for (size_t k = 0; k < 3; ++k)
+                            distance += (at[k] - means[i][k]) * (at[k] - means[i][k]);
+                        if (distance < least)
+                            least = distance, nearest = i;
+                    }
+                    total += least;
+                    for (size_t k = 0; k < 3; ++k)
+                        sums[nearest][k] += at[k];
+                    sums[nearest][3] += 1;
+                }
+                for (size_t i = 0; i < means.size(); ++i)
+                    for (size_t k = 0; k < 3 && sums[i][3] > 0; ++k)
+                        means[i][k] = sums[i][k] / sums[i][3];
+            }
+            best = std::min(best, total);
+        }
+        EXPECT_LT(error, 1.05 * best) << bits << " bits";
+    }
+}
+
+namespace {
+
+// A display with a palette: entry i of 256 is i, 255 - i, 7.
+constexpr int kReserved = 20;
+ImportHook<decltype(GetDeviceCaps)> *capsHook;
+int WINAPI PaletteDeviceCaps(HDC dc, int index)
+{
+    switch (index) {
+    case RASTERCAPS: return capsHook->Next()(dc, index) | RC_PALETTE;
+    case SIZEPALETTE: return 256;
+    case NUMRESERVED: return kReserved;
+    default: return capsHook->Next()(dc, index);
+    }
+}
+UINT WINAPI SystemEntries(HDC, UINT first, UINT count, PALETTEENTRY *entries)
+{
+    for (UINT i = 0; i < count; ++i)
+        entries[i] = {BYTE(first + i), BYTE(255 - first - i), 7, 0};
+    return count;
+}
+
+} // namespace
+
+TEST_F(ColorRes, SystemColoursStandAtBothEnds)
+{
+    Random random(46);
+    ImportHook<decltype(GetDeviceCaps)> caps("gdi32.dll", "GetDeviceCaps", PaletteDeviceCaps);
+    capsHook = &caps;
+    const ImportHook<decltype(GetSystemPaletteEntries)> entries("gdi32.dll", "GetSystemPaletteEntries", SystemEntries);
+    for (const int bits : {3, 4, 5, 8}) {
+        TestBitmap bitmap(StorageKind::PageFile, Scene(random, 50, 50));
+        ASSERT_EQ(RESULT_SUCCESS, V_ColorResBitmap(bitmap.get(), bits,
+                                                   COLORRES_OPTIMIZED_PALETTE | COLORRES_SYSTEM_COLORS, nullptr, 0));
+        const std::vector<RGBQUAD> palette = PaletteOf(bitmap.get());
+        const size_t count = palette.size(), placed = std::min<size_t>(count, kReserved);
+        for (size_t i = 0; i < placed; ++i) {
+            const size_t entry = i < placed / 2 ? i : 256 - placed + i;
+            EXPECT_EQ(RGB(BYTE(entry), BYTE(255 - entry), 7), Color(palette[i < placed / 2 ? i : count - placed + i]));
+        }
+        std::set<COLORREF> made;
+        for (size_t i = placed / 2; i < count - (placed - placed / 2); ++i)
+            made.insert(Color(palette[i]));
+        EXPECT_EQ(count - placed, made.size()) << "different colours between";
+    }
+}
+
+TEST_F(ColorRes, AListGetsOnePaletteForAll)
+{
+    Random random(47);
+    TestList list;
+    list.Add(Scene(random, 40, 30));
+    list.Add(Image::Random(random, 33, 5, 4), {COLOR_ORDER_RGB, ORIENT_TOP_DOWN, RandomPalette(random, 16)});
+    list.Add(Image::Random(random, 7, 7, 16));
+    std::vector<std::vector<COLORREF>> shown;
+    for (unsigned i = 0; i < 3; ++i) {
+        BitmapHandle record = list.At(i);
+        shown.push_back(ColorsOf(&record));
+    }
+    V_SetStatusCallBack(Record);
+    const auto reduce = [&](int bits, unsigned flags) {
+        return V_ColorResBitmapList(list.handle, bits, flags, nullptr, 0);
+    };
+    const auto expectUnchanged = [&] {
+        for (unsigned i = 0; i < 3; ++i) {
+            BitmapHandle record = list.At(i);
+            EXPECT_EQ(shown[i], ColorsOf(&record));
+        }
+    };
+    // Rows of both passes; the last row is that of the last bitmap.
+    for (const int stop : {0, 25, 75, 100}) {
+        stopAt = stop;
+        percentages.clear();
+        EXPECT_EQ(-77, reduce(5, COLORRES_OPTIMIZED_PALETTE));
+        EXPECT_EQ(stop, percentages.back());
+        expectUnchanged();
+    }
+    stopAt = INT_MAX;
+    V_SetStatusCallBack(nullptr);
+    EXPECT_EQ(ERR_INV_PARAMETER, reduce(2, COLORRES_OWN_PALETTE)) << "not every item has a palette";
+    EXPECT_EQ(ERR_INV_PARAMETER, V_ColorResBitmapList(nullptr, 5, 0, nullptr, 0));
+    expectUnchanged();
+    ForEachFault(kFaultAll, [&](FaultInjector &faults) {
+        if (faults.Run([&] { return reduce(5, COLORRES_OPTIMIZED_PALETTE); }) != RESULT_SUCCESS)
+            expectUnchanged();
+    });
+
+    double error = 0;
+    const std::vector<RGBQUAD> palette = [&] {
+        const BitmapHandle first = list.At(0);
+        return PaletteOf(&first);
+    }();
+    for (unsigned i = 0; i < 3; ++i) {
+        BitmapHandle record = list.At(i);
+        EXPECT_EQ(5, record.BitsPerPixel);
+        EXPECT_EQ(1, V_CompareHandleToPalette(record.Palette, palette.data(), 32));
+        error += ErrorOf(shown[i], ColorsOf(&record));
+    }
+    EXPECT_LT(error / 1200, 6000) << "dithered, but by the right colours";
+    TestList empty;
+    EXPECT_EQ(RESULT_SUCCESS, V_ColorResBitmapList(empty.handle, 5, COLORRES_OPTIMIZED_PALETTE, nullptr, 0));
+    EXPECT_EQ(ERR_BAD_BITS_PER_PIXEL, V_ColorResBitmapList(empty.handle, 9, 0, nullptr, 0));
 }
 
 TEST_F(ColorRes, RefusedFailedAndStoppedCallsChangeNothing)
 {
-    Random random(43);
+    Random random(48);
     const RGBQUAD quads[2] = {};
     TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 33, 40, 24));
+    // A dithering run of the caller's own goes on through all failures.
+    ASSERT_EQ(RESULT_SUCCESS, V_StartDithering(bitmap.get(), V_IntGetFixedPalette(4), 16));
     const BitmapSnapshot snapshot(bitmap.get());
     const auto reduce = [&](int bits, unsigned flags, const RGBQUAD *colors, int count) {
         return V_ColorResBitmap(bitmap.get(), bits, flags, colors, count);
     };
     EXPECT_EQ(ERR_BAD_BITS_PER_PIXEL, reduce(9, 0, nullptr, 0));
     EXPECT_EQ(ERR_INV_PARAMETER, reduce(8, COLORRES_FIXED_PALETTE | COLORRES_GRAY_PALETTE, nullptr, 0));
+    EXPECT_EQ(ERR_INV_PARAMETER, reduce(8, COLORRES_OPTIMIZED_PALETTE | COLORRES_OWN_PALETTE, nullptr, 0));
+    EXPECT_EQ(ERR_INV_PARAMETER, reduce(8, COLORRES_SYSTEM_COLORS, nullptr, 0));
+    EXPECT_EQ(ERR_INV_PARAMETER, reduce(8, COLORRES_SYSTEM_COLORS | COLORRES_GRAY_PALETTE, nullptr, 0));
     EXPECT_EQ(ERR_INV_PARAMETER, reduce(8, 0x8000, nullptr, 0));
     EXPECT_EQ(ERR_INV_PARAMETER, reduce(8, COLORRES_OWN_PALETTE, nullptr, 0));
     EXPECT_EQ(ERR_INV_PARAMETER, reduce(8, COLORRES_CALLER_PALETTE, nullptr, 2));
     EXPECT_EQ(ERR_INV_PARAMETER, reduce(1, COLORRES_CALLER_PALETTE, quads, 3));
+    EXPECT_EQ(ERR_INV_PARAMETER, reduce(1, COLORRES_CALLER_PALETTE, quads, 0));
     EXPECT_EQ(ERR_NO_BITMAP, V_ColorResBitmap(nullptr, 8, 0, nullptr, 0));
+    bitmap->DitherMode = 9;
+    EXPECT_EQ(ERR_INV_PARAMETER, reduce(8, 0, nullptr, 0));
+    bitmap->DitherMode = 7;
 
     V_SetStatusCallBack(Record);
-    for (const int stop : {0, 50, 100}) {
-        stopAt = stop;
-        percentages.clear();
-        EXPECT_EQ(-77, reduce(8, 0, nullptr, 0));
-        EXPECT_EQ(0, percentages.front());
-        EXPECT_GE(percentages.back(), stop);
-        snapshot.ExpectUnchanged();
-    }
-    stopAt = 1000;
+    for (const unsigned flags : {0u, COLORRES_NO_DITHER, COLORRES_OPTIMIZED_PALETTE})
+        for (const int stop : {0, 25, 50, 75, 100}) {
+            stopAt = stop;
+            percentages.clear();
+            EXPECT_EQ(-77, reduce(7, flags, nullptr, 0));
+            EXPECT_EQ(0, percentages.front());
+            EXPECT_GE(percentages.back(), stop);
+            snapshot.ExpectUnchanged();
+        }
+    stopAt = INT_MAX;
     V_SetStatusCallBack(nullptr);
 
-    ForEachFault(kFaultAll, [](FaultInjector &faults) {
-        Random again(44);
-        TestBitmap victim(StorageKind::PageFile, Image::Random(again, 20, 4, 24));
-        const BitmapSnapshot before(victim.get());
-        const int status = faults.Run([&] { return V_ColorResBitmap(victim.get(), 8, 0, nullptr, 0); });
-        if (status != RESULT_SUCCESS) {
-            EXPECT_EQ(ERR_NO_MEMORY, status);
-            before.ExpectUnchanged();
-        }
-    });
+    for (const int from : {1, 6, 24})
+        for (const StorageKind kind : StorageKinds(from))
+            for (const unsigned flags : {0u, COLORRES_NO_DITHER, COLORRES_OPTIMIZED_PALETTE}) {
+                const StorageScope scope(kind);
+                ForEachFault(kFaultAll, [&](FaultInjector &faults) {
+                    Random again(49);
+                    BitmapOptions options = {.palette = RandomPalette(again, from > 8 ? 0 : 1 << from)};
+                    TestBitmap victim(kind, Image::Random(again, 20, 4, from), options);
+                    victim->DitherMode = DITHER_STUCKI;
+                    const BitmapSnapshot before(victim.get());
+                    const int status = faults.Run([&] { return V_ColorResBitmap(victim.get(), 3, flags, nullptr, 0); });
+                    EXPECT_TRUE(faults.struck() || status == RESULT_SUCCESS);
+                    if (status != RESULT_SUCCESS)
+                        before.ExpectUnchanged();
+                });
+            }
 
     V_SetStatusCallBack(Record);
     percentages.clear();
     EXPECT_EQ(RESULT_SUCCESS, reduce(8, 0, nullptr, 0));
+    EXPECT_EQ(nullptr, bitmap->DitherState);
     EXPECT_EQ(0, percentages.front());
     EXPECT_EQ(100, percentages.back());
 }

@@ -59,7 +59,8 @@ void ChangeDepth(const ConvertOptions &options, Bitmap &bitmap, int depth, bool 
         throw FileError(input, "has no palette of its own");
     const unsigned flags = ReductionFlags(options, bitmap, depth);
     const ProgressLine progress(options.input, showProgress);
-    CheckStatus(V_ColorResBitmap(bitmap.get(), depth, flags, nullptr, 0), input, "cannot be converted");
+    CheckStatus(V_ColorResBitmap(bitmap.get(), depth, flags | COLORRES_NO_DITHER, nullptr, 0), input,
+                "cannot be converted");
     // An index that was transparent says nothing in another palette.
     if (flags != COLORRES_OWN_PALETTE)
         bitmap->Flags &= ~FLAG_TRANSPARENT;
