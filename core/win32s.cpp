@@ -6,16 +6,21 @@ namespace vexo {
 
 namespace {
 
-enum Request : unsigned { kAccess = 0, kRelease = 1, kGetRow = 2, kPutRow = 3 };
+enum Request : unsigned { kAccess = 0, kRelease = 1, kGetRow = 2, kPutRow = 3, kCreateDC = 4, kDeleteDC = 5 };
 
-using UniversalThunkCallback = DWORD(WINAPI *)(void *arguments, DWORD request, void **translations);
+using UniversalThunk = DWORD(WINAPI *)(void *arguments, DWORD request, void **translations);
 using RegisterFunction = BOOL(WINAPI *)(HMODULE module, const char *library16, const char *initFunction,
-                                        const char *thunkFunction, void **entry, UniversalThunkCallback callback,
+                                        const char *thunkFunction, void **entry, UniversalThunk callback,
                                         void *initArgument);
 
 DWORD WINAPI OnCompanionCall(void *arguments, DWORD request, void **)
 {
     return DWORD(ServeCompanion(static_cast<const UINT_PTR *>(arguments), request));
+}
+
+DWORD CallCompanion(void *arguments, DWORD request, void **translations)
+{
+    return reinterpret_cast<UniversalThunk>(process.thunkEntry)(arguments, request, translations);
 }
 
 // Keeps a missing library from raising a system message box.
@@ -54,15 +59,28 @@ bool RegisterCompanion(HMODULE module)
     const HMODULE kernel = ::LoadLibraryA("KERNEL32.DLL");
     if (!kernel)
         return false;
-    const auto registerThunk = reinterpret_cast<RegisterFunction>(
-        reinterpret_cast<void (*)()>(::GetProcAddress(kernel, "UTRegister")));
+    const auto registerThunk =
+        reinterpret_cast<RegisterFunction>(reinterpret_cast<void (*)()>(::GetProcAddress(kernel, "UTRegister")));
     // Looked up only to be sure that it is there; the registration is never taken back.
     const bool canUnregister = ::GetProcAddress(kernel, "UTUnRegister") != nullptr;
-    const bool registered = registerThunk && canUnregister &&
-                            registerThunk(module, "VXTHK70W.DLL", "UTInit", "UTProc", &process.thunkEntry,
-                                          OnCompanionCall, nullptr);
+    const bool registered =
+        registerThunk && canUnregister &&
+        registerThunk(module, "VXTHK70W.DLL", "UTInit", "UTProc", &process.thunkEntry, OnCompanionCall, nullptr);
     ::FreeLibrary(kernel);
     return registered;
+}
+
+DWORD CompanionCreateDC(BitmapHandle *bitmap)
+{
+    void *argument = bitmap;
+    void *translations[] = {&argument, nullptr}; // the 16-bit side sees the record through a pointer of its own kind
+    return CallCompanion(&argument, kCreateDC, translations);
+}
+
+DWORD CompanionDeleteDC(HDC dc)
+{
+    void *noTranslations = nullptr;
+    return CallCompanion(&dc, kDeleteDC, &noTranslations);
 }
 
 } // namespace vexo

@@ -17,6 +17,10 @@ bool RegisterCompanion(HMODULE module);
 // arguments: bitmap, buffer, row, column, byte count. Returns 0, the row function's result or ERR_BAD_REQUEST.
 int ServeCompanion(const UINT_PTR *arguments, unsigned request);
 
+// Requests to the companion library, once it has been registered: a device context over a bitmap, and the end of one.
+DWORD CompanionCreateDC(BitmapHandle *bitmap);
+DWORD CompanionDeleteDC(HDC dc);
+
 } // namespace vexo
 
 #endif

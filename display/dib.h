@@ -4,6 +4,7 @@
 #define VEXO_DISPLAY_DIB_H
 
 #include "core/core.h"
+#include "core/gdi.h"
 
 namespace vexo {
 
@@ -44,6 +45,9 @@ private:
     HGLOBAL m_handle;
     uint8_t *m_bytes;
 };
+
+inline void FreeDib(HGLOBAL dib) { ::GlobalFree(dib); }
+using Dib = gdi::Owner<HGLOBAL, FreeDib>;
 
 // Holds the header of a packed DIB of `available` bytes against what the block really contains, and finds the rows in
 // it. Errors as for V_ChangeFromDIB.

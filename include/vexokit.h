@@ -680,6 +680,26 @@ VEXO_API int VEXO_CALL V_ChangeFromDIB(BitmapHandle *bitmap, HGLOBAL dib);
 
 /* ---- DDBs, clipboard and screen capture ---------------------------------------------------------------------- */
 
+/* Make a bitmap in memory storage from a DDB, which must not be selected into a DC. It gets 1, 4 or 8 bits, the first
+ * of these that holds the DDB's pixels, or 24; the screen's width and height in pixels become its resolutions, as
+ * pixels per metre. The record is filled as by V_InitBitmap, whatever it held.
+ *
+ * hdc        a DC of the DDB's device
+ * hPalette   the palette that the DDB's pixels index, selected into `hdc` for the conversion; or null
+ *
+ * V_ConvertFromDDB   leaves DDB and palette to the caller
+ * V_ChangeFromDDB    deletes both on success
+ * Return RESULT_SUCCESS; ERR_INV_PARAMETER for a null record, a handle that is no bitmap, or when GDI cannot read the
+ * pixels; ERR_NO_MEMORY. The record is unchanged on failure. */
+VEXO_API int VEXO_CALL V_ConvertFromDDB(HDC hdc, BitmapHandle *bitmap, HBITMAP hBitmap, HPALETTE hPalette);
+VEXO_API int VEXO_CALL V_ChangeFromDDB(HDC hdc, BitmapHandle *bitmap, HBITMAP hBitmap, HPALETTE hPalette);
+
+/* Copies a rectangle of a device into a bitmap, as V_ChangeFromDDB makes it. A rectangle whose bottom is above its top
+ * means the same pixels as the upright one.
+ * Returns RESULT_SUCCESS; ERR_INV_PARAMETER for a null record or rectangle, one that is empty or has its right edge
+ * left of the left one, and a device whose pixels cannot be read; ERR_NO_MEMORY. The record is unchanged on failure. */
+VEXO_API int VEXO_CALL V_ScreenCaptureBitmap(HDC hdc, BitmapHandle *bitmap, const RECT *rect);
+
 /* ---- Painting to a device ------------------------------------------------------------------------------------ */
 
 /* ---- Printing ------------------------------------------------------------------------------------------------ */
@@ -687,6 +707,23 @@ VEXO_API int VEXO_CALL V_ChangeFromDIB(BitmapHandle *bitmap, HGLOBAL dib);
 /* ---- Paint effects ------------------------------------------------------------------------------------------- */
 
 /* ---- A device context over a bitmap -------------------------------------------------------------------------- */
+
+/* Makes a memory DC that draws into the bitmap's own pixels: no copy either way. Call GdiFlush before the bitmap is
+ * read after drawing. The bitmap's region becomes the DC's clip. Until V_DeleteVexoDC the bitmap must not be freed,
+ * resized, compressed or turned over.
+ *
+ * The DC needs plain pixels as GDI orders them, so the bitmap is changed for good where it has others: compressed rows
+ * are expanded, ORIENT_TOP_DOWN becomes ORIENT_BOTTOM_UP with the same picture, and COLOR_ORDER_RGB becomes
+ * COLOR_ORDER_BGR with the same colours. These changes stay even when a later step fails. Turning the rows over reports
+ * to the status callback, which can stop it.
+ *
+ * Returns the DC, or null for a null or unallocated bitmap, a depth of 2, 3, 5, 6 or 7 bits, storage that is no
+ * page-file mapping (global memory and files under Win32s, where only the 16-bit companion library makes such DCs),
+ * and when memory or GDI fails or the callback stops the work. */
+VEXO_API HDC VEXO_CALL V_CreateVexoDC(BitmapHandle *bitmap);
+/* Deletes such a DC; the bitmap keeps what was drawn. Objects of the caller must have been deselected.
+ * Returns the result of DeleteDC. */
+VEXO_API BOOL VEXO_CALL V_DeleteVexoDC(HDC hdc);
 
 /* ---- Regions -------------------------------------------------------------------------------------------------
  *

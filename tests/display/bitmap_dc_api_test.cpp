@@ -1,0 +1,264 @@
+// GDI draws into bitmaps: the same calls on a DIB section of the same picture give the same pixels.
+#include "tests/support/bitmaps.h"
+#include "tests/support/faults.h"
+#include "tests/support/import_hooks.h"
+#include "tests/support/library_test.h"
+#include "tests/support/memory_device.h"
+#include "tests/support/page_heap.h"
+
+#include <cstring>
+#include <functional>
+
+namespace vexo::test {
+
+namespace {
+
+// A section over a mapping begins where the mapping does, which the page heap's stand-ins do not allow for.
+class BitmapDC : public LibraryTest {
+private:
+    const PageHeapScope m_pageHeap{false};
+};
+
+// Rectangles, lines and text in colours of all sorts.
+void Draw(HDC dc, uint64_t seed, int width, int height)
+{
+    Random random(seed);
+    for (int i = 0; i < 6; ++i) {
+        const COLORREF color = RGB(random.Byte(), random.Byte(), random.Byte());
+        const HBRUSH brush = CreateSolidBrush(color);
+        const int x = random.Between(-3, width), y = random.Between(-3, height);
+        const RECT rect = {x, y, x + random.Below(width) + 1, y + random.Below(height) + 1};
+        FillRect(dc, &rect, brush);
+        DeleteObject(brush);
+        const HPEN pen = CreatePen(PS_SOLID, 1, color);
+        const HGDIOBJ former = SelectObject(dc, pen);
+        MoveToEx(dc, random.Below(width), random.Below(height), nullptr);
+        LineTo(dc, random.Below(width), random.Below(height));
+        SelectObject(dc, former);
+        DeleteObject(pen);
+        SetPixel(dc, random.Below(width), 0, color);
+    }
+    SetTextColor(dc, RGB(random.Byte(), 0, random.Byte()));
+    TextOutA(dc, 2, 1, "Vexo", 4);
+    GdiFlush();
+}
+
+// A DIB section with the same pixels.
+void CopyPixels(MemoryDevice &device, BitmapHandle *bitmap)
+{
+    const Image image = Load(bitmap);
+    for (int y = 0; y < image.height; ++y) {
+        const int row = bitmap->Orientation == ORIENT_BOTTOM_UP ? image.height - 1 - y : y;
+        for (int x = 0; x < image.width; ++x) {
+            uint32_t pixel = image.At(row, x);
+            if (bitmap->ColorOrder == COLOR_ORDER_RGB && image.bits > 16)
+                pixel = (pixel & 0xFF00FF00) | (pixel >> 16 & 255) | (pixel & 255) << 16;
+            if (bitmap->ColorOrder == COLOR_ORDER_RGB && image.bits == 16)
+                pixel = (pixel & 0x83E0) | (pixel >> 10 & 31) | (pixel & 31) << 10;
+            device.SetPixelAt(x, y, pixel);
+        }
+    }
+}
+
+struct Case {
+    int bits;
+    StorageKind kind;
+    BitmapOptions options;
+    Image image;
+};
+
+void ForEachCase(const std::function<void(const Case &)> &test)
+{
+    Random random(71);
+    for (const int bits : {1, 4, 8, 16, 24, 32})
+        for (const StorageKind kind : {StorageKind::PageFile, StorageKind::Compressed})
+            for (int variant = 0; IsAvailable(kind, bits) && variant < 4; ++variant) {
+                SCOPED_TRACE(testing::Message() << bits << " bits, " << kind << ", variant " << variant);
+                const auto palette = bits <= 8 ? RandomPalette(random, 1 << bits) : std::vector<RGBQUAD>();
+                test({bits,
+                      kind,
+                      {variant & 1 ? COLOR_ORDER_BGR : COLOR_ORDER_RGB,
+                       variant & 2 ? ORIENT_BOTTOM_UP : ORIENT_TOP_DOWN, palette},
+                      Image::Random(random, random.Between(3, 60), random.Between(3, 40), bits)});
+                if (testing::Test::HasFailure())
+                    return;
+            }
+}
+
+} // namespace
+
+TEST_F(BitmapDC, DrawsWhatADibSectionShows)
+{
+    ForEachCase([](const Case &c) {
+        TestBitmap bitmap(c.kind, c.image, c.options);
+        const HPALETTE palette = bitmap->Palette;
+        const std::vector<COLORREF> colors = ColorsFromTop(bitmap.get());
+        MemoryDevice device(c.image.width, c.image.height, c.bits, c.options.palette);
+        CopyPixels(device, bitmap.get());
+        ASSERT_EQ(colors, device.ColorsFromTop());
+
+        const HDC dc = V_CreateVexoDC(bitmap.get());
+        ASSERT_NE(nullptr, dc);
+        EXPECT_EQ(colors, ColorsFromTop(bitmap.get())) << "the picture before anything is drawn";
+        EXPECT_EQ(ORIENT_BOTTOM_UP, bitmap->Orientation);
+        EXPECT_EQ(0u, bitmap->Flags & FLAG_COMPRESSED);
+        EXPECT_EQ(palette, bitmap->Palette);
+        EXPECT_TRUE(c.bits <= 8 || bitmap->ColorOrder == COLOR_ORDER_BGR);
+
+        Draw(dc, 5, c.image.width, c.image.height);
+        Draw(device.dc(), 5, c.image.width, c.image.height);
+        const std::vector<COLORREF> drawn = device.ColorsFromTop();
+        EXPECT_EQ(drawn, ColorsFromTop(bitmap.get()));
+        V_PutPixelColor(bitmap.get(), 0, 0, RGB(255, 0, 0)); // and the other way
+        EXPECT_EQ(V_GetPixelColor(bitmap.get(), 0, 0), GetPixel(dc, 0, c.image.height - 1));
+        EXPECT_TRUE(V_DeleteVexoDC(dc));
+        EXPECT_EQ(0u, GetObjectType(dc));
+        Image image = Load(bitmap.get());
+        EXPECT_EQ(drawn[0], V_GetPixelColor(bitmap.get(), image.height - 1, 0));
+    });
+}
+
+TEST_F(BitmapDC, TurnsTopDownRowsOver)
+{
+    Image image(8, 3, 4);
+    for (int row = 0; row < 3; ++row)
+        for (int x = 0; x < 8; ++x)
+            image.At(row, x) = uint32_t(row + 1);
+    TestBitmap bitmap(StorageKind::PageFile, image, {COLOR_ORDER_BGR, ORIENT_TOP_DOWN, {}});
+    const HDC dc = V_CreateVexoDC(bitmap.get());
+    ASSERT_NE(nullptr, dc);
+    EXPECT_EQ(3u, Load(bitmap.get()).At(0, 0)) << "the last line of the picture comes first";
+    for (int x = 0; x < 8; ++x)
+        SetPixel(dc, x, 0, RGB(255, 255, 255));
+    EXPECT_TRUE(V_DeleteVexoDC(dc));
+    const Image after = Load(bitmap.get());
+    EXPECT_EQ(15u, after.At(2, 7));
+    EXPECT_EQ(2u, after.At(1, 0));
+    EXPECT_EQ(3u, after.At(0, 0));
+}
+
+TEST_F(BitmapDC, RegionIsTheClip)
+{
+    ForEachCase([](const Case &c) {
+        TestBitmap bitmap(c.kind, c.image, c.options);
+        const int width = c.image.width, height = c.image.height;
+        const RECT ellipse = {1, 0, width - 1, height / 2 + 2}; // not the same when turned over
+        ASSERT_EQ(RESULT_SUCCESS, V_SetBitmapRgnEllipse(bitmap.get(), nullptr, &ellipse, COMBINE_REPLACE));
+        const HDC dc = V_CreateVexoDC(bitmap.get());
+        ASSERT_NE(nullptr, dc);
+        const std::vector<COLORREF> before = ColorsFromTop(bitmap.get());
+        RECT whole = {0, 0, width, height};
+        InvertRect(dc, &whole);
+        EXPECT_TRUE(V_DeleteVexoDC(dc));
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x) {
+                const int row = height - 1 - y;
+                EXPECT_EQ(V_IsPtInBitmapRgn(bitmap.get(), row, x) == 0,
+                          before[size_t(y * width + x)] == V_GetPixelColor(bitmap.get(), row, x))
+                    << x << ", " << y;
+            }
+    });
+    TestBitmap bitmap(StorageKind::PageFile, 5, 5, 24);
+    const RECT nothing = {2, 2, 2, 2};
+    ASSERT_EQ(RESULT_SUCCESS, V_SetBitmapRgnRect(bitmap.get(), nullptr, &nothing, COMBINE_REPLACE));
+    const HDC dc = V_CreateVexoDC(bitmap.get());
+    PatBlt(dc, 0, 0, 5, 5, WHITENESS);
+    V_DeleteVexoDC(dc);
+    EXPECT_EQ(std::vector<COLORREF>(25), ColorsFromTop(bitmap.get())) << "an empty region is not the same as none";
+}
+
+TEST_F(BitmapDC, RefusesWhatHasNoDibForm)
+{
+    Random random(72);
+    for (const int bits : {2, 3, 5, 6, 7}) {
+        TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 9, 9, bits),
+                          {COLOR_ORDER_RGB, ORIENT_TOP_DOWN, {}});
+        const BitmapSnapshot snapshot(bitmap.get());
+        EXPECT_EQ(nullptr, V_CreateVexoDC(bitmap.get()));
+        snapshot.ExpectUnchanged();
+    }
+    BitmapHandle unallocated;
+    V_InitBitmap(&unallocated, 8, 8, 8);
+    EXPECT_EQ(nullptr, V_CreateVexoDC(&unallocated));
+    EXPECT_EQ(nullptr, V_CreateVexoDC(nullptr));
+    EXPECT_FALSE(V_DeleteVexoDC(nullptr));
+}
+
+namespace {
+
+// Makes CreateDIBSection, which the library looks up, fail or be missing.
+struct NoDibSections {
+    static HBITMAP WINAPI Fail(HDC, const BITMAPINFO *, UINT, void **, HANDLE, DWORD) { return nullptr; }
+    static FARPROC WINAPI Find(HMODULE module, LPCSTR name)
+    {
+        if (strcmp(name, "CreateDIBSection") != 0)
+            return s_hook->Next()(module, name);
+        return s_isMissing ? nullptr : reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(Fail));
+    }
+
+    using Hook = ImportHook<decltype(GetProcAddress)>;
+    static inline Hook *s_hook;
+    static inline bool s_isMissing;
+    Hook hook{"kernel32.dll", "GetProcAddress", Find};
+    explicit NoDibSections(bool isMissing)
+    {
+        s_hook = &hook;
+        s_isMissing = isMissing;
+    }
+};
+
+int VEXO_CALL StopAtHalf(int percent) { return percent < 50 ? RESULT_SUCCESS : -99; }
+
+} // namespace
+
+TEST_F(BitmapDC, KeepsThePictureWhenItFails)
+{
+    ForEachCase([](const Case &c) {
+        const auto expectPicture = [&](HDC dc, TestBitmap &bitmap, const std::vector<COLORREF> &colors) {
+            EXPECT_EQ(colors, ColorsFromTop(bitmap.get()));
+            if (dc)
+                V_DeleteVexoDC(dc);
+            EXPECT_EQ(1, V_BitmapHasRgn(bitmap.get()));
+        };
+        const RECT rect = {1, 1, 9, 2};
+        ForEachFault(kFaultAll, [&](FaultInjector &faults) {
+            TestBitmap bitmap(c.kind, c.image, c.options);
+            V_SetBitmapRgnRect(bitmap.get(), nullptr, &rect, COMBINE_REPLACE);
+            const std::vector<COLORREF> colors = ColorsFromTop(bitmap.get());
+            const HDC dc = faults.Run([&] { return V_CreateVexoDC(bitmap.get()); });
+            EXPECT_TRUE(dc || faults.struck());
+            expectPicture(dc, bitmap, colors);
+        });
+        for (const bool isMissing : {false, true}) {
+            TestBitmap bitmap(c.kind, c.image, c.options);
+            V_SetBitmapRgnRect(bitmap.get(), nullptr, &rect, COMBINE_REPLACE);
+            const std::vector<COLORREF> colors = ColorsFromTop(bitmap.get());
+            const NoDibSections noDibSections(isMissing);
+            EXPECT_EQ(nullptr, V_CreateVexoDC(bitmap.get()));
+            expectPicture(nullptr, bitmap, colors);
+        }
+        TestBitmap bitmap(c.kind, c.image, c.options);
+        V_SetBitmapRgnRect(bitmap.get(), nullptr, &rect, COMBINE_REPLACE);
+        const std::vector<COLORREF> colors = ColorsFromTop(bitmap.get());
+        V_SetStatusCallBack(StopAtHalf);
+        const HDC dc = V_CreateVexoDC(bitmap.get());
+        V_SetStatusCallBack(nullptr);
+        EXPECT_EQ(c.options.orientation == ORIENT_BOTTOM_UP, dc != nullptr);
+        expectPicture(dc, bitmap, colors);
+    });
+}
+
+TEST_F(BitmapDC, ThousandsLeaveNothingBehind) // the fixture counts
+{
+    TestBitmap bitmap(StorageKind::PageFile, 20, 10, 8);
+    const RECT rect = {1, 1, 9, 5};
+    V_SetBitmapRgnRect(bitmap.get(), nullptr, &rect, COMBINE_REPLACE);
+    for (int i = 0; i < 5000; ++i) {
+        const HDC dc = V_CreateVexoDC(bitmap.get());
+        ASSERT_NE(nullptr, dc);
+        SetPixel(dc, i % 20, 2, RGB(255, 255, 255));
+        ASSERT_TRUE(V_DeleteVexoDC(dc));
+    }
+}
+
+} // namespace vexo::test

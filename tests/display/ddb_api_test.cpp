@@ -1,0 +1,130 @@
+// Bitmaps of every depth and storage to GDI bitmaps and back, and rectangles of a device captured.
+#include "tests/support/bitmaps.h"
+#include "tests/support/faults.h"
+#include "tests/support/import_hooks.h"
+#include "tests/support/library_test.h"
+#include "tests/support/memory_device.h"
+
+namespace vexo::test {
+
+namespace {
+
+class Ddb : public LibraryTest {};
+
+// Deletes a GDI object at the end of a test.
+struct ObjectDeleter {
+    HGDIOBJ object;
+    ~ObjectDeleter() { DeleteObject(object); }
+};
+
+bool IsLive(HGDIOBJ object) { return GetObjectType(object) != 0; }
+
+void FillDevice(MemoryDevice &device, Random &random, int width, int height, int bits)
+{
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            device.SetPixelAt(x, y, bits == 32 ? uint32_t(random.Next()) : uint32_t(random.Below(1 << bits)));
+}
+
+} // namespace
+
+TEST_F(Ddb, BecomesABitmapOfTheNextDepth)
+{
+    Random random(52);
+    const HDC screen = GetDC(nullptr);
+    for (const int bits : {1, 4, 8, 16, 24, 32}) {
+        const std::vector<RGBQUAD> palette = bits <= 8 ? RandomPalette(random, 1 << bits) : std::vector<RGBQUAD>();
+        MemoryDevice device(21, 7, bits, palette);
+        FillDevice(device, random, 21, 7, bits);
+        device.Deselect();
+        TestBitmap bitmap;
+        ASSERT_EQ(RESULT_SUCCESS, V_ConvertFromDDB(screen, bitmap.get(), device.section(), nullptr)) << bits;
+        EXPECT_EQ(bits > 8 ? 24 : bits, bitmap->BitsPerPixel);
+        EXPECT_EQ(device.ColorsFromTop(), ColorsFromTop(bitmap.get())) << bits;
+        EXPECT_EQ((GetDeviceCaps(screen, HORZRES) * 254 + 5000) / 10000, bitmap->XResolution);
+        EXPECT_EQ((GetDeviceCaps(screen, VERTRES) * 254 + 5000) / 10000, bitmap->YResolution);
+        EXPECT_EQ(ORIENT_BOTTOM_UP, bitmap->Orientation);
+        EXPECT_EQ(STORAGE_MEMORY, int(bitmap->Flags & FLAG_MEMORY ? STORAGE_MEMORY : 0));
+    }
+    ReleaseDC(nullptr, screen);
+}
+
+TEST_F(Ddb, CapturesWhatTheDeviceShows)
+{
+    Random random(54);
+    MemoryDevice device(60, 40, 32);
+    FillDevice(device, random, 60, 40, 32);
+    const auto expect = [&](RECT rect, int top) {
+        TestBitmap bitmap;
+        ASSERT_EQ(RESULT_SUCCESS, V_ScreenCaptureBitmap(device.dc(), bitmap.get(), &rect));
+        ASSERT_EQ(rect.right - rect.left, bitmap->Width);
+        ASSERT_EQ(abs(rect.bottom - rect.top), bitmap->Height);
+        std::vector<COLORREF> colors;
+        for (int y = top; y < top + bitmap->Height; ++y)
+            for (int x = rect.left; x < rect.right; ++x)
+                colors.push_back(device.ColorAt(x, y));
+        EXPECT_EQ(colors, ColorsFromTop(bitmap.get()));
+    };
+    expect({0, 0, 60, 40}, 0);
+    expect({59, 39, 60, 40}, 39);
+    expect({7, 3, 30, 21}, 3);
+    expect({7, 21, 30, 3}, 3); // upside down: the same pixels
+
+    TestBitmap bitmap;
+    const BitmapHandle before = *bitmap.get();
+    for (const RECT &empty : {RECT{5, 5, 5, 9}, RECT{5, 5, 9, 5}, RECT{9, 5, 5, 9},
+                              RECT{LONG(0x80000000), 0, 0x7FFFFFFF, 5}, RECT{0, LONG(0x80000000), 5, 0x7FFFFFFF}})
+        EXPECT_EQ(ERR_INV_PARAMETER, V_ScreenCaptureBitmap(device.dc(), bitmap.get(), &empty));
+    const RECT rect = {0, 0, 5, 5}, huge = {0, 0, 0x7FFFFFFF, 0x7FFFFFFF};
+    EXPECT_EQ(ERR_NO_MEMORY, V_ScreenCaptureBitmap(device.dc(), bitmap.get(), &huge));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_ScreenCaptureBitmap(device.dc(), nullptr, &rect));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_ScreenCaptureBitmap(device.dc(), bitmap.get(), nullptr));
+    EXPECT_TRUE(SameRecord(before, *bitmap.get()));
+}
+
+TEST_F(Ddb, RefusesWhatIsNoBitmap)
+{
+    const HDC screen = GetDC(nullptr);
+    MemoryDevice device(4, 4, 24);
+    const ObjectDeleter font = {CreateFontA(9, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, nullptr)};
+    TestBitmap bitmap;
+    const BitmapHandle before = *bitmap.get();
+    EXPECT_EQ(ERR_INV_PARAMETER, V_ConvertFromDDB(screen, bitmap.get(), nullptr, nullptr));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_ConvertFromDDB(screen, nullptr, device.section(), nullptr));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_ChangeFromDDB(screen, bitmap.get(), static_cast<HBITMAP>(font.object), nullptr));
+    const HPALETTE palette = V_CreateFixedPalette(4);
+    EXPECT_EQ(ERR_INV_PARAMETER, V_ChangeFromDDB(nullptr, bitmap.get(), device.section(), palette));
+    EXPECT_TRUE(IsLive(font.object) && IsLive(palette) && IsLive(device.section()));
+    EXPECT_TRUE(SameRecord(before, *bitmap.get()));
+    DeleteObject(palette);
+    ReleaseDC(nullptr, screen);
+}
+
+TEST_F(Ddb, LosesNothingWhenSomethingFails)
+{
+    Random random(55);
+    MemoryDevice device(12, 10, 8, RandomPalette(random, 256));
+    FillDevice(device, random, 12, 10, 8);
+    ForEachFault(kFaultAll, [&](FaultInjector &faults) {
+        TestBitmap bitmap;
+        const BitmapHandle before = *bitmap.get();
+        const HPALETTE palette = V_CreateFixedPalette(8);
+        const int status =
+            faults.Run([&] { return V_ConvertFromDDB(device.dc(), bitmap.get(), device.section(), palette); });
+        if (status == RESULT_SUCCESS)
+            EXPECT_EQ(device.ColorsFromTop(), ColorsFromTop(bitmap.get()));
+        else
+            EXPECT_TRUE(SameRecord(before, *bitmap.get()));
+        EXPECT_NE(palette, GetCurrentObject(device.dc(), OBJ_PAL));
+        DeleteObject(palette);
+    });
+    ForEachFault(kFaultAll, [&](FaultInjector &faults) {
+        TestBitmap bitmap;
+        const BitmapHandle before = *bitmap.get();
+        const RECT rect = {1, 2, 11, 9};
+        const int status = faults.Run([&] { return V_ScreenCaptureBitmap(device.dc(), bitmap.get(), &rect); });
+        EXPECT_TRUE(status == RESULT_SUCCESS || SameRecord(before, *bitmap.get()));
+    });
+}
+
+} // namespace vexo::test
