@@ -1,5 +1,5 @@
 // vexo: shows and converts picture files with the library. Exit codes: 0 done, 1 a file failed, 2 wrong usage.
-#include "vexo/commands.h"
+#include "vexo/chain.h"
 
 #include "common/com.h"
 #include "common/text.h"
@@ -32,6 +32,18 @@ int ReportUsage(const CLI::App &program, const CLI::ParseError &error)
     return 2;
 }
 
+// Whether the first word that is no option is a command; anything behind one may be the name of a file.
+bool IsCommand(const CLI::App &program, const std::vector<std::string> &arguments)
+{
+    for (const std::string &word : arguments)
+        for (const CLI::App *command : program.get_subcommands({}))
+            if (command->get_name() == word)
+                return true;
+            else if (IsOperation(word))
+                return false;
+    return false;
+}
+
 int Run(std::vector<std::string> arguments)
 {
     const ComScope com;
@@ -43,11 +55,20 @@ int Run(std::vector<std::string> arguments)
     program.fallthrough();
     program.require_subcommand(1);
     program.set_version_flag("--version", VersionText());
+    program.footer(
+        "Operations, one after the other: vexo [--region SHAPE] OPERATION [OPERATION]... IN OUT\n" + ListOperations() +
+        "\nvexo OPERATION --help tells about one. SHAPE is [MODE:]KIND:VALUES, counted from the "
+        "top left:\n  rect:L,T,R,B  ellipse:L,T,R,B  roundrect:L,T,R,B,W,H  polygon:X,Y,X,Y,X,Y  colour:#rrggbb"
+        "\n  MODE: replace, union, intersect, minus, xor, not, reverse-minus");
     program.add_flag("-q,--quiet", session.quiet, "Print errors only");
     for (const AddCommand add : kCommands)
         add(program, session);
 
     try {
+        if (std::any_of(arguments.begin(), arguments.end(), IsOperation) && !IsCommand(program, arguments)) {
+            RunChain(std::move(arguments), session);
+            return session.failureCount ? 1 : 0;
+        }
         std::reverse(arguments.begin(), arguments.end()); // CLI11 takes them from the back
         program.parse(std::move(arguments));
     } catch (const CLI::ParseError &error) {
