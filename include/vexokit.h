@@ -1023,6 +1023,23 @@ VEXO_API int VEXO_CALL V_ReverseBitmap(BitmapHandle *bitmap);
 VEXO_API int VEXO_CALL V_CombineBitmap(BitmapHandle *destination, int left, int top, int width, int height,
                                        BitmapHandle *source, int sourceLeft, int sourceTop, unsigned flags);
 
+/* Flags of V_UnderlayBitmap */
+#define UNDERLAY_TILE           0u /* repeat the underlay, from the top left of the picture on */
+#define UNDERLAY_STRETCH        1u /* resample it to the bitmap's size */
+
+/* Lays `underlay` under `bitmap`, within the bitmap's region. The underlay shows where the bitmap has its transparent
+ * colour (AnimTransparent, as V_SetBitmapRgnColor finds it, when FLAG_TRANSPARENT is set) or is transparent itself:
+ * where bit 15 of 16-bit pixels is clear, and through 32-bit pixels in the measure of their alpha, the fourth byte:
+ * (pixel x alpha + underlay x (255 - alpha)) / 255, rounded. Pixels of these two depths are opaque afterwards. The
+ * underlay counts as opaque; when its depth, colour order or palette differs, a copy is converted as by
+ * V_ColorResBitmap. It does not change, and neither does the bitmap's region; its own region does not count.
+ *
+ * flags   UNDERLAY_TILE or UNDERLAY_STRETCH
+ * Progress goes to the status callback for each row. A bitmap in which nothing can be transparent succeeds at once.
+ * Returns RESULT_SUCCESS; ERR_NO_BITMAP for either bitmap; ERR_INV_PARAMETER for other flags; ERR_NO_MEMORY; a storage
+ * error; the callback's result. Rows done before a failure or a stop stay. */
+VEXO_API int VEXO_CALL V_UnderlayBitmap(BitmapHandle *bitmap, BitmapHandle *underlay, unsigned flags);
+
 /* ---- Animation playback -------------------------------------------------------------------------------------- */
 
 #ifdef __cplusplus
