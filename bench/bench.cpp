@@ -52,6 +52,7 @@ namespace {
 
 constexpr std::span<const vexo::bench::Workload> (*kRows[])() = {
     vexo::bench::ConversionRows,
+    vexo::bench::AnimationRows,
     vexo::bench::CompressionRows,
     vexo::bench::CopyRows,
     vexo::bench::DitherRows,

@@ -46,6 +46,7 @@ struct Workload {
 
 // One list per file of rows.
 std::span<const Workload> ConversionRows();
+std::span<const Workload> AnimationRows();
 std::span<const Workload> CompressionRows();
 std::span<const Workload> DitherRows();
 std::span<const Workload> CopyRows();

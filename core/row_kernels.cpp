@@ -44,6 +44,12 @@ void SetAlpha16Plain(uint8_t *pixels, const uint8_t *levels, size_t count)
         pixels[2 * i + 1] = uint8_t((pixels[2 * i + 1] & 0x7F) | (levels[i] & 0x80));
 }
 
+void CopyOthersPlain(uint8_t *output, const uint8_t *input, size_t count, uint8_t key)
+{
+    for (size_t i = 0; i < count; ++i)
+        output[i] = input[i] == key ? output[i] : input[i];
+}
+
 // ---- SSE2 -----------------------------------------------------------------------------------------------------
 
 inline __m128i Load128(const uint8_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
@@ -68,6 +74,16 @@ void ShiftBitsSse2(uint8_t *output, const uint8_t *input, size_t count, int shif
     for (size_t i = 0; i + 16 < count; i += 16)
         ShiftStep128(output + i, input + i, left, right, kept);
     ShiftStep128(output + count - 16, input + count - 16, left, right, kept); // partly done already
+}
+
+void CopyOthersSse2(uint8_t *output, const uint8_t *input, size_t count, uint8_t key)
+{
+    const __m128i keys = _mm_set1_epi8(char(key));
+    for (; count >= 16; count -= 16, input += 16, output += 16) {
+        const __m128i pixels = Load128(input), kept = _mm_cmpeq_epi8(pixels, keys);
+        Store128(output, _mm_or_si128(_mm_and_si128(kept, Load128(output)), _mm_andnot_si128(kept, pixels)));
+    }
+    CopyOthersPlain(output, input, count, key);
 }
 
 // ---- AVX2 -----------------------------------------------------------------------------------------------------
@@ -156,11 +172,33 @@ VEXO_TARGET_AVX2 void SetAlpha16Avx2(uint8_t *pixels, const uint8_t *levels, siz
     SetAlpha16Plain(pixels, levels, count);
 }
 
+VEXO_TARGET_AVX2 void CopyOthersAvx2(uint8_t *output, const uint8_t *input, size_t count, uint8_t key)
+{
+    const __m256i keys = _mm256_set1_epi8(char(key));
+    for (; count >= 32; count -= 32, input += 32, output += 32) {
+        const __m256i pixels = Load256(input), kept = _mm256_cmpeq_epi8(pixels, keys);
+        Store256(output, _mm256_blendv_epi8(pixels, Load256(output), kept));
+    }
+    CopyOthersPlain(output, input, count, key);
+}
+
 constexpr RowKernels kPlainKernels = {
-    StreamBytesPlain, ShiftBitsPlain, GetAlpha32Plain, GetAlpha16Plain, SetAlpha32Plain, SetAlpha16Plain,
+    .streamBytes = StreamBytesPlain,
+    .shiftBits = ShiftBitsPlain,
+    .getAlpha32 = GetAlpha32Plain,
+    .getAlpha16 = GetAlpha16Plain,
+    .setAlpha32 = SetAlpha32Plain,
+    .setAlpha16 = SetAlpha16Plain,
+    .copyOthers = CopyOthersPlain,
 };
 constexpr RowKernels kAvx2Kernels = {
-    StreamBytesAvx2, ShiftBitsAvx2, GetAlpha32Avx2, GetAlpha16Avx2, SetAlpha32Avx2, SetAlpha16Avx2,
+    .streamBytes = StreamBytesAvx2,
+    .shiftBits = ShiftBitsAvx2,
+    .getAlpha32 = GetAlpha32Avx2,
+    .getAlpha16 = GetAlpha16Avx2,
+    .setAlpha32 = SetAlpha32Avx2,
+    .setAlpha16 = SetAlpha16Avx2,
+    .copyOthers = CopyOthersAvx2,
 };
 
 } // namespace
@@ -171,8 +209,10 @@ RowKernels rowKernels = kPlainKernels;
 void SelectRowKernels(CpuLevel level)
 {
     rowKernels = level == CpuLevel::Avx2 ? kAvx2Kernels : kPlainKernels;
-    if (level != CpuLevel::Avx2)
+    if (level != CpuLevel::Avx2) {
         rowKernels.shiftBits = ShiftBitsSse2;
+        rowKernels.copyOthers = CopyOthersSse2;
+    }
 }
 
 void CopyBytes(uint8_t *output, const uint8_t *input, size_t count)

@@ -1,4 +1,5 @@
-// The inner loops of copies: bytes by the bitmap, bits across byte boundaries, and the alpha of pixels. Each has a
+// The inner loops of copies: bytes by the bitmap, bits across byte boundaries, the alpha of pixels, and all but one
+// index. Each has a
 // plain form, which defines it, and vector forms, which are chosen once for the processor.
 #ifndef VEXO_CORE_ROW_KERNELS_H
 #define VEXO_CORE_ROW_KERNELS_H
@@ -21,6 +22,9 @@ struct RowKernels {
     // Levels as alpha: bit 15 is set from 128 on. The rest of the pixels stays.
     void (*setAlpha32)(uint8_t *pixels, const uint8_t *levels, size_t count);
     void (*setAlpha16)(uint8_t *pixels, const uint8_t *levels, size_t count);
+
+    // The bytes that are not `key` go to the output; where they are, it stays.
+    void (*copyOthers)(uint8_t *output, const uint8_t *input, size_t count, uint8_t key);
 };
 
 // What the vector forms must match.

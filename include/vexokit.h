@@ -1040,7 +1040,77 @@ VEXO_API int VEXO_CALL V_CombineBitmap(BitmapHandle *destination, int left, int 
  * error; the callback's result. Rows done before a failure or a stop stay. */
 VEXO_API int VEXO_CALL V_UnderlayBitmap(BitmapHandle *bitmap, BitmapHandle *underlay, unsigned flags);
 
-/* ---- Animation playback -------------------------------------------------------------------------------------- */
+/* ---- Animation playback -----------------------------------------------------------------------------------------
+ *
+ * A playback composes the frames of a bitmap list on a canvas, one step a call, from the caller's message loop or timer:
+ *
+ *     for each timer message {
+ *         V_ProcessPlayback(playback, &state);
+ *         V_GetPlaybackUpdateRect(playback, &rect, 1);   repaint that part of the canvas
+ *         V_GetPlaybackDelay(playback, &milliseconds);   set the timer
+ *     }
+ *
+ * Each frame brings its place, delay, transparency, disposal and wait in the animation fields of its record; the canvas
+ * has the background colour in its AnimBackground. Canvas and list belong to the caller and must outlive the playback;
+ * a step never changes a frame. Steps that cannot be done (no memory, a frame that cannot be converted) leave their
+ * frame out, and playback goes on.
+ *
+ * A playback is known by a global-memory handle. Every function returns ERR_INV_PARAMETER for one that is null or does
+ * not lock, and otherwise RESULT_SUCCESS unless its comment names another status. */
+
+#define PB_STATE_INITIAL              0  /* created; the next step fills the canvas with its background */
+#define PB_STATE_CLEARED              1  /* the next step goes to the first frame */
+#define PB_STATE_DRAW                 2  /* the next step draws the current frame */
+#define PB_STATE_AWAIT_ROWS           3  /* the current frame is the last one, and rows of it are missing */
+#define PB_STATE_DRAWN                4  /* the next step decides what to wait for */
+#define PB_STATE_AWAIT_INPUT          5  /* until V_CancelPlaybackWait */
+#define PB_STATE_AWAIT_DELAY          6  /* until the frame's delay is over, or V_CancelPlaybackWait */
+#define PB_STATE_AWAIT_INPUT_OR_DELAY 7  /* the same, for a frame that waits for input as well */
+#define PB_STATE_BEFORE_DISPOSAL      8  /* the next step disposes of the frame */
+#define PB_STATE_DISPOSED             9  /* the next step goes to the next frame */
+#define PB_STATE_FINISHED             10 /* all frames were shown; the next step starts over without clearing */
+
+/* Makes a playback in PB_STATE_INITIAL. `canvas` has storage; it may have a region, outside which nothing is drawn.
+ * With a null list an empty one is made. Stores the handle, or null when it fails.
+ * Returns also ERR_INV_PARAMETER for a null pointer or a canvas without storage, and ERR_NO_MEMORY. */
+VEXO_API int VEXO_CALL V_CreatePlayback(HGLOBAL *playback, BitmapHandle *canvas, HGLOBAL list);
+/* Frees the playback and stores its list, which the caller owns even if V_CreatePlayback made it; `list` may be null. */
+VEXO_API int VEXO_CALL V_DestroyPlayback(HGLOBAL playback, HGLOBAL *list);
+
+/* Does one step and stores the new state; `state` may be null.
+ *
+ * Frames of the canvas's depth and palette (deeper ones: colour order) are drawn as they are, others as the nearest
+ * colours of the canvas. A frame with FLAG_TRANSPARENT leaves the canvas alone where its pixels have its
+ * AnimTransparent, as V_SetBitmapRgnColor finds them; a frame's region limits it further. Parts outside the canvas are
+ * left out. After its wait a frame with AnimDisposal 2 is filled with the canvas's background within its rectangle,
+ * whatever the canvas's region is, and one with 3 gives way to what was there before. */
+VEXO_API int VEXO_CALL V_ProcessPlayback(HGLOBAL playback, unsigned *state);
+/* Return also ERR_INV_PARAMETER for a null pointer. The index is that of the current frame, -1 before the first. */
+VEXO_API int VEXO_CALL V_GetPlaybackState(HGLOBAL playback, unsigned *state);
+VEXO_API int VEXO_CALL V_GetPlaybackIndex(HGLOBAL playback, int *index);
+/* Goes to a frame (-1: before the first; the count: behind the last) so that the next step draws it. Frames on the way
+ * are drawn and disposed of without waiting; to an earlier frame the way begins with a cleared canvas. Rows that are
+ * missing are no longer waited for.
+ * Returns also ERR_INV_PARAMETER for an index below -1 or above the count. */
+VEXO_API int VEXO_CALL V_SetPlaybackIndex(HGLOBAL playback, int index);
+/* Stores what is left of the current frame's delay in milliseconds; 0 when it has passed or none is waited for.
+ * Returns also ERR_INV_PARAMETER for a null pointer. */
+VEXO_API int VEXO_CALL V_GetPlaybackDelay(HGLOBAL playback, unsigned *milliseconds);
+/* Ends a wait for input or a delay; in other states it does nothing. */
+VEXO_API int VEXO_CALL V_CancelPlaybackWait(HGLOBAL playback);
+
+/* The smallest rectangle around what steps have changed of the canvas, in stored rows, since it was last emptied;
+ * (0, 0, 0, 0) for nothing. `rect` may be null; `clear` not 0 empties it. */
+VEXO_API int VEXO_CALL V_GetPlaybackUpdateRect(HGLOBAL playback, RECT *rect, int clear);
+VEXO_API int VEXO_CALL V_ClearPlaybackUpdateRect(HGLOBAL playback);
+
+/* Appends a frame whose rows are still to come: storage, palette and region of the record become the list's, unlocked.
+ * Playback does not draw it before V_ValidatePlaybackLines has named all its rows, in any order and as often as one
+ * likes; rows that the frame does not have are left out. Appending another ends the wait for the former.
+ * V_AppendPlayback returns also ERR_INV_PARAMETER for a null frame or one without rows, and ERR_NO_MEMORY (nothing has
+ * changed but that a former frame is no longer waited for). */
+VEXO_API int VEXO_CALL V_AppendPlayback(HGLOBAL playback, const BitmapHandle *frame);
+VEXO_API int VEXO_CALL V_ValidatePlaybackLines(HGLOBAL playback, int firstRow, int rowCount);
 
 #ifdef __cplusplus
 }

@@ -15,18 +15,6 @@ namespace {
 // The pixel value that a colour stands for in a bitmap, or none when no pixel can be of that colour.
 using Key = std::optional<uint32_t>;
 
-Key IndexKey(const BitmapHandle *bitmap, COLORREF color)
-{
-    if (color >> 24 == 1)
-        return color & ((1u << bitmap->BitsPerPixel) - 1);
-    RGBQUAD colors[256];
-    const int count = V_GetPaletteEntries(bitmap->Palette, 0, 1 << bitmap->BitsPerPixel, colors);
-    for (int i = 0; i < count; ++i)
-        if (RGB(colors[i].rgbRed, colors[i].rgbGreen, colors[i].rgbBlue) == (color & 0xFFFFFF))
-            return uint32_t(i);
-    return {};
-}
-
 Key DeepKey(const BitmapHandle *bitmap, COLORREF color)
 {
     if (color >> 24 == 1)
@@ -102,13 +90,26 @@ int BuildColorRegion(BitmapHandle *bitmap, uint32_t key, RegionBuilder &builder)
 
 } // namespace
 
+int vexo::IndexOfColor(const BitmapHandle *bitmap, COLORREF color)
+{
+    if (color >> 24 == 1)
+        return int(color & ((1u << bitmap->BitsPerPixel) - 1));
+    RGBQUAD colors[256];
+    const int count = V_GetPaletteEntries(bitmap->Palette, 0, 1 << bitmap->BitsPerPixel, colors);
+    for (int i = 0; i < count; ++i)
+        if (RGB(colors[i].rgbRed, colors[i].rgbGreen, colors[i].rgbBlue) == (color & 0xFFFFFF))
+            return i;
+    return -1;
+}
+
 int VEXO_CALL V_SetBitmapRgnColor(BitmapHandle *bitmap, COLORREF color, unsigned combine)
 {
     if (!IsAllocated(bitmap))
         return ERR_NO_BITMAP;
     if (combine > COMBINE_COMPLEMENT_NEW)
         return ERR_INV_PARAMETER;
-    const Key key = IsPalettised(bitmap->BitsPerPixel) ? IndexKey(bitmap, color) : DeepKey(bitmap, color);
+    const int index = IsPalettised(bitmap->BitsPerPixel) ? IndexOfColor(bitmap, color) : -1;
+    const Key key = !IsPalettised(bitmap->BitsPerPixel) ? DeepKey(bitmap, color) : index < 0 ? Key() : Key(index);
     RegionBuilder builder(0, key ? bitmap->Height : 0);
     if (key) {
         const int status = BuildColorRegion(bitmap, *key, builder);

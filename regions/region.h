@@ -176,6 +176,9 @@ inline RECT WholeRect(const BitmapHandle *bitmap) { return {0, 0, bitmap->Width,
 int CopyRegionMoved(BitmapHandle *destination, const BitmapHandle *source, int dx, int dy);
 int CopyRegionScaled(BitmapHandle *destination, const BitmapHandle *source);
 
+// The index that V_SetBitmapRgnColor takes a colour for in a palettised bitmap; -1 when no pixel can be of the colour.
+int IndexOfColor(const BitmapHandle *bitmap, COLORREF color);
+
 // ---- Transforms and GDI ---------------------------------------------------------------------------------------
 
 // RESULT_SUCCESS, or ERR_INV_PARAMETER for an orientation other than 0 and 2 or a denominator of 0. Null is good.

@@ -72,6 +72,16 @@ TEST_F(RowKernelsTest, EveryLevelGivesThePlainResult)
                 rowKernels.shiftBits(output.data(), input.data(), count, shift);
                 ASSERT_TRUE(std::ranges::equal(expected, output.span())) << "shift " << shift << ", " << count;
             }
+        for (size_t count = 0; count < 120; ++count) {
+            GuardedBuffer input(count), output(count);
+            for (uint8_t &pixel : input.span())
+                pixel = uint8_t(random.Below(3) ? 200 : 7);
+            random.Fill(output.data(), count);
+            std::vector<uint8_t> expected(output.data(), output.data() + count);
+            plainRowKernels.copyOthers(expected.data(), input.data(), count, 200);
+            rowKernels.copyOthers(output.data(), input.data(), count, 200);
+            ASSERT_TRUE(std::ranges::equal(expected, output.span())) << count << " others";
+        }
     });
 }
 

@@ -1,0 +1,491 @@
+// Playback: the steps one by one with a clock of the test's own, and whole animations against a plain compositor over
+// depths, orientations, regions, disposals and formats.
+#include "tests/geometry/region_masks.h"
+#include "tests/support/bitmaps.h"
+#include "tests/support/faults.h"
+#include "tests/support/import_hooks.h"
+#include "tests/support/library_test.h"
+#include "tests/support/page_heap.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace vexo::test {
+
+namespace {
+
+DWORD now;
+DWORD WINAPI TestTicks() { return now; }
+
+class Playback : public LibraryTest {
+protected:
+    ~Playback() override
+    {
+        if (m_playback) {
+            HGLOBAL list = nullptr;
+            EXPECT_EQ(RESULT_SUCCESS, V_DestroyPlayback(m_playback, &list));
+            EXPECT_EQ(m_list, list);
+        }
+        if (m_list) {
+            EXPECT_EQ(RESULT_SUCCESS, V_DestroyBitmapList(m_list));
+        }
+    }
+
+    void Create(BitmapHandle *canvas)
+    {
+        ASSERT_EQ(RESULT_SUCCESS, V_CreateBitmapList(&m_list));
+        ASSERT_EQ(RESULT_SUCCESS, V_CreatePlayback(&m_playback, canvas, m_list));
+    }
+
+    // A frame for the list, which owns it.
+    void AddFrame(const BitmapHandle &frame) { ASSERT_EQ(RESULT_SUCCESS, V_InsertBitmapListItem(m_list, ~0u, &frame)); }
+
+    unsigned Step()
+    {
+        unsigned state = 99, again = 98;
+        EXPECT_EQ(RESULT_SUCCESS, V_ProcessPlayback(m_playback, &state));
+        EXPECT_EQ(RESULT_SUCCESS, V_GetPlaybackState(m_playback, &again));
+        EXPECT_EQ(state, again);
+        return state;
+    }
+    int Index()
+    {
+        int index = -99;
+        EXPECT_EQ(RESULT_SUCCESS, V_GetPlaybackIndex(m_playback, &index));
+        return index;
+    }
+    unsigned Delay()
+    {
+        unsigned delay = 12345;
+        EXPECT_EQ(RESULT_SUCCESS, V_GetPlaybackDelay(m_playback, &delay));
+        return delay;
+    }
+    RECT TakeUpdateRect()
+    {
+        RECT rect;
+        EXPECT_EQ(RESULT_SUCCESS, V_GetPlaybackUpdateRect(m_playback, &rect, 1));
+        return rect;
+    }
+
+    HGLOBAL m_playback = nullptr;
+    HGLOBAL m_list = nullptr;
+
+private:
+    const PageHeapScope m_pageHeap;
+    ImportHook<DWORD WINAPI()> m_clock{"kernel32.dll", "GetTickCount", TestTicks};
+};
+
+BitmapHandle MakeFrame(int width, int height, int bits, unsigned delay, unsigned flags, int disposal = 0)
+{
+    BitmapHandle frame;
+    EXPECT_EQ(RESULT_SUCCESS,
+              V_CreateBitmap(&frame, STORAGE_MEMORY, width, height, bits, COLOR_ORDER_BGR, nullptr, ORIENT_BOTTOM_UP));
+    frame.AnimDelay = delay;
+    frame.Flags |= flags;
+    frame.AnimDisposal = disposal;
+    return frame;
+}
+
+std::vector<unsigned> Sequence(std::initializer_list<unsigned> states) { return states; }
+
+} // namespace
+
+// ---- The states -----------------------------------------------------------------------------------------------
+
+TEST_F(Playback, EmptyListDoesNoHarm)
+{
+    TestBitmap canvas(StorageKind::PageFile, 7, 5, 8);
+    canvas->AnimBackground = COLOR_INDEX(9);
+    Create(canvas.get());
+    EXPECT_EQ(-1, Index());
+    EXPECT_EQ(PB_STATE_CLEARED, Step());
+    EXPECT_EQ(RGB(0, 73, 85), V_GetPixelColor(canvas.get(), 4, 6)) << "index 9 of the fixed palette";
+    const RECT rect = TakeUpdateRect();
+    EXPECT_TRUE(rect.left == 0 && rect.top == 0 && rect.right == 7 && rect.bottom == 5);
+    EXPECT_EQ(PB_STATE_FINISHED, Step());
+    for (int i = 0; i < 20; ++i)
+        EXPECT_LE(Step(), 10u);
+    EXPECT_EQ(0, TakeUpdateRect().right);
+}
+
+TEST_F(Playback, WaitsAreLeftByTimeAndByInput)
+{
+    TestBitmap canvas(StorageKind::PageFile, 8, 8, 8);
+    Create(canvas.get());
+    AddFrame(MakeFrame(8, 8, 8, 0, 0));
+    AddFrame(MakeFrame(8, 8, 8, 0, FLAG_WAIT_INPUT));
+    AddFrame(MakeFrame(8, 8, 8, 100, 0));
+    AddFrame(MakeFrame(8, 8, 8, 100, FLAG_WAIT_INPUT));
+    now = 0xFFFFFFF0; // the counter wraps on the way
+    std::vector<unsigned> states;
+    while (states.empty() || states.back() != PB_STATE_AWAIT_INPUT)
+        states.push_back(Step());
+    EXPECT_EQ(Sequence({1, 2, 4, 8, 9, 2, 4, 5}), states);
+    EXPECT_EQ(PB_STATE_AWAIT_INPUT, Step());
+    EXPECT_EQ(0u, Delay());
+    EXPECT_EQ(RESULT_SUCCESS, V_CancelPlaybackWait(m_playback));
+    for (unsigned state : Sequence({9, 2, 4, 6, 6}))
+        EXPECT_EQ(state, Step());
+    EXPECT_EQ(2, Index());
+    now += 99;
+    EXPECT_EQ(1u, Delay());
+    EXPECT_EQ(PB_STATE_AWAIT_DELAY, Step());
+    now += 1;
+    EXPECT_EQ(0u, Delay());
+    for (unsigned state : Sequence({8, 9, 2, 4, 7}))
+        EXPECT_EQ(state, Step());
+    now += 500;
+    EXPECT_EQ(0u, Delay());
+    for (unsigned state : Sequence({8, 9, 10, 2}))
+        EXPECT_EQ(state, Step());
+    EXPECT_EQ(0, Index()) << "the animation starts over";
+    EXPECT_EQ(RESULT_SUCCESS, V_CancelPlaybackWait(m_playback));
+    EXPECT_EQ(PB_STATE_DRAWN, Step()) << "there was no wait to cancel";
+}
+
+TEST_F(Playback, IndexChangesReplayWithoutWaiting)
+{
+    TestBitmap canvas(StorageKind::PageFile, 8, 8, 8);
+    canvas->AnimBackground = COLOR_INDEX(1);
+    Create(canvas.get());
+    for (int i = 0; i < 4; ++i) {
+        BitmapHandle frame = MakeFrame(2, 2, 8, 1000, FLAG_WAIT_INPUT);
+        frame.AnimLeft = 2 * i;
+        V_FillBitmap(&frame, COLOR_INDEX(10 + i));
+        AddFrame(frame);
+    }
+    const auto pixels = [&] {
+        std::vector<int> indices;
+        uint8_t row[8];
+        V_GetBitmapRow(canvas.get(), row, 7, 8);
+        for (int i = 0; i < 8; i += 2)
+            indices.push_back(row[i]);
+        return indices;
+    };
+    EXPECT_EQ(RESULT_SUCCESS, V_SetPlaybackIndex(m_playback, 3));
+    EXPECT_EQ((std::vector{10, 11, 12, 1}), pixels()) << "the next step draws the frame";
+    EXPECT_EQ(PB_STATE_DRAWN, Step());
+    EXPECT_EQ((std::vector{10, 11, 12, 13}), pixels());
+    EXPECT_EQ(RESULT_SUCCESS, V_SetPlaybackIndex(m_playback, 1));
+    EXPECT_EQ((std::vector{10, 1, 1, 1}), pixels());
+    EXPECT_EQ(1, Index());
+    EXPECT_EQ(RESULT_SUCCESS, V_SetPlaybackIndex(m_playback, 4));
+    EXPECT_EQ((std::vector{10, 11, 12, 13}), pixels());
+    EXPECT_EQ(RESULT_SUCCESS, V_SetPlaybackIndex(m_playback, -1));
+    EXPECT_EQ(PB_STATE_CLEARED, Step());
+    EXPECT_EQ((std::vector{1, 1, 1, 1}), pixels());
+    EXPECT_EQ(ERR_INV_PARAMETER, V_SetPlaybackIndex(m_playback, 5));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_SetPlaybackIndex(m_playback, -2));
+}
+
+TEST_F(Playback, HoldsWhileRowsArrive)
+{
+    TestBitmap canvas(StorageKind::PageFile, 8, 20, 8);
+    Create(canvas.get());
+    BitmapHandle frame = MakeFrame(8, 20, 8, 0, 0);
+    ASSERT_EQ(RESULT_SUCCESS, V_AppendPlayback(m_playback, &frame));
+    for (unsigned state : Sequence({1, 2, 3, 3}))
+        EXPECT_EQ(state, Step());
+    V_ValidatePlaybackLines(m_playback, -5, 8); // 0 to 2
+    V_ValidatePlaybackLines(m_playback, 1, 3);  // 1 and 2 again, 3
+    V_ValidatePlaybackLines(m_playback, 5, INT_MAX);
+    V_ValidatePlaybackLines(m_playback, INT_MAX, INT_MAX);
+    V_ValidatePlaybackLines(m_playback, 4, -1);
+    EXPECT_EQ(PB_STATE_AWAIT_ROWS, Step()) << "row 4 is missing";
+    V_ValidatePlaybackLines(m_playback, 4, 1);
+    for (unsigned state : Sequence({4, 8, 9, 10}))
+        EXPECT_EQ(state, Step());
+    EXPECT_EQ(RESULT_SUCCESS, V_ValidatePlaybackLines(m_playback, 0, 5)) << "nothing is missing";
+
+    // Behind the end playback goes on with the new frame; a later one ends the wait.
+    frame = MakeFrame(8, 20, 8, 0, 0);
+    ASSERT_EQ(RESULT_SUCCESS, V_AppendPlayback(m_playback, &frame));
+    EXPECT_EQ(PB_STATE_AWAIT_ROWS, Step());
+    EXPECT_EQ(1, Index());
+    BitmapHandle last = MakeFrame(8, 20, 8, 0, 0);
+    ForEachFault(kFaultMemory, [&](FaultInjector &faults) {
+        unsigned before, after;
+        V_GetBitmapListCount(m_list, &before);
+        const int status = faults.Run([&] { return V_AppendPlayback(m_playback, &last); });
+        V_GetBitmapListCount(m_list, &after);
+        EXPECT_EQ(faults.struck() ? ERR_NO_MEMORY : RESULT_SUCCESS, status);
+        EXPECT_EQ(before + (faults.struck() ? 0 : 1), after);
+    });
+    EXPECT_EQ(PB_STATE_DRAWN, Step());
+}
+
+TEST_F(Playback, BadArguments)
+{
+    TestBitmap canvas(StorageKind::PageFile, 8, 8, 8);
+    BitmapHandle empty = {};
+    HGLOBAL handle = &empty;
+    EXPECT_EQ(ERR_INV_PARAMETER, V_CreatePlayback(nullptr, canvas.get(), nullptr));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_CreatePlayback(&handle, nullptr, nullptr));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_CreatePlayback(&handle, &empty, nullptr));
+    ForEachFault(kFaultMemory, [&](FaultInjector &faults) {
+        const int status = faults.Run([&] { return V_CreatePlayback(&m_playback, canvas.get(), nullptr); });
+        EXPECT_EQ(faults.struck() ? ERR_NO_MEMORY : RESULT_SUCCESS, status);
+        EXPECT_EQ(faults.struck(), m_playback == nullptr);
+    });
+    HGLOBAL list = nullptr;
+    EXPECT_EQ(RESULT_SUCCESS, V_DestroyPlayback(m_playback, &list));
+    EXPECT_EQ(RESULT_SUCCESS, V_DestroyBitmapList(list)) << "made by the playback, owned by the caller";
+    m_playback = nullptr;
+
+    Create(canvas.get());
+    EXPECT_EQ(ERR_INV_PARAMETER, V_GetPlaybackState(m_playback, nullptr));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_GetPlaybackIndex(m_playback, nullptr));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_GetPlaybackDelay(m_playback, nullptr));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_AppendPlayback(m_playback, nullptr));
+    unsigned number;
+    RECT rect;
+    EXPECT_EQ(ERR_INV_PARAMETER, V_ProcessPlayback(nullptr, &number));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_GetPlaybackDelay(nullptr, &number));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_GetPlaybackUpdateRect(nullptr, &rect, 1));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_ValidatePlaybackLines(nullptr, 0, 1));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_DestroyPlayback(nullptr, &list));
+}
+
+// ---- The pixels -----------------------------------------------------------------------------------------------
+
+namespace {
+
+// A picture as colours, top line first.
+struct Plain {
+    int width, height;
+    std::vector<COLORREF> colors;
+
+    COLORREF &At(int x, int y) { return colors[size_t(y) * size_t(width) + size_t(x)]; }
+    COLORREF At(int x, int y) const { return colors[size_t(y) * size_t(width) + size_t(x)]; }
+};
+
+Plain PlainOf(BitmapHandle *bitmap) { return {bitmap->Width, bitmap->Height, ColorsFromTop(bitmap)}; }
+
+// Which pixels of a frame are drawn, top line first.
+Plain ShownOf(BitmapHandle *frame)
+{
+    Plain shown = PlainOf(frame);
+    const Image mask = RegionMask(frame), pixels = Load(frame);
+    for (int y = 0; y < frame->Height; ++y)
+        for (int x = 0; x < frame->Width; ++x) {
+            const int row = frame->Orientation == ORIENT_BOTTOM_UP ? frame->Height - 1 - y : y;
+            const bool isIndex = frame->AnimTransparent >> 24 == 1;
+            const bool isTransparent =
+                (frame->Flags & FLAG_TRANSPARENT) && (isIndex ? pixels.At(row, x) == (frame->AnimTransparent & 0xFF)
+                                                              : shown.At(x, y) == frame->AnimTransparent);
+            shown.At(x, y) = mask.At(row, x) && !isTransparent;
+        }
+    return shown;
+}
+
+class Compositor {
+public:
+    explicit Compositor(BitmapHandle *canvas) : m_canvas(canvas), m_mask(RegionMask(canvas)), m_plain(PlainOf(canvas))
+    {
+        m_colors.resize(size_t(canvas->ColorCount));
+        if (!m_colors.empty())
+            V_GetBitmapColors(canvas, 0, canvas->ColorCount, m_colors.data());
+        m_saved = m_plain;
+    }
+
+    void Clear() { FillRect(0, 0, m_plain.width, m_plain.height, true); }
+
+    void Draw(BitmapHandle *frame)
+    {
+        m_saved = m_plain;
+        const Plain colors = PlainOf(frame), shown = ShownOf(frame);
+        for (int y = 0; y < frame->Height; ++y)
+            for (int x = 0; x < frame->Width; ++x)
+                if (shown.At(x, y) && IsIn(frame->AnimLeft + x, frame->AnimTop + y, true))
+                    m_plain.At(frame->AnimLeft + x, frame->AnimTop + y) = Nearest(colors.At(x, y));
+    }
+
+    void Dispose(BitmapHandle *frame)
+    {
+        if (frame->AnimDisposal == 2)
+            FillRect(frame->AnimLeft, frame->AnimTop, frame->Width, frame->Height, false);
+        else if (frame->AnimDisposal == 3)
+            m_plain = m_saved;
+    }
+
+    const Plain &plain() const { return m_plain; }
+
+private:
+    bool IsIn(int x, int y, bool inRegion) const
+    {
+        if (x < 0 || y < 0 || x >= m_plain.width || y >= m_plain.height)
+            return false;
+        return !inRegion || m_mask.At(m_canvas->Orientation == ORIENT_BOTTOM_UP ? m_plain.height - 1 - y : y, x);
+    }
+    void FillRect(int left, int top, int width, int height, bool inRegion)
+    {
+        const COLORREF background = m_canvas->AnimBackground;
+        const RGBQUAD quad = m_colors.empty() ? RGBQUAD{} : m_colors[background & 0xFF];
+        for (int y = top; y < top + height; ++y)
+            for (int x = left; x < left + width; ++x)
+                if (IsIn(x, y, inRegion))
+                    m_plain.At(x, y) = m_colors.empty() ? background : RGB(quad.rgbRed, quad.rgbGreen, quad.rgbBlue);
+    }
+    COLORREF Nearest(COLORREF color) const
+    {
+        if (m_colors.empty())
+            return color;
+        const int index = V_FindPaletteIndex(m_colors.data(), int(m_colors.size()), GetRValue(color), GetGValue(color),
+                                             GetBValue(color));
+        const RGBQUAD &quad = m_colors[size_t(index)];
+        return RGB(quad.rgbRed, quad.rgbGreen, quad.rgbBlue);
+    }
+
+    BitmapHandle *m_canvas;
+    Image m_mask;
+    Plain m_plain, m_saved;
+    std::vector<RGBQUAD> m_colors;
+};
+
+// A frame anywhere near the canvas, mostly in its format.
+BitmapHandle RandomFrame(Random &random, const BitmapHandle &canvas, const std::vector<RGBQUAD> &palette)
+{
+    constexpr int kDepths[] = {1, 4, 8, 24};
+    const bool isAlike = !random.OneIn(3);
+    const int bits = isAlike ? canvas.BitsPerPixel : kDepths[random.Below(4)];
+    const Image image = Image::RandomRuns(random, random.Between(1, 40), random.Between(1, 12), bits);
+    BitmapHandle frame;
+    EXPECT_EQ(RESULT_SUCCESS,
+              V_CreateBitmap(&frame, STORAGE_MEMORY | (random.OneIn(2) ? STORAGE_COMPRESSED : 0), image.width,
+                             image.height, bits, random.OneIn(4) ? COLOR_ORDER_RGB : COLOR_ORDER_BGR,
+                             isAlike && !palette.empty() ? palette.data() : nullptr,
+                             random.OneIn(2) ? ORIENT_BOTTOM_UP : ORIENT_TOP_DOWN));
+    Store(&frame, image);
+    frame.AnimLeft = random.Between(-10, canvas.Width);
+    frame.AnimTop = random.Between(-8, canvas.Height);
+    frame.AnimDisposal = random.Below(5);
+    if (!random.OneIn(3)) {
+        frame.Flags |= FLAG_TRANSPARENT;
+        const bool byIndex = bits <= 8 && random.OneIn(2);
+        frame.AnimTransparent = byIndex ? COLOR_INDEX(image.pixels[0]) : V_GetPixelColor(&frame, 0, 0);
+    }
+    if (random.OneIn(3))
+        SetRandomRegion(&frame, random);
+    return frame;
+}
+
+RECT UpdateOf(BitmapHandle *frame, const BitmapHandle &canvas)
+{
+    RECT bounds;
+    EXPECT_EQ(RESULT_SUCCESS, V_GetBitmapRgnBounds(frame, nullptr, &bounds));
+    const auto turn = [](RECT &rect, int height) {
+        const LONG top = rect.top;
+        rect.top = height - rect.bottom;
+        rect.bottom = height - top;
+    };
+    if (frame->Orientation == ORIENT_BOTTOM_UP)
+        turn(bounds, frame->Height);
+    OffsetRect(&bounds, frame->AnimLeft, frame->AnimTop);
+    if (canvas.Orientation == ORIENT_BOTTOM_UP)
+        turn(bounds, canvas.Height);
+    const RECT whole = {0, 0, canvas.Width, canvas.Height};
+    IntersectRect(&bounds, &bounds, &whole);
+    return bounds;
+}
+
+void ExpectSame(const Plain &expected, BitmapHandle *canvas, const char *when)
+{
+    ASSERT_EQ(expected.colors, ColorsFromTop(canvas)) << when;
+}
+
+} // namespace
+
+TEST_F(Playback, ComposesLikeAPlainCompositor)
+{
+    Random random(2026);
+    constexpr int kDepths[] = {1, 4, 8, 24};
+    for (int round = 0; round < 60 && !HasFailure(); ++round) {
+        SCOPED_TRACE(round);
+        const int bits = kDepths[round % 4];
+        BitmapOptions options;
+        options.orientation = random.OneIn(2) ? ORIENT_BOTTOM_UP : ORIENT_TOP_DOWN;
+        options.colorOrder = bits == 24 && random.OneIn(3) ? COLOR_ORDER_RGB : COLOR_ORDER_BGR;
+        if (bits <= 8 && random.OneIn(2))
+            options.palette = RandomPalette(random, 1 << bits);
+        const StorageKind kind = bits == 1 && random.OneIn(2) ? StorageKind::Compressed : StorageKind::PageFile;
+        TestBitmap canvas(kind, Image::Random(random, random.Between(1, 50), random.Between(1, 20), bits), options);
+        canvas->AnimBackground = bits <= 8 ? COLOR_INDEX(random.Below(1 << bits)) : COLORREF(random.Below(1 << 24));
+        if (random.OneIn(3))
+            SetRandomRegion(canvas.get(), random);
+        Create(canvas.get());
+        const int count = random.Between(1, 6);
+        for (int i = 0; i < count; ++i)
+            AddFrame(RandomFrame(random, *canvas.get(), options.palette));
+
+        Compositor model(canvas.get());
+        const Image canvasMask = RegionMask(canvas.get());
+        EXPECT_EQ(PB_STATE_CLEARED, Step());
+        model.Clear();
+        ExpectSame(model.plain(), canvas.get(), "cleared");
+        TakeUpdateRect();
+        for (int shown = 0; shown < 2 * count && !HasFailure();) {
+            const unsigned before = Step();
+            BitmapHandle frame;
+            if (V_GetBitmapListItem(m_list, unsigned(Index()), &frame) != RESULT_SUCCESS)
+                continue;
+            if (before == PB_STATE_DRAWN || before == PB_STATE_DISPOSED) {
+                before == PB_STATE_DRAWN ? model.Draw(&frame) : model.Dispose(&frame);
+                shown += before == PB_STATE_DISPOSED;
+                ExpectSame(model.plain(), canvas.get(), before == PB_STATE_DRAWN ? "drawn" : "disposed");
+                const RECT expected = UpdateOf(&frame, *canvas.get()), rect = TakeUpdateRect();
+                if (before == PB_STATE_DRAWN || frame.AnimDisposal == 2 || frame.AnimDisposal == 3)
+                    EXPECT_TRUE(EqualRect(&expected, &rect) || (IsRectEmpty(&expected) && IsRectEmpty(&rect)));
+                else
+                    EXPECT_TRUE(IsRectEmpty(&rect));
+            }
+        }
+        EXPECT_EQ(canvasMask, RegionMask(canvas.get()));
+        HGLOBAL list;
+        V_DestroyPlayback(m_playback, &list);
+        V_DestroyBitmapList(list);
+        m_playback = m_list = nullptr;
+    }
+}
+
+TEST_F(Playback, StepsLeaveOutWhatTheyHaveNoMemoryFor)
+{
+    Random random(7);
+    for (int disposal : {0, 2, 3}) {
+        TestBitmap canvas(StorageKind::PageFile, Image::Random(random, 30, 20, 8));
+        SetRandomRegion(canvas.get(), random);
+        const Image mask = RegionMask(canvas.get());
+        Create(canvas.get());
+        BitmapHandle frame = RandomFrame(random, *canvas.get(), {});
+        V_FreeBitmap(&frame);
+        const Image image = Image::Random(random, 12, 9, 24);
+        V_CreateBitmap(&frame, STORAGE_MEMORY, 12, 9, 24, COLOR_ORDER_BGR, nullptr, ORIENT_TOP_DOWN);
+        Store(&frame, image);
+        SetRandomRegion(&frame, random);
+        frame.Flags |= FLAG_TRANSPARENT;
+        frame.AnimTransparent = V_GetPixelColor(&frame, 0, 0);
+        frame.AnimDisposal = disposal;
+        AddFrame(frame);
+        const BitmapSnapshot before(&frame);
+        ForEachFault(kFaultMemory | kFaultMappings, [&](FaultInjector &faults) {
+            V_SetPlaybackIndex(m_playback, -1);
+            V_SetPlaybackIndex(m_playback, 0);
+            unsigned state = 0;
+            faults.Run([&] {
+                while (state != PB_STATE_DISPOSED)
+                    EXPECT_EQ(RESULT_SUCCESS, V_ProcessPlayback(m_playback, &state));
+                return state;
+            });
+            before.ExpectUnchanged();
+            EXPECT_EQ(mask, RegionMask(canvas.get()));
+            BitmapHandle item;
+            V_GetBitmapListItem(m_list, 0, &item);
+            EXPECT_TRUE(SameRecord(frame, item));
+        });
+        HGLOBAL list;
+        V_DestroyPlayback(m_playback, &list);
+        V_DestroyBitmapList(list);
+        m_playback = m_list = nullptr;
+    }
+}
+
+} // namespace vexo::test
