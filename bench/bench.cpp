@@ -27,8 +27,7 @@ void Report(const char *workload, double pixels, const std::function<void()> &wo
         workload, pixels, [] {}, work, sum);
 }
 
-void Report(const char *workload, double pixels, const std::function<void()> &prepare,
-            const std::function<void()> &work, const std::function<uint64_t()> &sum)
+double MedianSeconds(const std::function<void()> &prepare, const std::function<void()> &work)
 {
     prepare();
     work();
@@ -41,7 +40,14 @@ void Report(const char *workload, double pixels, const std::function<void()> &pr
         total += times.back();
     }
     std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
-    printf("%s\tvexokit\t%.4f\n# %s checksum %016llx\n", workload, times[times.size() / 2] / pixels * 1e9, workload,
+    return times[times.size() / 2];
+}
+
+void Report(const char *workload, double pixels, const std::function<void()> &prepare,
+            const std::function<void()> &work, const std::function<uint64_t()> &sum)
+{
+    const double seconds = MedianSeconds(prepare, work);
+    printf("%s\tvexokit\t%.4f\n# %s checksum %016llx\n", workload, seconds / pixels * 1e9, workload,
            static_cast<unsigned long long>(sum()));
     fflush(stdout);
 }
@@ -60,6 +66,7 @@ constexpr std::span<const vexo::bench::Workload> (*kRows[])() = {
     vexo::bench::SizeRows,
     vexo::bench::TurnRows,
     vexo::bench::ColourRows,
+    vexo::bench::PaintRows,
 };
 
 } // namespace

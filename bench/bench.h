@@ -39,6 +39,9 @@ void Report(const char *workload, double pixels, const std::function<void()> &wo
 void Report(const char *workload, double pixels, const std::function<void()> &prepare,
             const std::function<void()> &work, const std::function<uint64_t()> &sum);
 
+// The median time of a run of `work`, each after an unmeasured `prepare`.
+double MedianSeconds(const std::function<void()> &prepare, const std::function<void()> &work);
+
 struct Workload {
     const char *name;
     void (*measure)();
@@ -54,6 +57,7 @@ std::span<const Workload> TurnRows();
 std::span<const Workload> RegionRows();
 std::span<const Workload> SizeRows();
 std::span<const Workload> ColourRows();
+std::span<const Workload> PaintRows();
 
 } // namespace vexo::bench
 

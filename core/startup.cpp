@@ -6,6 +6,7 @@
 #include "core/row_kernels.h"
 #include "core/run_kernels.h"
 #include "core/win32s.h"
+#include "display/gray_kernels.h"
 #include "geometry/combine_kernels.h"
 #include "geometry/mirror_kernels.h"
 #include "geometry/size_kernels.h"
@@ -123,6 +124,7 @@ bool AttachProcess(HMODULE module)
     SelectMatchKernels(level);
     SelectTurnKernels(level);
     SelectSizeKernels(level);
+    SelectGrayKernels(level);
 
     if (process.processCount == 0) {
         process.isWin32s = IsWin32sVersion(::GetVersion());

@@ -18,21 +18,6 @@ static_assert(kCoreHeaderSize == 12 && kInfoHeaderSize == 40);
 
 // ---- Writing --------------------------------------------------------------------------------------------------
 
-// The depth a DIB carries a bitmap's pixels in.
-int DibDepth(int bits)
-{
-    switch (bits) {
-    case 2:
-    case 3: return 4;
-    case 5:
-    case 6:
-    case 7: return 8;
-    case 16:
-    case 32: return 24;
-    default: return bits;
-    }
-}
-
 bool NeedsConversion(const BitmapHandle *bitmap)
 {
     return DibDepth(bitmap->BitsPerPixel) != bitmap->BitsPerPixel ||

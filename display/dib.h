@@ -8,6 +8,21 @@
 
 namespace vexo {
 
+// The depth a DIB carries a bitmap's pixels in.
+constexpr int DibDepth(int bits)
+{
+    switch (bits) {
+    case 2:
+    case 3: return 4;
+    case 5:
+    case 6:
+    case 7: return 8;
+    case 16:
+    case 32: return 24;
+    default: return bits;
+    }
+}
+
 inline constexpr int64_t kMaxDibBytes = 0xFFFFFFFFll;
 
 // A movable global block, locked; the form in which DIBs travel.

@@ -702,6 +702,76 @@ VEXO_API int VEXO_CALL V_ScreenCaptureBitmap(HDC hdc, BitmapHandle *bitmap, cons
 
 /* ---- Painting to a device ------------------------------------------------------------------------------------ */
 
+/* Display-mode bits (V_SetDisplayMode) */
+#define DISPLAYMODE_BIT0              0x001u /* dithering while painting is ordered; without it, Floyd-Steinberg */
+#define DISPLAYMODE_PALETTE_INDICES   0x004u /* colours are indices into the palette that the caller has selected in the
+                                                device context (V_CreatePaintPalette); without it, RGB values */
+#define DISPLAYMODE_DITHER            0x008u /* bitmaps of more colours than the device has are dithered */
+#define DISPLAYMODE_SCALE_TO_GRAY     0x010u /* 1-bit bitmaps are shown in 256 grays */
+#define DISPLAYMODE_CLUSTERED         0x020u /* ordered dithering takes the clustered matrix */
+#define DISPLAYMODE_KEEP_BLACK        0x040u /* 1-bit bitmaps keep black lines when they shrink */
+#define DISPLAYMODE_FIXED_PALETTE     0x080u /* with DISPLAYMODE_DITHER: palettised bitmaps are dithered to the fixed
+                                                palette also where the device has as many colours as they */
+#define DISPLAYMODE_FIXED_PALETTE_ALT 0x100u /* the fixed palette of 8-bit devices is the 6 x 6 x 6 cube */
+
+/* Paints a bitmap, scaled from a source rectangle to a destination rectangle and clipped on both sides.
+ *
+ * srcRect  the part of the bitmap that the destination shows, in stored rows; null: all of it. It may reach outside
+ *          the bitmap, where nothing is painted.
+ * srcClip  only pixels of this part of srcRect are painted; null: no such clip
+ * dstRect  where the source rectangle goes on the device. With its bottom above its top it covers the same lines as
+ *          with the two exchanged and shows the picture upside down. A width below 1 or a height of 0 paints nothing.
+ * dstClip  only this part of dstRect is painted; null: no such clip
+ * rop      the raster operation for StretchDIBits, such as SRCCOPY
+ *
+ * Destination pixel i of n takes source pixel i * m / n of m, rounded down. The calling thread's display mode and the
+ * device's depth choose how pixels are converted: see V_GetDitherFlags. Scaling comes before dithering, and matrices of
+ * ordered dithering start at the top left of the picture in the destination. Clips leave the pixels inside them as the
+ * whole paint would show them, so error diffusion runs over what is clipped away as well; it starts afresh in every
+ * 4096 x 4096 pixels of the destination.
+ *
+ * In grays, with both sizes smaller, a pixel is 255 - c * 255 / t for c black of the t source pixels it covers; source
+ * pixels belong to the destination pixel that their left and upper edges fall into. With one size larger, c and t are
+ * areas, so that edges between enlarged pixels are blended. Keeping black, a pixel is black when at least T of the
+ * source pixels it covers are; T is the square root of the product of the whole ratios of the sizes, less 1 below 5,
+ * but at least 1.
+ *
+ * Returns RESULT_SUCCESS, also when nothing is left to paint; ERR_NO_BITMAP for a bitmap without storage or null;
+ * ERR_INV_PARAMETER for a null hdc or dstRect; ERR_INV_RANGE for a rectangle wider or higher than 0x7FFFFFFF;
+ * ERR_NO_MEMORY; a storage error. After these two, what was painted before stays. The result of StretchDIBits is
+ * ignored. */
+VEXO_API int VEXO_CALL V_PaintDC(HDC hdc, BitmapHandle *bitmap, const RECT *srcRect, const RECT *srcClip,
+                                 const RECT *dstRect, const RECT *dstClip, DWORD rop);
+
+/* Paints rows that the caller holds as if they were rows firstRow to firstRow + rowCount - 1 of the bitmap, at their
+ * place in the destination. The bitmap needs no storage. Scale-to-gray and keeping black are not applied.
+ *
+ * buffer    rows in the bitmap's format, BytesPerLine apart; changed and restored while the call runs
+ * rowCount  rows in the buffer, or -1: the buffer holds one row of runs (see V_ExpandRow)
+ *
+ * When nothing is scaled and no pixel is converted, all rows are drawn in their full width at x 0, whatever the left
+ * edge of dstRect and the clips, with the topmost one at the top of the clipped destination (deliberate).
+ * Returns as V_PaintDC; ERR_NO_BITMAP for a null bitmap or buffer; ERR_BAD_BITS_PER_PIXEL for a record of an unknown
+ * depth. */
+VEXO_API int VEXO_CALL V_PaintDCBuffer(HDC hdc, BitmapHandle *bitmap, const RECT *srcRect, const RECT *srcClip,
+                                       const RECT *dstRect, const RECT *dstClip, DWORD rop, void *buffer, int firstRow,
+                                       int rowCount);
+
+/* Tells how a bitmap would be painted on a device.
+ *
+ * deviceBits  the depth class of the device: 1 (below 4 bits), 4 (below 8), 8 (below 16) or 24; a metafile is 24
+ * path        0 pixels as they are; 1 widened: 2 and 3 bits to 4, 5 to 7 bits to 8, 16 and 32 bits to 24; 2 dithered to
+ *             the device's class; 3 and 4 scaled to gray; 5 and 6 reduced keeping black (4 and 6: the palette is white
+ *             first)
+ * Path 2 is told also where no dithering exists (2, 3, 5, 6 and 7 bits on class 24; 1 bit on classes other than 8);
+ * such a paint shows the bitmap's own colours as RGB values, whatever DISPLAYMODE_PALETTE_INDICES says. Null pointers
+ * are left out. */
+VEXO_API void VEXO_CALL V_GetDitherFlags(HDC hdc, BitmapHandle *bitmap, int *deviceBits, int *path);
+
+/* Returns a new palette for painting the bitmap on a device, which the caller selects, realises and deletes; null when
+ * none is needed or it cannot be made. */
+VEXO_API HPALETTE VEXO_CALL V_CreatePaintPalette(HDC hdc, BitmapHandle *bitmap);
+
 /* ---- Printing ------------------------------------------------------------------------------------------------ */
 
 /* ---- Paint effects ------------------------------------------------------------------------------------------- */

@@ -1,0 +1,254 @@
+// Painted pixels held against a plain model, on memory devices of every depth.
+#include "tests/support/fake_device.h"
+#include "tests/support/library_test.h"
+#include "tests/support/memory_device.h"
+#include "tests/support/paint_model.h"
+
+namespace vexo::test {
+
+namespace {
+
+class Paint : public LibraryTest {};
+
+constexpr int kDeviceWidth = 100, kDeviceHeight = 80;
+constexpr COLORREF kBackground = RGB(12, 34, 56);
+
+const RECT *PointerTo(const std::optional<RECT> &rect) { return rect ? &*rect : nullptr; }
+
+int PaintOn(MemoryDevice &device, BitmapHandle *bitmap, const PaintRects &rects, DWORD rop = SRCCOPY)
+{
+    return V_PaintDC(device.dc(), bitmap, PointerTo(rects.source), PointerTo(rects.sourceClip), &rects.destination,
+                     PointerTo(rects.destinationClip), rop);
+}
+
+// A device of RGB colours, filled with the background.
+struct ColorDevice : MemoryDevice {
+    explicit ColorDevice(int bits = 32) : MemoryDevice(kDeviceWidth, kDeviceHeight, bits)
+    {
+        for (int y = 0; y < kDeviceHeight; ++y)
+            for (int x = 0; x < kDeviceWidth; ++x)
+                SetPixelAt(x, y, GetRValue(kBackground) << 16 | GetGValue(kBackground) << 8 | GetBValue(kBackground));
+    }
+};
+
+BitmapOptions RandomOptions(Random &random, int bits)
+{
+    BitmapOptions options = {
+        random.OneIn(2) ? COLOR_ORDER_RGB : COLOR_ORDER_BGR, random.OneIn(2) ? ORIENT_TOP_DOWN : ORIENT_BOTTOM_UP, {}};
+    if (bits <= 8)
+        options.palette = RandomPalette(random, 1 << bits);
+    return options;
+}
+
+// Black and white in either order.
+std::vector<RGBQUAD> TwoColors(bool blackIsOne)
+{
+    const RGBQUAD black = {0, 0, 0, 0}, white = {255, 255, 255, 0};
+    return blackIsOne ? std::vector<RGBQUAD>{white, black} : std::vector<RGBQUAD>{black, white};
+}
+
+// Compares every device pixel with expected(pixel), a colour; those that show nothing keep the background.
+template <class Expected>
+void ExpectPixels(const MemoryDevice &device, const PaintModel &model, Expected expected)
+{
+    for (int y = 0; y < kDeviceHeight; ++y)
+        for (int x = 0; x < kDeviceWidth; ++x) {
+            const std::optional<PaintedPixel> pixel = model.PixelAt(x, y);
+            ASSERT_EQ(pixel ? expected(*pixel) : kBackground, device.ColorAt(x, y)) << "at " << x << ", " << y;
+        }
+}
+
+COLORREF GrayColor(int level) { return RGB(level, level, level); }
+
+} // namespace
+
+TEST_F(Paint, ShowsTheBitmapsColoursAtEveryDepthAndStorage)
+{
+    Random random(61);
+    for (const int bits : kAllDepths)
+        for (const StorageKind kind : StorageKinds(bits))
+            for (int round = 0; round < 10; ++round) {
+                const StorageScope scope(kind);
+                const Image image = Image::Random(random, random.Between(1, 60), random.Between(1, 40), bits);
+                const BitmapOptions options = RandomOptions(random, bits);
+                TestBitmap bitmap(kind, image, options);
+                const BitmapSnapshot snapshot(bitmap.get());
+                const PaintRects rects = round % 2 ? PaintRects::Random(random, image.width, image.height)
+                                                   : PaintRects::RandomUnscaled(random, image.width, image.height);
+                SCOPED_TRACE(testing::Message() << bits << " bits, " << image.width << " x " << image.height << ", "
+                                                << kind << ", orientation " << options.orientation << ", " << rects);
+                const FakeDevice fake(round % 4 ? 24 : 4);
+                V_SetDisplayMode(~0u, 0);
+                ColorDevice device(round % 3 ? 32 : 24);
+                ASSERT_EQ(RESULT_SUCCESS, PaintOn(device, bitmap.get(), rects));
+                const PaintModel model(image, options, rects);
+                ASSERT_NO_FATAL_FAILURE(
+                    ExpectPixels(device, model, [&](const PaintedPixel &pixel) { return model.ColorOf(pixel); }));
+                snapshot.ExpectUnchanged();
+            }
+}
+
+TEST_F(Paint, GivesOneBitBitmapsGraysOrKeepsTheirBlack)
+{
+    Random random(62);
+    for (const StorageKind kind : StorageKinds(1))
+        for (int round = 0; round < 60; ++round) {
+            const StorageScope scope(kind);
+            const bool blackIsOne = random.OneIn(2), toGray = random.OneIn(2);
+            const Image image = Image::RandomRuns(random, random.Between(1, 400), random.Between(1, 300), 1);
+            const BitmapOptions options = {COLOR_ORDER_BGR, random.OneIn(2) ? ORIENT_TOP_DOWN : ORIENT_BOTTOM_UP,
+                                           TwoColors(blackIsOne)};
+            TestBitmap bitmap(kind, image, options);
+            PaintRects rects = round % 4 ? PaintRects::Random(random, image.width, image.height)
+                                         : PaintRects::RandomUnscaled(random, image.width, image.height);
+            if (round % 3 == 1) { // whole ratios, with groups of bits that start anywhere
+                const int ratio = 1 << random.Between(0, 3), left = random.Below(2) * random.Below(8);
+                rects.source = RECT{left, 0, left + ratio * random.Between(1, 60), ratio * random.Between(1, 50)};
+                rects.destination = {-2, -1, -2 + (rects.source->right - left) / ratio,
+                                     -1 + rects.source->bottom / ratio};
+            }
+            SCOPED_TRACE(testing::Message() << image.width << " x " << image.height << ", " << kind << ", orientation "
+                                            << options.orientation << ", gray " << toGray << ", " << rects);
+            const FakeDevice fake(8);
+            V_SetDisplayMode(~0u, toGray ? DISPLAYMODE_SCALE_TO_GRAY : DISPLAYMODE_KEEP_BLACK);
+            ColorDevice device;
+            ASSERT_EQ(RESULT_SUCCESS, PaintOn(device, bitmap.get(), rects));
+            const PaintModel model(image, options, rects);
+            ASSERT_NO_FATAL_FAILURE(ExpectPixels(device, model, [&](const PaintedPixel &pixel) {
+                if (!model.IsScaled())
+                    return model.ColorOf(pixel);
+                if (!toGray)
+                    return GrayColor(model.StaysBlack(pixel, blackIsOne) ? 0 : 255);
+                return GrayColor(model.IsSmaller() ? model.ShrunkLevel(pixel, blackIsOne)
+                                                   : model.BlendedLevel(pixel, blackIsOne));
+            }));
+        }
+}
+
+TEST_F(Paint, ShrinksHugePagesWithoutOverflow)
+{
+    Image image(5000, 3000, 1);
+    for (int row = 0; row < image.height; ++row)
+        for (int x = 0; x < image.width; ++x)
+            image.At(row, x) = x >= 2500 && row < 1000; // black is 0
+    BitmapOptions options;
+    options.palette = TwoColors(false);
+    TestBitmap bitmap(StorageKind::PageFile, image, options);
+    V_SetDisplayMode(~0u, DISPLAYMODE_SCALE_TO_GRAY);
+    const PaintRects rects = {{}, {}, {0, 0, 1, 1}, {}};
+    ColorDevice device;
+    ASSERT_EQ(RESULT_SUCCESS, PaintOn(device, bitmap.get(), rects));
+    EXPECT_EQ(GrayColor(255 - 5 * 255 / 6), device.ColorAt(0, 0));
+}
+
+TEST_F(Paint, ReachesDevicesOfEveryDepth)
+{
+    Random random(63);
+    for (const int deviceBits : {1, 4, 8, 16, 24, 32})
+        for (const int bits : kAllDepths) {
+            if (bits > 8 && deviceBits < 24)
+                continue;
+            const int colors = bits <= 8 ? 1 << std::min(bits, deviceBits) : 0;
+            Image image = Image::Random(random, 70, 50, bits);
+            BitmapOptions options = RandomOptions(random, bits);
+            for (RGBQUAD &color : options.palette)
+                if (deviceBits == 16)
+                    for (BYTE *channel : {&color.rgbBlue, &color.rgbGreen, &color.rgbRed})
+                        *channel = BYTE((*channel & 0xF8) | *channel >> 5);
+            for (uint32_t &pixel : image.pixels)
+                pixel = colors ? pixel % unsigned(colors) : pixel;
+            TestBitmap bitmap(StorageKind::PageFile, image, options);
+            std::vector<RGBQUAD> devicePalette = options.palette;
+            devicePalette.resize(256, RGBQUAD{});
+            MemoryDevice device(kDeviceWidth, kDeviceHeight, deviceBits, devicePalette);
+            const FakeDevice fake(deviceBits);
+            V_SetDisplayMode(~0u, 0);
+            const PaintRects rects = {{}, {}, {0, 0, kDeviceWidth, kDeviceHeight}, {}};
+            ASSERT_EQ(RESULT_SUCCESS, PaintOn(device, bitmap.get(), rects));
+            const PaintModel model(image, options, rects);
+            SCOPED_TRACE(testing::Message() << bits << " bits on " << deviceBits);
+            ASSERT_NO_FATAL_FAILURE(
+                ExpectPixels(device, model, [&](const PaintedPixel &pixel) { return model.ColorOf(pixel); }));
+        }
+}
+
+TEST_F(Paint, NamesColoursByTheirPlaceInTheSelectedPalette)
+{
+    Random random(64);
+    for (const int bits : {1, 2, 3, 4, 5, 6, 7, 8}) {
+        const Image image = Image::Random(random, 50, 40, bits);
+        const BitmapOptions options = RandomOptions(random, bits);
+        TestBitmap bitmap(StorageKind::PageFile, image, options);
+        ColorDevice device;
+        V_SetDisplayMode(~0u, 0); // a paint in RGB between must not spoil the indices
+        const PaintRects rects = {{}, {}, {3, 4, 60, 70}, {}};
+        PaintOn(device, bitmap.get(), rects);
+        V_SetDisplayMode(~0u, DISPLAYMODE_PALETTE_INDICES);
+        const HPALETTE palette = V_CreatePaintPalette(device.dc(), bitmap.get());
+        const HPALETTE former = SelectPalette(device.dc(), palette, TRUE);
+        ASSERT_EQ(RESULT_SUCCESS, PaintOn(device, bitmap.get(), rects));
+        SelectPalette(device.dc(), former, TRUE);
+        DeleteObject(palette);
+        const PaintModel model(image, options, rects);
+        ASSERT_NO_FATAL_FAILURE(
+            ExpectPixels(device, model, [&](const PaintedPixel &pixel) { return model.ColorOf(pixel); }))
+            << bits << " bits";
+    }
+}
+
+// Where the table says dithering and there is none, the bitmap's own colours show, whatever palette is selected.
+TEST_F(Paint, ShowsOwnColoursWhereNoDitheringExists)
+{
+    Random random(65);
+    for (const int bits : {1, 2, 3, 5, 6, 7}) {
+        const FakeDevice fake(bits == 1 ? 4 : 24);
+        V_SetDisplayMode(~0u, DISPLAYMODE_PALETTE_INDICES | DISPLAYMODE_DITHER | DISPLAYMODE_FIXED_PALETTE |
+                                  DISPLAYMODE_SCALE_TO_GRAY);
+        const Image image = Image::Random(random, 50, 40, bits);
+        const BitmapOptions options = RandomOptions(random, bits);
+        TestBitmap bitmap(StorageKind::PageFile, image, options);
+        int path = 0;
+        V_GetDitherFlags(nullptr, bitmap.get(), nullptr, &path);
+        EXPECT_EQ(2, path);
+        ColorDevice device;
+        const PaintRects rects = {{}, {}, {3, 4, 60, 70}, {}};
+        ASSERT_EQ(RESULT_SUCCESS, PaintOn(device, bitmap.get(), rects));
+        const PaintModel model(image, options, rects);
+        ASSERT_NO_FATAL_FAILURE(
+            ExpectPixels(device, model, [&](const PaintedPixel &pixel) { return model.ColorOf(pixel); }))
+            << bits << " bits";
+    }
+}
+
+TEST_F(Paint, AppliesTheRasterOperation)
+{
+    Random random(66);
+    TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 50, 40, 24));
+    ColorDevice device;
+    const std::vector<COLORREF> before = device.ColorsFromTop();
+    const PaintRects rects = {{}, {}, {3, 4, 60, 70}, {}};
+    PaintOn(device, bitmap.get(), rects, SRCINVERT);
+    EXPECT_NE(before, device.ColorsFromTop());
+    PaintOn(device, bitmap.get(), rects, SRCINVERT);
+    EXPECT_EQ(before, device.ColorsFromTop());
+}
+
+TEST_F(Paint, RefusesBadArgumentsAndSkipsEmptyPaints)
+{
+    TestBitmap bitmap(StorageKind::PageFile, 20, 10, 8);
+    ColorDevice device;
+    const RECT target = {0, 0, 20, 10}, nowhere = {30, 0, 40, 10}, wide = {-0x7FFFFFFF, 0, 0x7FFFFFFF, 10};
+    BitmapHandle empty;
+    V_InitBitmap(&empty, 20, 10, 8);
+    EXPECT_EQ(ERR_NO_BITMAP, V_PaintDC(device.dc(), nullptr, nullptr, nullptr, &target, nullptr, SRCCOPY));
+    EXPECT_EQ(ERR_NO_BITMAP, V_PaintDC(device.dc(), &empty, nullptr, nullptr, &target, nullptr, SRCCOPY));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_PaintDC(device.dc(), bitmap.get(), nullptr, nullptr, nullptr, nullptr, SRCCOPY));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_PaintDC(nullptr, bitmap.get(), nullptr, nullptr, &target, nullptr, SRCCOPY));
+    EXPECT_EQ(ERR_INV_RANGE, V_PaintDC(device.dc(), bitmap.get(), nullptr, nullptr, &wide, nullptr, SRCCOPY));
+    EXPECT_EQ(RESULT_SUCCESS, V_PaintDC(device.dc(), bitmap.get(), nullptr, &nowhere, &target, nullptr, SRCCOPY));
+    EXPECT_EQ(RESULT_SUCCESS, V_PaintDC(device.dc(), bitmap.get(), &nowhere, nullptr, &target, nullptr, SRCCOPY));
+    EXPECT_EQ(RESULT_SUCCESS, V_PaintDC(device.dc(), bitmap.get(), nullptr, nullptr, &target, &nowhere, SRCCOPY));
+    EXPECT_EQ(kBackground, device.ColorAt(0, 0));
+}
+
+} // namespace vexo::test

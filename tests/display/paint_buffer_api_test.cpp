@@ -1,0 +1,191 @@
+// Painting rows from a buffer: bands at their places, the direct drawing with its fixed left edge, runs.
+#include "tests/support/fake_device.h"
+#include "tests/support/library_test.h"
+#include "tests/support/memory_device.h"
+#include "tests/support/page_heap.h"
+#include "tests/support/paint_model.h"
+#include "tests/support/stretch_recorder.h"
+
+#include <algorithm>
+
+namespace vexo::test {
+
+namespace {
+
+class PaintBuffer : public LibraryTest {};
+
+// The stored rows of an image in a buffer that ends at an unreadable page.
+struct Rows {
+    GuardedBuffer buffer;
+    std::vector<uint8_t> before;
+
+    Rows(const Image &image, int first, int count) : buffer(image.PackedRow(0).size() * size_t(count))
+    {
+        for (int i = 0; i < count; ++i) {
+            const std::vector<uint8_t> row = image.PackedRow(first + i);
+            std::copy(row.begin(), row.end(), buffer.data() + size_t(i) * row.size());
+        }
+        before.assign(buffer.data(), buffer.data() + buffer.size());
+    }
+    bool IsUnchanged() const { return std::equal(before.begin(), before.end(), buffer.data()); }
+};
+
+// A record that describes an image without holding it.
+struct Description {
+    BitmapHandle record;
+
+    Description(const Image &image, const BitmapOptions &options)
+    {
+        V_InitBitmap(&record, image.width, image.height, image.bits);
+        record.ColorOrder = options.colorOrder;
+        record.Orientation = options.orientation;
+        if (!options.palette.empty())
+            record.Palette = V_CreatePalette(options.palette.data(), int(options.palette.size()));
+    }
+    ~Description() { V_FreeBitmap(&record); }
+};
+
+BitmapOptions RandomOptions(Random &random, int bits)
+{
+    BitmapOptions options = {random.Below(2), random.OneIn(2) ? ORIENT_TOP_DOWN : ORIENT_BOTTOM_UP, {}};
+    if (bits <= 8)
+        options.palette = RandomPalette(random, 1 << bits);
+    return options;
+}
+
+} // namespace
+
+// Bands from any number of rows, in any order, put the picture together that one paint shows.
+TEST_F(PaintBuffer, BandsMakeTheWholePicture)
+{
+    Random random(101);
+    for (const int bits : kAllDepths)
+        for (int round = 0; round < 8; ++round) {
+            const FakeDevice fake(round % 4 == 3 ? 8 : 24);
+            V_SetDisplayMode(~0u, round % 4 == 3 ? DISPLAYMODE_DITHER | DISPLAYMODE_BIT0 : 0);
+            const Image image = Image::Random(random, random.Between(1, 50), random.Between(1, 40), bits);
+            const BitmapOptions options = RandomOptions(random, bits);
+            const Description description(image, options);
+            BitmapHandle record = description.record;
+            TestBitmap bitmap(StorageKind::PageFile, image, options);
+            // Unscaled bands go to x 0, all of them; scaled ones to where they belong.
+            const bool scaled = round % 2, mirrored = random.OneIn(3);
+            const int left = scaled ? random.Between(-5, 20) : 0, top = random.Between(-5, 20);
+            RECT target = {left, top, left + (scaled ? random.Between(1, 70) : image.width),
+                           top + (scaled ? random.Between(1, 60) : image.height)};
+            if (mirrored)
+                std::swap(target.top, target.bottom);
+            const RECT clip = {random.Between(0, 20), 0, 80, random.Between(20, 70)};
+
+            MemoryDevice whole(80, 70, 32), bands(80, 70, 32);
+            ASSERT_EQ(RESULT_SUCCESS, V_PaintDC(whole.dc(), bitmap.get(), nullptr, nullptr, &target,
+                                                scaled ? &clip : nullptr, SRCCOPY));
+            V_SetDisplayMode(DISPLAYMODE_KEEP_BLACK, DISPLAYMODE_KEEP_BLACK); // does not apply to buffers
+            for (int row = 0; row < image.height;) {
+                const int count = std::min(random.Between(1, 12), image.height - row);
+                const Rows rows(image, row, count);
+                ASSERT_EQ(RESULT_SUCCESS,
+                          V_PaintDCBuffer(bands.dc(), &record, nullptr, nullptr, &target, scaled ? &clip : nullptr,
+                                          SRCCOPY, rows.buffer.data(), row, count));
+                EXPECT_TRUE(rows.IsUnchanged());
+                row += count;
+            }
+            ASSERT_EQ(whole.ColorsFromTop(), bands.ColorsFromTop())
+                << bits << " bits, round " << round << ", orientation " << options.orientation << ", mirrored "
+                << mirrored;
+        }
+}
+
+TEST_F(PaintBuffer, DrawsUnscaledRowsInFullWidthAtTheLeftEdge)
+{
+    Random random(102);
+    for (const int bits : {1, 4, 8, 24})
+        for (const int orientation : {ORIENT_BOTTOM_UP, ORIENT_TOP_DOWN}) {
+            V_SetDisplayMode(~0u, 0);
+            const Image image = Image::Random(random, 20, 30, bits);
+            BitmapOptions options = RandomOptions(random, bits);
+            options.orientation = orientation;
+            const Description description(image, options);
+            BitmapHandle record = description.record;
+            const Rows rows(image, 6, 5);
+            const RECT source = {2, 0, 17, 30}, target = {40, 100, 55, 130};
+            const HDC dc = CreateCompatibleDC(nullptr);
+            StretchRecorder recorder(false);
+            ASSERT_EQ(RESULT_SUCCESS, V_PaintDCBuffer(dc, &record, &source, nullptr, &target, nullptr, SRCPAINT,
+                                                      rows.buffer.data(), 6, 5));
+            DeleteDC(dc);
+            ASSERT_EQ(1u, recorder.calls.size());
+            const StretchCall &call = recorder.calls[0];
+            EXPECT_EQ(0, call.x);
+            EXPECT_EQ(orientation == ORIENT_BOTTOM_UP ? 100 + 30 - 11 : 106, call.y);
+            EXPECT_EQ(20, call.width);
+            EXPECT_EQ(5, call.height);
+            EXPECT_EQ(20, call.header.biWidth);
+            EXPECT_EQ(5, call.header.biHeight);
+            EXPECT_EQ(bits, call.header.biBitCount);
+            EXPECT_EQ(bits <= 8 ? DWORD(1) << bits : 0, call.header.biClrUsed);
+            EXPECT_EQ(DWORD(SRCPAINT), call.rop);
+            EXPECT_TRUE(rows.IsUnchanged());
+            for (int i = 0; i < 5; ++i) {
+                const int row = orientation == ORIENT_BOTTOM_UP ? 6 + i : 10 - i;
+                uint32_t expected = image.At(row, 19);
+                if (bits == 24 && options.colorOrder == COLOR_ORDER_RGB)
+                    expected = (expected & 0xFF00) | expected >> 16 | (expected & 255) << 16;
+                EXPECT_EQ(expected, PixelOf(call.bits.data() + size_t(i) * size_t(record.BytesPerLine), 19, bits));
+            }
+        }
+}
+
+TEST_F(PaintBuffer, ExpandsARowOfRuns)
+{
+    Random random(103);
+    for (const bool scaled : {false, true}) {
+        const Image image = Image::RandomRuns(random, 75, 9, 1);
+        const BitmapOptions options = {COLOR_ORDER_BGR, ORIENT_TOP_DOWN, RandomPalette(random, 2)};
+        const Description description(image, options);
+        BitmapHandle record = description.record;
+        V_SetDisplayMode(~0u, 0);
+        const RECT target = {0, 0, scaled ? 60 : 75, scaled ? 20 : 9};
+        MemoryDevice device(80, 20, 32);
+        for (int row = 0; row < 9; ++row) {
+            WORD runs[76];
+            V_CompressRow(runs, image.PackedRow(row).data(), 0, 75);
+            ASSERT_EQ(RESULT_SUCCESS, V_PaintDCBuffer(device.dc(), &record, nullptr, nullptr, &target, nullptr, SRCCOPY,
+                                                      runs, row, -1));
+        }
+        const PaintModel model(image, options, {{}, {}, target, {}});
+        for (int y = 0; y < target.bottom; ++y)
+            for (int x = 0; x < target.right; ++x)
+                ASSERT_EQ(model.ColorOf(*model.PixelAt(x, y)), device.ColorAt(x, y));
+    }
+}
+
+TEST_F(PaintBuffer, RefusesBadArguments)
+{
+    BitmapHandle record;
+    V_InitBitmap(&record, 10, 10, 8);
+    uint8_t rows[120] = {};
+    const RECT target = {0, 0, 10, 10};
+    MemoryDevice device(10, 10, 32);
+    const HDC dc = device.dc();
+    EXPECT_EQ(ERR_NO_BITMAP, V_PaintDCBuffer(dc, nullptr, nullptr, nullptr, &target, nullptr, SRCCOPY, rows, 0, 10));
+    EXPECT_EQ(ERR_NO_BITMAP, V_PaintDCBuffer(dc, &record, nullptr, nullptr, &target, nullptr, SRCCOPY, nullptr, 0, 10));
+    EXPECT_EQ(ERR_INV_PARAMETER,
+              V_PaintDCBuffer(dc, &record, nullptr, nullptr, nullptr, nullptr, SRCCOPY, rows, 0, 10));
+    EXPECT_EQ(ERR_INV_PARAMETER,
+              V_PaintDCBuffer(nullptr, &record, nullptr, nullptr, &target, nullptr, SRCCOPY, rows, 0, 10));
+    // Rows that the bitmap does not have, or none at all, paint nothing.
+    StretchRecorder recorder(false);
+    for (const int first : {10, 500, -10, 0x7FFFFFFF})
+        EXPECT_EQ(RESULT_SUCCESS,
+                  V_PaintDCBuffer(dc, &record, nullptr, nullptr, &target, nullptr, SRCCOPY, rows, first, 10));
+    for (const int count : {0, -2, int(0x80000000)})
+        EXPECT_EQ(RESULT_SUCCESS,
+                  V_PaintDCBuffer(dc, &record, nullptr, nullptr, &target, nullptr, SRCCOPY, rows, 0, count));
+    EXPECT_TRUE(recorder.calls.empty());
+    record.BitsPerPixel = 9;
+    EXPECT_EQ(ERR_BAD_BITS_PER_PIXEL,
+              V_PaintDCBuffer(dc, &record, nullptr, nullptr, &target, nullptr, SRCCOPY, rows, 0, 10));
+}
+
+} // namespace vexo::test

@@ -1,0 +1,96 @@
+// Dithered paints held to the dithering of whole rows, sampled pixel by pixel.
+#include "colour/dither.h"
+#include "tests/support/fake_device.h"
+#include "tests/support/library_test.h"
+#include "tests/support/memory_device.h"
+#include "tests/support/paint_model.h"
+
+namespace vexo::test {
+
+namespace {
+
+class PaintDither : public LibraryTest {};
+
+// The picture as the device should show it, without clips: sampled rows, dithered one after the other from the top of
+// the picture down, which is the bottom of an upside-down destination.
+std::vector<COLORREF> DitheredPicture(const Image &image, const BitmapOptions &options, int width, int height,
+                                      bool mirrored, int deviceBits)
+{
+    const SegmentDither dither = SelectSegmentDither(image.bits, deviceBits);
+    const PaintModel model(image, options, {{}, {}, {0, 0, width, height}, {}});
+    const PaintSource format = {options.palette.data(), options.colorOrder};
+    PaintErrors errors(width);
+    std::vector<COLORREF> colors(size_t(width) * size_t(height));
+    std::vector<uint8_t> row(size_t(width) * 4 + 4), dithered(size_t(width) + 4);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const PaintedPixel pixel = *model.PixelAt(x, y);
+            SetPixelOf(row.data(), size_t(x), image.bits, image.At(pixel.row, pixel.column));
+        }
+        dither.Dither(dithered.data(), row.data(), 0, width, 0, y, errors, format);
+        for (int x = 0; x < width; ++x) {
+            const RGBQUAD &color = dither.colors()[PixelOf(dithered.data(), size_t(x), deviceBits)];
+            colors[size_t(mirrored ? height - 1 - y : y) * size_t(width) + size_t(x)] =
+                RGB(color.rgbRed, color.rgbGreen, color.rgbBlue);
+        }
+    }
+    return colors;
+}
+
+} // namespace
+
+TEST_F(PaintDither, DithersTheStretchedPictureFromTheTop)
+{
+    Random random(91);
+    constexpr unsigned kModes[] = {0, DISPLAYMODE_BIT0, DISPLAYMODE_BIT0 | DISPLAYMODE_CLUSTERED,
+                                   DISPLAYMODE_FIXED_PALETTE_ALT};
+    for (const StorageKind kind : StorageKinds(1))
+        for (const int bits : kAllDepths)
+            for (const int deviceBits : {1, 4, 8}) {
+                if ((bits == 1 && deviceBits != 8) || !IsAvailable(kind, bits))
+                    continue;
+                const StorageScope scope(kind);
+                const FakeDevice fake(deviceBits);
+                const Image image = Image::Random(random, random.Between(1, 60), random.Between(1, 40), bits);
+                BitmapOptions options = {random.Below(2), random.OneIn(2) ? ORIENT_TOP_DOWN : ORIENT_BOTTOM_UP, {}};
+                if (bits <= 8)
+                    options.palette = RandomPalette(random, 1 << bits);
+                TestBitmap bitmap(kind, image, options);
+                const unsigned mode = kModes[random.Below(4)];
+                V_SetDisplayMode(~0u, mode | DISPLAYMODE_DITHER | DISPLAYMODE_FIXED_PALETTE);
+                const bool scaled = random.OneIn(2), mirrored = random.OneIn(3);
+                const int width = scaled ? random.Between(1, 90) : image.width;
+                const int height = scaled ? random.Between(1, 70) : image.height;
+                MemoryDevice device(width, height, 32);
+                const RECT target = {0, mirrored ? height : 0, width, mirrored ? 0 : height};
+                ASSERT_EQ(RESULT_SUCCESS,
+                          V_PaintDC(device.dc(), bitmap.get(), nullptr, nullptr, &target, nullptr, SRCCOPY));
+                ASSERT_EQ(DitheredPicture(image, options, width, height, mirrored, deviceBits), device.ColorsFromTop())
+                    << bits << " bits on " << deviceBits << ", " << kind << ", mode " << mode << ", " << width << " x "
+                    << height;
+            }
+}
+
+// A device whose own palette is the fixed one gets the indices themselves.
+TEST_F(PaintDither, GivesTheIndicesOfThePaintPalette)
+{
+    Random random(92);
+    for (const int deviceBits : {1, 4, 8}) {
+        const FakeDevice fake(deviceBits);
+        V_SetDisplayMode(~0u, DISPLAYMODE_DITHER | DISPLAYMODE_PALETTE_INDICES | DISPLAYMODE_BIT0);
+        const Image image = Image::Random(random, 40, 30, 24);
+        TestBitmap bitmap(StorageKind::PageFile, image);
+        std::vector<RGBQUAD> colors(size_t(1) << deviceBits);
+        V_GetFixedPalette(colors.data(), deviceBits);
+        MemoryDevice device(40, 30, deviceBits, colors);
+        const HPALETTE palette = V_CreatePaintPalette(device.dc(), bitmap.get());
+        const HPALETTE former = SelectPalette(device.dc(), palette, TRUE);
+        const RECT target = {0, 0, 40, 30};
+        ASSERT_EQ(RESULT_SUCCESS, V_PaintDC(device.dc(), bitmap.get(), nullptr, nullptr, &target, nullptr, SRCCOPY));
+        SelectPalette(device.dc(), former, TRUE);
+        DeleteObject(palette);
+        EXPECT_EQ(DitheredPicture(image, {}, 40, 30, false, deviceBits), device.ColorsFromTop()) << deviceBits;
+    }
+}
+
+} // namespace vexo::test
