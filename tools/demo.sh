@@ -147,6 +147,76 @@ show_picture() {
     convert "BMP, 4 bits" "$results-4.bmp" --depth 4 --palette fixed
     convert "BMP, 1 bit" "$results-1.bmp" --depth 1 --palette fixed
     convert "PNG, 1 bit through compressed rows" "$results-1c.png" --depth 1 --palette fixed --storage compressed
+    case $extension in
+        .gif | .GIF)
+            run_to_figure "Every state of the animation" "$results-states.png" \
+                play "$copy" --sheet "$out/$results-states.png"
+            ;;
+    esac
+    echo '</div>' >>"$page"
+}
+
+# ---- Operations on one picture ------------------------------------------------------------------------------------
+
+# run_to_figure TITLE RESULT ARGUMENT...: what vexo makes of the arguments
+run_to_figure() {
+    title=$1
+    result=$2
+    shift 2
+    if report=$(run vexo "$@"); then
+        figure result "$title" "$result" "$result" "${report#"$out/$result: "}" >>"$page"
+    else
+        fail "no result \"$title\""
+    fi
+}
+
+# operate TITLE NAME ARGUMENT...: the operations on the subject
+operate() {
+    title=$1
+    result=results/operations/$2.png
+    shift 2
+    run_to_figure "$title" "$result" "$@" "$subject" "$out/$result"
+}
+
+show_operations() {
+    made=$out/results/operations
+    mkdir -- "$made"
+    subject=$made/subject.png
+    if ! run vexo -q convert --depth 24 -- "$1" "$made/deep.bmp" ||
+        ! run vexo -q resample 640 480 "$made/deep.bmp" "$subject" || ! run vexo -q gray "$subject" "$made/gray.bmp" ||
+        ! run vexo -q alpha --from "$made/gray.bmp" "$subject" "$made/veil.png" ||
+        ! run vexo -q resample 64 48 "$subject" "$made/tile.png"; then
+        fail "$1: no operations"
+        return
+    fi
+    {
+        printf '<h2>Operations</h2>\n<p>Each on the same picture, made 640 x 480.</p>\n<div class="sheet">\n'
+        figure original "Subject" results/operations/subject.png results/operations/subject.png "640 x 480"
+    } >>"$page"
+    operate "Nine methods of dithering, 1 bit" dither-1 dither --all
+    operate "The same with 16 colours of the picture" dither-4 dither --all --depth 4 --palette optimized
+    operate "Gray" gray gray
+    operate "Halftone, dispersed" halftone halftone
+    operate "Halftone, clustered" clustered halftone --clustered
+    operate "Filled in an ellipse xor a polygon" region \
+        --region ellipse:60,60,440,420 --region xor:polygon:320,20,620,460,200,240,600,200,180,440 fill '#2060c0'
+    operate "Cropped" crop crop 160,120,320,240
+    operate "Resized to 200 x 100" resize resize 200 100
+    operate "Resampled to 200 x 100" resample resample 200 100
+    operate "Turned by 15 degrees" rotate rotate 15 --fill '#ffffff'
+    operate "A quarter turn" quarter rotate 90
+    operate "Slanted by 20 degrees" shear shear 20 --fill '#ffffff'
+    operate "Slanted in columns" columns shear 20 --vertical --fill '#ffffff'
+    operate "Flipped" flip flip
+    operate "Reversed" reverse reverse
+    operate "Average with itself reversed" combine combine "$made/reverse.png" --how average
+    subject=$made/veil.png
+    operate "Its grays as alpha" alpha alpha
+    operate "Over tiles of itself" underlay underlay "$made/tile.png"
+    operate "Over itself flipped" stretch underlay "$made/flip.png" --stretch
+    subject=$made/subject.png
+    operate "Text through a device context" text draw-text "VEXOKIT" --at 40,360 --size 90 --colour '#ffe060'
+    operate "Turned, reversed, few colours" chain rotate 30 reverse resample 320 320 dither --depth 4
     echo '</div>' >>"$page"
 }
 
@@ -166,6 +236,9 @@ begin_page >"$page" || exit 1
 for file; do
     show_picture
 done
+subject=$out/samples/lake.jpg
+[ -f "$subject" ] && [ "${1#"$out/samples/"}" != "$1" ] || subject=$1
+show_operations "$subject"
 echo '</html>' >>"$page"
 
 if [ "$failures" -ne 0 ]; then

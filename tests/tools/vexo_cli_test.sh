@@ -199,6 +199,131 @@ transparency_survives() {
 }
 check "a transparent colour goes through GIF and PNG" transparency_survives
 
+# ---- Operations ---------------------------------------------------------------------------------------------------
+
+# picture ROW...: a 24-bit BMP, rows from the top, a letter for each pixel
+picture() {
+    width=${#1}
+    row_bytes=$(((width * 3 + 3) / 4 * 4))
+    bmp_headers "$width" $# 24 0 $row_bytes
+    row=$#
+    while [ "$row" -gt 0 ]; do
+        eval "letters=\$$row"
+        while [ -n "$letters" ]; do
+            case $letters in
+                r*) bytes 0 0 255 ;;
+                g*) bytes 0 255 0 ;;
+                b*) bytes 255 0 0 ;;
+                y*) bytes 0 255 255 ;;
+                w*) bytes 255 255 255 ;;
+                k*) bytes 0 0 0 ;;
+            esac
+            letters=${letters#?}
+        done
+        head -c $((row_bytes - width * 3)) /dev/zero
+        row=$((row - 1))
+    done
+}
+
+# gives ROW... : OPTION...: the operations turn colors-24.bmp, "wky" above "rgb", into these rows
+gives() {
+    rows=
+    while [ "$1" != : ]; do
+        rows="$rows $1"
+        shift
+    done
+    shift
+    # shellcheck disable=SC2086
+    picture $rows >expected.bmp
+    vexo -q "$@" colors-24.bmp out.bmp && cmp expected.bmp out.bmp
+}
+picture y >dot.bmp
+picture gg >green.bmp
+picture bb >blue.bmp
+
+check "the letters are the colours" gives wky rgb : reverse reverse
+check "flip" gives rgb wky : flip
+check "a positive angle turns clockwise" gives rw gk by : rotate 90
+check "operations in their order" gives by gk rw : rotate 90 flip
+check "a slanting row leaves the fill colour" gives wkyb brgb : shear 45 --fill '#0000ff'
+check "resize takes the nearest pixels" gives wwkkyy wwkkyy rrggbb rrggbb : resize 6 4
+check "crop" gives ky gb : crop 1,0,2,2
+check "crop beyond the edge" gives kyk gbk : crop 1,0,3,2
+check "fill in a rectangle" gives rry rgb : --region rect:0,0,2,1 fill '#ff0000'
+check "fill in one rectangle xor another" gives gkg ggg : \
+    --region rect:0,0,2,2 --region xor:rect:1,0,3,2 fill '#00ff00'
+check "fill all of one colour" gives bky rgb : --region 'colour:#ffffff' fill '#0000ff'
+check "the region turns with the picture" gives bw bk by : --region rect:0,1,3,2 rotate 90 fill '#0000ff'
+check "combine puts a picture at its place" gives wky rgy : combine dot.bmp --how copy --at 2,1
+check "combine adds channels" gives wgy rgb : combine green.bmp --at 0,0
+
+underlay_shows_through() {
+    vexo -q underlay blue.bmp clear.gif under.png && vexo -q convert under.png under.bmp --depth 24 &&
+        picture rb >expected.bmp && cmp expected.bmp under.bmp
+}
+check "underlay shows through the transparent colour" underlay_shows_through
+alpha_comes_back() {
+    vexo -q convert samples/moon-gray.png moon.bmp && vexo -q alpha --from moon.bmp moon.bmp alpha.png &&
+        cmp_info alpha.png "32 bits" && vexo -q alpha alpha.png alpha.bmp && cmp moon.bmp alpha.bmp
+}
+check "alpha put in comes out" alpha_comes_back
+dithered_pictures() {
+    vexo -q dither --depth 4 --palette optimized samples/lake.jpg few.png && cmp_info few.png "4 bits" &&
+        vexo -q dither --palette few.png --depth 4 samples/lake.jpg same.png &&
+        vexo -q dither --method none --palette fixed lines-24.bmp lines.bmp && cmp lines-1.bmp lines.bmp &&
+        vexo -q halftone --clustered samples/lake.jpg dots.png && cmp_info dots.png "black and white"
+}
+check "dither and halftone" dithered_pictures
+text_stays_in_the_region() {
+    vexo -q crop 0,0,40,40 samples/moon-gray.png dark.png && vexo -q fill '#000000' dark.png dark.bmp &&
+        vexo -q --region rect:0,0,20,40 draw-text MMM --size 30 --colour '#ffffff' dark.bmp text.bmp &&
+        ! cmp -s dark.bmp text.bmp && vexo -q crop 20,0,20,40 text.bmp right.bmp &&
+        vexo -q crop 20,0,20,40 dark.bmp dark-right.bmp && cmp right.bmp dark-right.bmp
+}
+check "text is drawn, and only in the region" text_stays_in_the_region
+
+# ---- Animation ----------------------------------------------------------------------------------------------------
+
+# gif_frame LEFT WIDTH DISPOSAL TRANSPARENT DELAY DATA...: a frame one pixel high; TRANSPARENT is an index or -
+gif_frame() {
+    left=$1 width=$2 disposal=$3 transparent=$4 delay=$5
+    shift 5
+    case $transparent in
+        -) bytes 33 249 4 $((disposal * 4)) "$delay" 0 0 0 ;;
+        *) bytes 33 249 4 $((disposal * 4 + 1)) "$delay" 0 "$transparent" 0 ;;
+    esac
+    bytes 44 "$left" 0 0 0 "$width" 0 1 0 0 2 2 "$@" 0
+}
+# Red, green, blue and white on a canvas of 2 x 1.
+moving_gif() {
+    printf GIF89a
+    bytes 2 0 1 0 145 0 0 255 0 0 0 255 0 0 0 255 255 255 255
+    gif_frame 0 2 1 - 10 104 16  # red, green
+    gif_frame 1 1 3 - 20 84 1    # blue on the right, then what was before
+    gif_frame 0 1 2 - 0 84 1     # blue on the left, then background
+    gif_frame 0 2 0 1 5 140 10   # transparent, blue
+    byte 59
+}
+moving_gif >moving.gif
+frames_are_listed() {
+    [ "$(vexo frames moving.gif)" = "moving.gif: canvas 2 x 1
+  1: 2 x 1 at 0,0, 100 ms, stays
+  2: 1 x 1 at 1,0, 200 ms, then what was before
+  3: 1 x 1 at 0,0, 0 ms, then background
+  4: 2 x 1 at 0,0, 50 ms, stays, transparent 1" ]
+}
+states_are_composed() {
+    vexo -q play --sheet states.bmp moving.gif || return 1
+    left=8 # of the first cell
+    for row in rg rb bg wb; do
+        picture $row >expected.bmp
+        vexo -q crop $left,8,2,1 states.bmp state.bmp && cmp expected.bmp state.bmp || return 1
+        left=$((left + 168))
+    done
+}
+check "frames of an animation" frames_are_listed
+check "states of an animation" states_are_composed
+
 # ---- Names --------------------------------------------------------------------------------------------------------
 
 unicode_names() {
@@ -270,6 +395,16 @@ check "unknown option" fails 2 "--sharpen" convert colors-24.bmp empty/out.png -
 check "unknown depth" fails 2 "--depth" convert colors-24.bmp empty/out.png --depth 9
 check "palette for 24 bits" fails 2 "--palette" convert colors-24.bmp empty/out.png --depth 24 --palette gray
 check "order for 8 bits" fails 2 "--order" convert colors-24.bmp empty/out.png --depth 8 --order rgb
+check "an operation that is none" fails 2 "" flip paint colors-24.bmp empty/out.png
+check "an operation without its values" fails 2 "HEIGHT" resize 5
+check "a shape that is none" fails 2 "blob" --region blob:1 flip colors-24.bmp empty/out.png
+check "a rectangle of three numbers" fails 2 "1,2,3" crop 1,2,3 colors-24.bmp empty/out.png
+check "a colour that is none" fails 2 "#12" fill '#12' colors-24.bmp empty/out.png
+check "a size of nothing" fails 1 "colors-24.bmp: " resize 0 5 colors-24.bmp empty/out.png
+check "operations on a missing file" fails 1 "gone.png: not found" flip gone.png empty/out.png
+check "a missing second picture" fails 1 "gone.png: not found" combine gone.png colors-24.bmp empty/out.png
+check "no alpha in 24 bits" fails 1 "colors-24.bmp: " alpha colors-24.bmp empty/out.png
+check "no animation" fails 1 "text.png: not a picture" play --sheet empty/out.png text.png
 check "compressed rows for 8 bits" fails 2 "--storage" convert colors-24.bmp empty/out.png --depth 8 --storage compressed
 
 goes_on_after_a_failure() {

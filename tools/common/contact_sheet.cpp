@@ -1,7 +1,7 @@
 // All cells have the size of the largest picture. Pictures go in by combining, text through a DC over the sheet.
 #include "common/contact_sheet.h"
 
-#include "common/errors.h"
+#include "common/text_dc.h"
 
 #include <algorithm>
 
@@ -11,12 +11,13 @@ namespace {
 
 constexpr int kGap = 8;
 constexpr int kTextHeight = 14;
+constexpr int kLeastWidth = 160; // room for a label
 
 struct Grid {
     int columns, cellWidth, cellHeight;
 
-    int Left(size_t i) const { return kGap + int(i) % columns * (cellWidth + kGap); }
-    int Top(size_t i) const { return kGap + int(i) / columns * (cellHeight + kTextHeight + 2 * kGap); }
+    int Left(size_t column) const { return kGap + int(column) * (cellWidth + kGap); }
+    int Top(size_t row) const { return kGap + int(row) * (cellHeight + kTextHeight + 2 * kGap); }
 };
 
 } // namespace
@@ -43,40 +44,31 @@ Bitmap Thumbnail(Bitmap &bitmap, int side, const std::wstring &path)
 
 Bitmap ContactSheet::Make(int columns, const std::wstring &path)
 {
-    Grid grid = {std::max(1, std::min(columns, int(m_cells.size()))), 1, 1};
+    Grid grid = {std::max(1, std::min(columns, int(m_cells.size()))), kLeastWidth, 1};
     for (const Cell &cell : m_cells) {
         grid.cellWidth = std::max(grid.cellWidth, cell.picture->Width);
         grid.cellHeight = std::max(grid.cellHeight, cell.picture->Height);
     }
-    const int rows = (int(m_cells.size()) + grid.columns - 1) / grid.columns;
+    const size_t rows = (m_cells.size() + size_t(grid.columns) - 1) / size_t(grid.columns);
     Bitmap sheet;
-    CheckStatus(V_CreateBitmap(sheet.get(), STORAGE_MEMORY, grid.Left(size_t(grid.columns) - 1) + grid.cellWidth + kGap,
-                               grid.Top(size_t(rows) * size_t(grid.columns)), 24, COLOR_ORDER_BGR, nullptr,
-                               ORIENT_BOTTOM_UP),
+    CheckStatus(V_CreateBitmap(sheet.get(), STORAGE_MEMORY, grid.Left(size_t(grid.columns)), grid.Top(rows), 24,
+                               COLOR_ORDER_BGR, nullptr, ORIENT_BOTTOM_UP),
                 path, "has no room for a contact sheet");
     CheckStatus(V_FillBitmap(sheet.get(), RGB(255, 255, 255)), path, "cannot be filled");
     for (size_t i = 0; i < m_cells.size(); ++i) {
         Bitmap &picture = m_cells[i].picture;
-        V_FreeBitmapRgn(picture.get());
+        V_FreeBitmapRgn(picture.get()); // it would keep what is outside off the sheet
         CheckStatus(V_ColorResBitmap(picture.get(), 24, COLORRES_ORDER_BGR, nullptr, 0), path, "cannot be shown");
-        CheckStatus(V_CombineBitmap(sheet.get(), grid.Left(i), sheet->Height - grid.Top(i) - picture->Height,
-                                    picture->Width, picture->Height, picture.get(), 0, 0, CMB_DST_ZERO | CMB_OP_OR),
+        const int top = grid.Top(i / size_t(grid.columns));
+        CheckStatus(V_CombineBitmap(sheet.get(), grid.Left(i % size_t(grid.columns)),
+                                    sheet->Height - top - picture->Height, picture->Width, picture->Height,
+                                    picture.get(), 0, 0, CMB_DST_ZERO | CMB_OP_OR),
                     path, "cannot be shown");
     }
-    const HDC dc = V_CreateVexoDC(sheet.get());
-    if (!dc)
-        throw FileError(path, "labels cannot be drawn");
-    const HFONT font = CreateFontW(-12, 0, 0, 0, FW_NORMAL, FALSE, FALSE, FALSE, DEFAULT_CHARSET, OUT_DEFAULT_PRECIS,
-                                   CLIP_DEFAULT_PRECIS, NONANTIALIASED_QUALITY, DEFAULT_PITCH | FF_SWISS, L"Arial");
-    const HGDIOBJ former = SelectObject(dc, font);
-    SetBkMode(dc, TRANSPARENT);
+    TextDc dc(sheet, L"Arial", 12, false, path);
     for (size_t i = 0; i < m_cells.size(); ++i)
-        TextOutW(dc, grid.Left(i), grid.Top(i) + grid.cellHeight + 2, m_cells[i].label.c_str(),
-                 int(m_cells[i].label.size()));
-    GdiFlush();
-    SelectObject(dc, former);
-    DeleteObject(font);
-    V_DeleteVexoDC(dc);
+        dc.Write(grid.Left(i % size_t(grid.columns)), grid.Top(i / size_t(grid.columns)) + grid.cellHeight + 2,
+                 m_cells[i].label, RGB(0, 0, 0));
     return sheet;
 }
 

@@ -8,6 +8,7 @@
 
 #include <wincodec.h>
 
+#include <optional>
 #include <span>
 #include <string>
 
@@ -26,6 +27,10 @@ public:
     // 8-bit gray, 24 bits, or 32 bits when they can be transparent. The first palette entry that is fully transparent
     // becomes AnimTransparent.
     Bitmap ReadFrame(unsigned index = 0) const;
+
+    // A whole number of the file's or a frame's metadata, named by the component's query ("/imgdesc/Left"), if there.
+    std::optional<unsigned> FileNumber(const wchar_t *query) const;
+    std::optional<unsigned> FrameNumber(unsigned index, const wchar_t *query) const;
 
 private:
     std::wstring m_path;

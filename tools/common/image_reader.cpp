@@ -139,6 +139,28 @@ void TakeResolution(Bitmap &bitmap, IWICBitmapFrameDecode *frame)
     bitmap->YResolution = int(std::lround(y));
 }
 
+// A whole number out of the metadata of a decoder or frame.
+template <class Owner>
+std::optional<unsigned> ReadNumber(Owner *owner, const wchar_t *query)
+{
+    ComPtr<IWICMetadataQueryReader> reader;
+    if (FAILED(owner->GetMetadataQueryReader(reader.Receive())))
+        return {};
+    PROPVARIANT value = {};
+    if (FAILED(reader->GetMetadataByName(query, &value)))
+        return {};
+    std::optional<unsigned> number;
+    switch (value.vt) {
+    case VT_UI1: number = value.bVal; break;
+    case VT_UI2: number = value.uiVal; break;
+    case VT_UI4: number = value.ulVal; break;
+    case VT_BOOL: number = value.boolVal != VARIANT_FALSE; break;
+    default: break;
+    }
+    PropVariantClear(&value);
+    return number;
+}
+
 const char *NameOf(const GUID &container)
 {
     static const std::pair<GUID, const char *> names[] = {
@@ -209,6 +231,18 @@ Bitmap PictureFile::ReadFrame(unsigned index) const
     MarkTransparentIndex(bitmap, colors);
     ReadLines(bitmap, source.get(), m_path);
     return bitmap;
+}
+
+std::optional<unsigned> PictureFile::FileNumber(const wchar_t *query) const
+{
+    return ReadNumber(m_decoder.get(), query);
+}
+
+std::optional<unsigned> PictureFile::FrameNumber(unsigned index, const wchar_t *query) const
+{
+    ComPtr<IWICBitmapFrameDecode> frame;
+    CheckCom(m_decoder->GetFrame(index, frame.Receive()), m_path, kCannotRead);
+    return ReadNumber(frame.get(), query);
 }
 
 } // namespace vexo::tools

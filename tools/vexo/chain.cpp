@@ -18,9 +18,12 @@ namespace {
 
 using Arguments = std::vector<std::string>;
 
+constexpr decltype(&ColourOperations) kTables[] = {ColourOperations, RegionOperations, GeometryOperations,
+                                                   TextOperations};
+
 const Operation *FindOperation(const std::string &word)
 {
-    for (const auto operations : {ColourOperations, RegionOperations, GeometryOperations})
+    for (const auto operations : kTables)
         for (const Operation &operation : operations())
             if (word == operation.name)
                 return &operation;
@@ -91,7 +94,7 @@ bool IsOperation(const std::string &word) { return FindOperation(word) != nullpt
 std::string ListOperations()
 {
     std::string list;
-    for (const auto operations : {ColourOperations, RegionOperations, GeometryOperations})
+    for (const auto operations : kTables)
         for (const Operation &operation : operations()) {
             const std::string name = operation.name;
             list += "  " + name + std::string(name.size() < 26 ? 26 - name.size() : 1, ' ') + operation.words + "\n";

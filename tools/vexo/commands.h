@@ -1,5 +1,5 @@
-// The commands of vexo. Each lives in a file of its own that adds one subcommand to the program; a new one needs its
-// file and a line in the table of main.cpp.
+// The commands of vexo. Each file adds the subcommands of one theme to the program; a new one needs a line in the table
+// of main.cpp.
 #ifndef VEXO_TOOLS_COMMANDS_H
 #define VEXO_TOOLS_COMMANDS_H
 
@@ -19,6 +19,9 @@ using AddCommand = void (*)(CLI::App &program, Session &session);
 
 void AddInfoCommand(CLI::App &program, Session &session);
 void AddConvertCommand(CLI::App &program, Session &session);
+void AddFramesCommand(CLI::App &program, Session &session);
+void AddPlayCommand(CLI::App &program, Session &session);
+void AddCaptureCommand(CLI::App &program, Session &session);
 
 // Prints "vexo: WORDS" to standard error.
 void ReportFailure(const std::string &words);

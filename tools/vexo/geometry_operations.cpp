@@ -33,7 +33,7 @@ Step ChangeSize(CLI::App &parser)
 
 struct TurnOptions {
     double degrees = 0;
-    bool other = false; // keeps the size, shears upwards
+    bool other = false; // keeps the size; moves columns
     std::string color = "#000000";
 
     int Hundredths() const { return int(std::lround(degrees * 100)); }
@@ -115,9 +115,7 @@ Step Combine(CLI::App &parser)
         ->transform(CLI::CheckedTransformer(kOperations));
     parser.add_option("--at", options->place, "LEFT,TOP of the other picture in this one (default: 0,0)");
     return [options](Workpiece &piece) {
-        const std::vector<int> place = ParseNumbers(options->place, "--at");
-        if (place.size() != 2)
-            throw CLI::ValidationError("--at", options->place + " is not LEFT,TOP");
+        const std::vector<int> place = ParseNumbers(options->place, "--at", 2);
         BitmapHandle *bitmap = piece.bitmap.get();
         Bitmap other = ReadAlike(options->file, piece.bitmap);
         const int top = bitmap->Orientation == ORIENT_BOTTOM_UP ? bitmap->Height - place[1] - other->Height : place[1];
@@ -139,8 +137,9 @@ Step Underlay(CLI::App &parser)
     parser.add_flag("--stretch", options->stretch, "Stretch it instead of tiling");
     return [options](Workpiece &piece) {
         Bitmap ground = PictureFile(ToWide(options->file)).ReadFrame();
-        piece.Check(V_UnderlayBitmap(piece.bitmap.get(), ground.get(), options->stretch ? 1 : 0),
-                    "cannot be given a ground");
+        piece.Check(
+            V_UnderlayBitmap(piece.bitmap.get(), ground.get(), options->stretch ? UNDERLAY_STRETCH : UNDERLAY_TILE),
+            "cannot be given a ground");
     };
 }
 

@@ -9,8 +9,7 @@ namespace vexo::tools {
 namespace {
 
 constexpr AddCommand kCommands[] = {
-    AddInfoCommand,
-    AddConvertCommand,
+    AddInfoCommand, AddConvertCommand, AddFramesCommand, AddPlayCommand, AddCaptureCommand,
 };
 
 std::string VersionText()

@@ -36,6 +36,7 @@ struct Operation {
 std::span<const Operation> ColourOperations();
 std::span<const Operation> RegionOperations();
 std::span<const Operation> GeometryOperations();
+std::span<const Operation> TextOperations();
 
 } // namespace vexo::tools
 

@@ -24,9 +24,7 @@ Step Crop(CLI::App &parser)
     auto box = std::make_shared<std::string>();
     parser.add_option("BOX", *box, "LEFT,TOP,WIDTH,HEIGHT from the top left")->required();
     return [box](Workpiece &piece) {
-        const std::vector<int> n = ParseNumbers(*box, "crop");
-        if (n.size() != 4)
-            throw CLI::ValidationError("crop", *box + " is not LEFT,TOP,WIDTH,HEIGHT");
+        const std::vector<int> n = ParseNumbers(*box, "crop", 4);
         BitmapHandle *bitmap = piece.bitmap.get();
         const int top = bitmap->Orientation == ORIENT_BOTTOM_UP ? bitmap->Height - n[1] - n[3] : n[1];
         piece.Check(V_CopyBitmapRect(bitmap, bitmap, n[0], top, n[2], n[3]), "cannot be cropped");

@@ -6,10 +6,21 @@
 #include <CLI/CLI.hpp>
 
 #include <charconv>
+#include <optional>
 
 namespace vexo::tools {
 
 namespace {
+
+// The number that all of a text is.
+template <class T>
+std::optional<T> WholeNumber(const std::string &text, int base)
+{
+    T value = 0;
+    const char *end = text.data() + text.size();
+    const auto parsed = std::from_chars(text.data(), end, value, base);
+    return parsed.ec == std::errc() && parsed.ptr == end ? std::optional(value) : std::nullopt;
+}
 
 // The text up to the first colon, which is taken off, or all of it.
 std::string TakeWord(std::string &text)
@@ -73,41 +84,39 @@ int SetShape(BitmapHandle *bitmap, const std::string &kind, const std::vector<in
 
 } // namespace
 
-COLORREF ParseColor(const std::string &text, const char *option)
+COLORREF ParseRgb(const std::string &text, const char *option)
 {
-    const auto number = [&](size_t start, int base) {
-        unsigned value = 0;
-        const char *end = text.data() + text.size();
-        const auto parsed = std::from_chars(text.data() + start, end, value, base);
-        if (parsed.ec != std::errc() || parsed.ptr != end)
-            throw CLI::ValidationError(option, text + " is no colour: #rrggbb or index:N");
-        return value;
-    };
-    if (text.size() == 7 && text[0] == '#') {
-        const unsigned rgb = number(1, 16);
-        return RGB(rgb >> 16, rgb >> 8 & 255, rgb & 255);
-    }
-    if (text.starts_with("index:"))
-        return COLOR_INDEX(number(6, 10) & 0xFFFF);
-    throw CLI::ValidationError(option, text + " is no colour: #rrggbb or index:N");
+    const auto rgb = text.size() == 7 && text[0] == '#' ? WholeNumber<unsigned>(text.substr(1), 16) : std::nullopt;
+    if (!rgb)
+        throw CLI::ValidationError(option, text + " is no colour of the form #rrggbb");
+    return RGB(*rgb >> 16, *rgb >> 8 & 255, *rgb & 255);
 }
 
-std::vector<int> ParseNumbers(const std::string &text, const char *option)
+COLORREF ParseColor(const std::string &text, const char *option)
+{
+    constexpr std::string_view kIndex = "index:";
+    if (!text.starts_with(kIndex))
+        return ParseRgb(text, option);
+    const auto index = WholeNumber<unsigned>(text.substr(kIndex.size()), 10);
+    if (!index || *index > 255)
+        throw CLI::ValidationError(option, text + " is no palette entry: index:0 to index:255");
+    return COLOR_INDEX(*index);
+}
+
+std::vector<int> ParseNumbers(const std::string &text, const char *option, size_t count)
 {
     std::vector<int> numbers;
-    const char *place = text.data(), *end = text.data() + text.size();
-    for (;;) {
-        int value;
-        const auto parsed = std::from_chars(place, end, value);
-        if (parsed.ec != std::errc())
-            throw CLI::ValidationError(option, text + " is no list of numbers");
-        numbers.push_back(value);
-        if (parsed.ptr == end)
-            return numbers;
-        if (*parsed.ptr != ',')
-            throw CLI::ValidationError(option, text + " is no list of numbers");
-        place = parsed.ptr + 1;
+    for (size_t start = 0; start <= text.size();) {
+        const size_t comma = std::min(text.find(',', start), text.size());
+        const auto number = WholeNumber<int>(text.substr(start, comma - start), 10);
+        if (!number)
+            throw CLI::ValidationError(option, text + " is no list of whole numbers");
+        numbers.push_back(*number);
+        start = comma + 1;
     }
+    if (count && numbers.size() != count)
+        throw CLI::ValidationError(option, text + " should be " + std::to_string(count) + " numbers");
+    return numbers;
 }
 
 void AddShape(Bitmap &bitmap, const std::string &shape)

@@ -11,9 +11,11 @@ namespace vexo::tools {
 
 // "#rrggbb", or "index:5" for a palette entry. Throws CLI::ValidationError naming the option.
 COLORREF ParseColor(const std::string &text, const char *option);
+// "#rrggbb" only.
+COLORREF ParseRgb(const std::string &text, const char *option);
 
-// Whole numbers separated by commas.
-std::vector<int> ParseNumbers(const std::string &text, const char *option);
+// Whole numbers separated by commas: any number of them, or `count`.
+std::vector<int> ParseNumbers(const std::string &text, const char *option, size_t count = 0);
 
 // Combines a shape with the bitmap's region: [MODE:]SHAPE:VALUES, coordinates from the top left of the picture.
 //
