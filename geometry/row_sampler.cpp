@@ -237,7 +237,7 @@ size_t RowSampler::SampleFast(uint8_t *destination, const uint8_t *source) const
     const size_t bytes = size_t(PackedBytes(int64_t(m_count), m_bits));
     switch (m_choice.method) {
     case Method::Run:
-        memcpy(destination, source + size_t(m_positions[0]) * size_t(m_bits) / 8, bytes);
+        memcpy(destination, source + BytesOf(m_positions[0]), bytes);
         if (const int used = int(m_count * size_t(m_bits) % 8))
             destination[bytes - 1] &= uint8_t(0xFF00 >> used);
         return m_count;
@@ -260,8 +260,7 @@ void RowSampler::Sample(uint8_t *destination, size_t destinationBytes, const uin
     if (!IsSupportedDepth(m_bits) || m_count == 0)
         return;
     const size_t done = SampleFast(destination, source);
-    CopySamples(m_bits, destination + done * size_t(m_bits) / 8, source, ListedPositions{&m_positions[0] + done},
-                m_count - done);
+    CopySamples(m_bits, destination + BytesOf(done), source, ListedPositions{&m_positions[0] + done}, m_count - done);
     ClearBehind(destination, destinationBytes, m_bits, m_count);
 }
 

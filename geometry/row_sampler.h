@@ -86,6 +86,8 @@ private:
 
     static Choice Choose(int bits, const Stepping &stepping, int count);
     static Choice ChooseBitPicks(Stepping stepping, int count);
+    // Of so many pixels, which are whole bytes. Their bits may be more than 32 bits count.
+    size_t BytesOf(uint64_t pixels) const { return size_t(pixels * unsigned(m_bits) / 8); }
     void PlanWindows();
     void PlanBitPicks();
     void PickBits(uint8_t *destination, const uint8_t *source) const;

@@ -52,12 +52,12 @@ int ShiftOfRow(const BitmapHandle *bitmap, const Shear &shear, int row)
     return shear.ShiftOf(IsUpward(bitmap) ? row : bitmap->Height - 1 - row);
 }
 
-// Columns are counted from the right and move down, which is towards row 0 in an upward bitmap. The shift is counted in
-// stored rows from where the new bitmap begins.
+// Columns are counted from the right and move up, which is to higher stored rows in an upward bitmap only. The shift is
+// that from the same stored row of the new bitmap.
 int ShiftOfColumn(const BitmapHandle *bitmap, const Shear &shear, int column)
 {
-    const int upward = shear.ShiftOf(bitmap->Width - 1 - column);
-    return IsUpward(bitmap) ? upward : int(shear.growth()) - upward;
+    const int up = shear.ShiftOf(bitmap->Width - 1 - column);
+    return IsUpward(bitmap) ? up : int(shear.growth()) - up;
 }
 
 // A row of the fill colour, padded with zeros.

@@ -832,7 +832,8 @@ typedef struct RegionTransform {
  * Shapes outside the bitmap are clipped to it. Rectangles, ellipses, rounded rectangles and polygons contain the pixels
  * that GDI's regions of the same name contain.
  * Return RESULT_SUCCESS; ERR_NO_BITMAP; ERR_INV_PARAMETER for a null shape or handle, another `combine`, or a transform
- * with another orientation or a denominator of 0; ERR_NO_MEMORY. On failure the region stays as it was. */
+ * with another orientation or a denominator of 0; ERR_NO_MEMORY, also for a shape that GDI does not make (a polygon of
+ * one point). On failure the region stays as it was. */
 
 /* left >= right or top >= bottom makes an empty shape. */
 VEXO_API int VEXO_CALL V_SetBitmapRgnRect(BitmapHandle *bitmap, const RegionTransform *transform, const RECT *rect,
@@ -844,7 +845,7 @@ VEXO_API int VEXO_CALL V_SetBitmapRgnRoundRect(BitmapHandle *bitmap, const Regio
 /* fillMode: 0 fills by winding numbers (GDI's WINDING), 1 alternately (ALTERNATE); another is ERR_INV_PARAMETER. */
 VEXO_API int VEXO_CALL V_SetBitmapRgnPolygon(BitmapHandle *bitmap, const RegionTransform *transform,
                                              const POINT *points, int pointCount, unsigned fillMode, unsigned combine);
-/* The caller keeps the GDI region. */
+/* The caller keeps the GDI region. What is not a region's handle is ERR_INV_PARAMETER. */
 VEXO_API int VEXO_CALL V_SetBitmapRgnHandle(BitmapHandle *bitmap, const RegionTransform *transform, HRGN region,
                                             unsigned combine);
 /* All pixels of a colour. Palettised bitmaps: COLOR_INDEX(i), masked to the depth, is the index itself; another colour

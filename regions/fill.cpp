@@ -30,7 +30,8 @@ int FillRegion(BitmapHandle *bitmap, MakeRow &&makeRow)
 {
     if (!IsAllocated(bitmap))
         return ERR_NO_BITMAP;
-    const RECT bounds = bitmap->Region ? bitmap->Region->Bounds : WholeRect(bitmap);
+    RECT bounds = bitmap->Region ? bitmap->Region->Bounds : WholeRect(bitmap);
+    bounds.bottom = std::min<LONG>(bounds.bottom, bitmap->Height); // a region may be shared with a larger bitmap
     const Buffer<uint8_t> pixels(size_t(bitmap->BytesPerLine), Buffer<uint8_t>::Fill::Zero);
     if (!pixels)
         return ERR_NO_MEMORY;

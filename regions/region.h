@@ -57,7 +57,9 @@ void ForEachSegment(const BitmapHandle *bitmap, int row, int left, int right, Vi
     const int whole[2] = {0, bitmap->Width};
     const std::span<const int> segments =
         bitmap->Region ? RowSegments(*bitmap->Region, row) : std::span<const int>(whole);
-    for (size_t i = 0; i < segments.size() && segments[i] < right; i += 2) {
+    // Of the values at or before the left side, all but the start of a segment that it cuts are of segments before it.
+    const size_t before = size_t(std::upper_bound(segments.begin(), segments.end(), left) - segments.begin());
+    for (size_t i = before / 2 * 2; i < segments.size() && segments[i] < right; i += 2) {
         const int start = std::max(segments[i], left), end = std::min(segments[i + 1], right);
         if (start < end)
             visit(start, end);
@@ -150,7 +152,6 @@ void ReplaceRegion(BitmapHandle *bitmap, BitmapRegion *region);
 // ---- Changing -------------------------------------------------------------------------------------------------
 
 // These change a region in place and cannot fail.
-void OffsetRegion(BitmapRegion &region, int dx, int dy);
 void FlipRegion(BitmapRegion &region, int height);   // rows mirrored within a height
 void ReverseRegion(BitmapRegion &region, int width); // columns mirrored within a width
 void CutRegion(BitmapRegion &region, int height);    // drops the rows from `height` on

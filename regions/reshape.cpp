@@ -72,19 +72,6 @@ int StoreCopy(BitmapHandle *destination, const BitmapHandle *source, const Scali
 
 // ---- In place -------------------------------------------------------------------------------------------------
 
-void OffsetRegion(BitmapRegion &region, int dx, int dy)
-{
-    DropGdiObjects(region);
-    if (IsEmptyRegion(region))
-        return;
-    for (int &x : std::span(region.SegmentData, region.SegmentDataSize / sizeof(int)))
-        x += dx;
-    region.Bounds.left += dx;
-    region.Bounds.right += dx;
-    region.Bounds.top += dy;
-    region.Bounds.bottom += dy;
-}
-
 void FlipRegion(BitmapRegion &region, int height)
 {
     DropGdiObjects(region);

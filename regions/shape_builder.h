@@ -39,7 +39,8 @@ public:
     // The shape has rows from `top` to `bottom` - 1.
     ShapeBuilder(int top, int bottom, const Scaling &scaling, const RECT &window)
         : m_xScale(scaling.xNum, scaling.xDen, scaling.xOffset), m_yScale(scaling.yNum, scaling.yDen, scaling.yOffset),
-          m_window(window), m_builder(FirstRow(top), std::max(EndRow(bottom) - FirstRow(top), 0))
+          m_window(window),
+          m_builder(FirstRow(top), FirstRow(top) < EndRow(bottom) ? EndRow(bottom) - FirstRow(top) : 0)
     {
     }
 

@@ -92,7 +92,7 @@ int VEXO_CALL V_SetBitmapRgnPolygon(BitmapHandle *bitmap, const RegionTransform 
 int VEXO_CALL V_SetBitmapRgnHandle(BitmapHandle *bitmap, const RegionTransform *transform, HRGN region,
                                    unsigned combine)
 {
-    const int status = CheckShape(bitmap, transform, region != nullptr, combine);
+    const int status = CheckShape(bitmap, transform, ::GetObjectType(region) == OBJ_REGION, combine);
     if (Failed(status))
         return status;
     return SetShape(bitmap, transform, combine,

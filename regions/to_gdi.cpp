@@ -139,9 +139,9 @@ int UpdateGdiRegion(const BitmapHandle *bitmap, const RegionTransform &transform
     BitmapRegion &region = *bitmap->Region;
     RegionTransform &made = region.GdiTransform;
     if (region.GdiRegion && SameButOffsets(made, transform)) {
-        const int dx = Clamp32(int64_t(transform.XOffset) - made.XOffset);
-        const int dy = Clamp32(int64_t(transform.YOffset) - made.YOffset);
-        if ((dx == 0 && dy == 0) || ::OffsetRgn(region.GdiRegion, dx, dy) != ERROR) {
+        const int64_t dx = int64_t(transform.XOffset) - made.XOffset, dy = int64_t(transform.YOffset) - made.YOffset;
+        const bool isMove = dx == int(dx) && dy == int(dy);
+        if ((dx == 0 && dy == 0) || (isMove && ::OffsetRgn(region.GdiRegion, int(dx), int(dy)) != ERROR)) {
             made = transform;
             return RESULT_SUCCESS;
         }

@@ -58,22 +58,21 @@ TEST_F(RegionFaults, SettersKeepTheOldRegion)
     static constexpr RECT kRect = {3, 2, 33, 28};
     static constexpr POINT kPoints[] = {{0, 0}, {39, 5}, {10, 29}, {30, 0}, {5, 20}};
     static constexpr RegionTransform kTransform = {ORIENT_TOP_DOWN, 3, 2, 4, 3, -2, 1};
-    for (const RegionTransform *transform : {static_cast<const RegionTransform *>(nullptr), &kTransform}) {
-        for (const unsigned mode : {COMBINE_REPLACE, COMBINE_XOR}) {
-            const Setter setters[] = {
-                [&](BitmapHandle *b) { return V_SetBitmapRgnRect(b, transform, &kRect, mode); },
-                [&](BitmapHandle *b) { return V_SetBitmapRgnEllipse(b, transform, &kRect, mode); },
-                [&](BitmapHandle *b) { return V_SetBitmapRgnRoundRect(b, transform, &kRect, 9, 7, mode); },
-                [&](BitmapHandle *b) { return V_SetBitmapRgnPolygon(b, transform, kPoints, 5, 1, mode); },
-            };
-            for (const Setter &setter : setters) {
-                ExpectAllOrNothing(setter, StorageKind::PageFile, true);
-                ExpectAllOrNothing(setter, StorageKind::PageFile, false);
-            }
-            for (const StorageKind kind : StorageKinds(8))
-                ExpectAllOrNothing([&](BitmapHandle *b) { return V_SetBitmapRgnColor(b, COLOR_INDEX(3), mode); }, kind,
-                                   true);
+    for (const unsigned mode : {COMBINE_REPLACE, COMBINE_XOR}) {
+        const RegionTransform *const transform = mode == COMBINE_XOR ? &kTransform : nullptr;
+        const Setter setters[] = {
+            [&](BitmapHandle *b) { return V_SetBitmapRgnRect(b, transform, &kRect, mode); },
+            [&](BitmapHandle *b) { return V_SetBitmapRgnEllipse(b, transform, &kRect, mode); },
+            [&](BitmapHandle *b) { return V_SetBitmapRgnRoundRect(b, transform, &kRect, 9, 7, mode); },
+            [&](BitmapHandle *b) { return V_SetBitmapRgnPolygon(b, transform, kPoints, 5, 1, mode); },
+        };
+        for (const Setter &setter : setters) {
+            ExpectAllOrNothing(setter, StorageKind::PageFile, true);
+            ExpectAllOrNothing(setter, StorageKind::PageFile, false);
         }
+        for (const StorageKind kind : StorageKinds(8))
+            ExpectAllOrNothing([&](BitmapHandle *b) { return V_SetBitmapRgnColor(b, COLOR_INDEX(3), mode); }, kind,
+                               true);
     }
     for (const bool hasRegion : {false, true})
         ExpectAllOrNothing([](BitmapHandle *b) { return V_OffsetBitmapRgn(b, 5, -7); }, StorageKind::PageFile,

@@ -62,7 +62,7 @@ Image PointsOf(HRGN region, int width, int height)
 TEST_F(Regions, SetOperationsMatchMasks)
 {
     Random random(40);
-    for (int round = 0; round < 300; ++round) {
+    for (int round = 0; round < 250; ++round) {
         const int width = random.Between(1, 70), height = random.Between(1, 20);
         TestBitmap bitmap(StorageKind::PageFile, width, height, 1);
         Image expected(width, height, 1);
@@ -618,6 +618,7 @@ TEST_F(Regions, RefusedArguments)
     EXPECT_EQ(ERR_INV_PARAMETER, V_SetBitmapRgnPolygon(bitmap.get(), nullptr, nullptr, 3, 0, COMBINE_REPLACE));
     EXPECT_EQ(ERR_INV_PARAMETER, V_SetBitmapRgnPolygon(bitmap.get(), nullptr, points, 3, 2, COMBINE_REPLACE));
     EXPECT_EQ(ERR_INV_PARAMETER, V_SetBitmapRgnHandle(bitmap.get(), nullptr, nullptr, COMBINE_REPLACE));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_SetBitmapRgnHandle(bitmap.get(), nullptr, HRGN(bitmap->Palette), COMBINE_REPLACE));
     BitmapHandle bare;
     V_InitBitmap(&bare, 5, 5, 8);
     EXPECT_EQ(ERR_NO_BITMAP, V_SetBitmapRgnColor(&bare, 0, COMBINE_REPLACE));

@@ -27,7 +27,7 @@ void ForEachBitmap(Random &random, Test &&test)
     for (int bits : kAllDepths) {
         for (StorageKind kind : StorageKinds(bits)) {
             const StorageScope scope(kind);
-            for (int round = 0; round < 12; ++round) {
+            for (int round = 0; round < 8; ++round) {
                 const int width = random.Between(1, 67), height = random.Between(1, 6);
                 const int orientation = round % 2 ? ORIENT_TOP_DOWN : ORIENT_BOTTOM_UP;
                 SCOPED_TRACE(testing::Message() << bits << " bits, " << kind << ", " << width << " x " << height);
