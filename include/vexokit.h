@@ -774,6 +774,38 @@ VEXO_API HPALETTE VEXO_CALL V_CreatePaintPalette(HDC hdc, BitmapHandle *bitmap);
 
 /* ---- Printing ------------------------------------------------------------------------------------------------ */
 
+/* Prints a bitmap on the current page of a printer; several calls can fill one page.
+ *
+ * hdc            a printer's device context with a page begun; null: the default printer, for which the call makes a
+ *                device context and begins a job ("VEXO GRAPHIC") and a page
+ * bitmap         null: nothing is printed, page and job are ended as asked
+ * x, y           the corner on the page in pixels of the device; 0: centred in this direction
+ * width, height  the size in pixels of the device; 0: follows from the other by the bitmap's proportions; both 0: the
+ *                largest that fits on the page. With a negative size nothing is printed.
+ * endDoc         not 0: page and job are ended and the device context is deleted, the caller's too; 0: they stay open
+ *                for the next call
+ *
+ * The page is (1, 1) to (HORZRES, VERTRES) of the device (the inset is deliberate). A picture that would reach out of
+ * it is squeezed into what remains of its place (deliberate). Pixels are converted as by V_PaintDC, without dithering,
+ * or with the clustered matrix on printers of one bit. Without a status callback the picture is one paint; with one it
+ * is a paint for each row of the device, and progress is reported for each.
+ * Returns the device context, which is no longer valid after endDoc. Returns null when the default printer cannot be
+ * opened, when page or job do not end, and when the callback stops the picture or it cannot be painted: then a job
+ * begun by this call is aborted, and one of the caller's is ended for endDoc or else left open. */
+VEXO_API HDC VEXO_CALL V_PrintBitmapExt(HDC hdc, BitmapHandle *bitmap, int x, int y, int width, int height, int endDoc);
+
+/* The same with one StretchDIBits to exactly the rectangle given: nothing is centred, fitted or clipped, and there is
+ * no progress. When memory for it runs out the picture is left out, and page and job are ended as asked all the same
+ * (deliberate). Bitmaps whose storage is no DIB go to V_PrintBitmapExt instead: those in temporary files or of 16 or
+ * 32 bits, compressed ones, depths of 2, 3, 5, 6 and 7 bits, and 24 bits with red first. */
+VEXO_API HDC VEXO_CALL V_PrintBitmapFast(HDC hdc, BitmapHandle *bitmap, int x, int y, int width, int height,
+                                         int endDoc);
+
+/* V_PrintBitmapExt on the job that the calling thread has open, or a new one on the default printer. The job stays open
+ * for the thread's next call until one has endDoc set. A call that fails without endDoc forgets the job all the same
+ * (deliberate): one begun by an earlier call can be ended by V_PrintBitmapExt with what that call returned. */
+VEXO_API HDC VEXO_CALL V_PrintBitmap(BitmapHandle *bitmap, int x, int y, int width, int height, int endDoc);
+
 /* ---- Paint effects ------------------------------------------------------------------------------------------- */
 
 /* ---- A device context over a bitmap -------------------------------------------------------------------------- */
@@ -916,6 +948,36 @@ VEXO_API int VEXO_CALL V_FillBitmap(BitmapHandle *bitmap, COLORREF color);
 VEXO_API int VEXO_CALL V_ClearBitmap(BitmapHandle *bitmap);
 
 /* ---- Painting and framing regions ---------------------------------------------------------------------------- */
+
+/* V_PaintDC and V_PaintDCBuffer, with only the pixels of the bitmap's region showing; without a region, those of the
+ * whole bitmap. The region is scaled so that the bitmap's whole width and height fill dstRect, whatever srcRect says,
+ * and rounded as by V_GetBitmapRgnHandle for ORIENT_TOP_DOWN. It takes the place of the clip that the device context
+ * has; the context's state is as before at the end, whatever the paint returned.
+ * Return as the functions named; a null bitmap and then a null dstRect or hdc are looked for first. Also ERR_NO_MEMORY,
+ * when the region cannot be made or set, and ERR_INV_PARAMETER for a bitmap of no size: nothing is painted then. */
+VEXO_API int VEXO_CALL V_PaintRgnDC(HDC hdc, BitmapHandle *bitmap, const RECT *srcRect, const RECT *srcClip,
+                                    const RECT *dstRect, const RECT *dstClip, DWORD rop);
+VEXO_API int VEXO_CALL V_PaintRgnDCBuffer(HDC hdc, BitmapHandle *bitmap, const RECT *srcRect, const RECT *srcClip,
+                                          const RECT *dstRect, const RECT *dstClip, DWORD rop, void *buffer,
+                                          int firstRow, int rowCount);
+
+/* Draws the outline of the bitmap's region (without one: of the whole bitmap) as a one-pixel frame of black and white
+ * diagonal stripes. Type t + 1 shows the stripes of type t moved up by one row, so drawing types 0 to 7 in turn makes
+ * them march. Each frame replaces the one before it; nothing else on the device changes.
+ *
+ * hdc        the device; stripes start at its brush origin and have the same two colours whatever colours are set
+ * transform  where the bitmap lies on the device, as for V_GetBitmapRgnHandle; null: row 0 at the top of the device for
+ *            either orientation, unscaled
+ * frameType  0 to 7
+ *
+ * The frame is those pixels of the region, as V_GetBitmapRgnHandle gives it for the transform, that have one of their
+ * eight neighbours outside; without a region it is FrameRgn's. An empty region is framed by nothing. The record keeps
+ * the outline as a mask, so that all frames after the first are quick while the region, the scale and the orientation
+ * stay the same; offsets may change. Where no such mask can be had, FrameRgn draws the frame.
+ * Returns RESULT_SUCCESS; ERR_NO_BITMAP; ERR_INV_PARAMETER for a null hdc, a bad transform or another frame type;
+ * ERR_NO_MEMORY. */
+VEXO_API int VEXO_CALL V_FrameBitmapRgn(HDC hdc, BitmapHandle *bitmap, const RegionTransform *transform,
+                                        unsigned frameType);
 
 /* ---- Resize and resample ------------------------------------------------------------------------------------- */
 

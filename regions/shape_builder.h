@@ -84,6 +84,47 @@ private:
     bool m_any = false;         // the current rows have a segment
 };
 
+// ---- Out of the bitmap ----------------------------------------------------------------------------------------
+
+inline RECT Ordered(const RECT &rect)
+{
+    return {std::min(rect.left, rect.right), std::min(rect.top, rect.bottom), std::max(rect.left, rect.right),
+            std::max(rect.top, rect.bottom)};
+}
+
+// Whether what is made for one transform serves the other after a move.
+inline bool SameButOffsets(const RegionTransform &a, const RegionTransform &b)
+{
+    return a.TransformOrientation == b.TransformOrientation && a.XScaleNum == b.XScaleNum &&
+           a.XScaleDen == b.XScaleDen && a.YScaleNum == b.YScaleNum && a.YScaleDen == b.YScaleDen;
+}
+
+// Calls visit(rect) for rectangles that make up the bitmap's region in the space of a transform, from top to bottom,
+// none of them empty. Rows that are the same become one rectangle a segment: what they become apart would lie side by
+// side.
+template <class Visit>
+void ForEachTransformedRect(const BitmapHandle *bitmap, const RegionTransform &transform, Visit visit)
+{
+    const BitmapRegion &region = *bitmap->Region;
+    const bool mirrored = transform.TransformOrientation != bitmap->Orientation;
+    const bool upwards = mirrored != ((transform.YScaleNum < 0) != (transform.YScaleDen < 0));
+    const int rows = region.Bounds.bottom - region.Bounds.top;
+    for (int done = 0, more; done < rows; done += more) {
+        const int row = upwards ? region.Bounds.bottom - 1 - done : region.Bounds.top + done;
+        const std::span<const int> segments = RowSegments(region, row);
+        for (more = 1; done + more < rows; ++more)
+            if (!std::ranges::equal(segments, RowSegments(region, upwards ? row - more : row + more)))
+                break;
+        const int top = upwards ? row - more + 1 : row;
+        for (size_t i = 0; i < segments.size(); i += 2) {
+            const RECT rect =
+                Ordered(TransformRect(bitmap, transform, {segments[i], top, segments[i + 1], top + more}));
+            if (rect.left < rect.right && rect.top < rect.bottom)
+                visit(rect);
+        }
+    }
+}
+
 // ---- Services of the files of this folder ---------------------------------------------------------------------
 
 // A GDI region as segments. Null: no memory.

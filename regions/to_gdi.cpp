@@ -20,17 +20,13 @@ public:
     RegionTree(const RegionTree &) = delete;
     RegionTree &operator=(const RegionTree &) = delete;
 
-    // Adds a rectangle; its sides may be exchanged. The order from top to bottom and from left to right is fastest.
+    // Adds a rectangle that is not empty. The order from top to bottom and from left to right is fastest.
     void Add(const RECT &rect)
     {
-        const RECT ordered = {std::min(rect.left, rect.right), std::min(rect.top, rect.bottom),
-                              std::max(rect.left, rect.right), std::max(rect.top, rect.bottom)};
-        if (ordered.left == ordered.right || ordered.top == ordered.bottom)
-            return;
         if (m_count == kLeaf)
             FinishLeaf();
         if (!m_failed)
-            m_leaf.rects[m_count++] = ordered;
+            m_leaf.rects[m_count++] = rect;
     }
 
     // The union of all, which the caller owns, or null.
@@ -104,33 +100,11 @@ private:
     bool m_failed = false;
 };
 
-bool IsNegative(int num, int den) { return (num < 0) != (den < 0); }
-
-// Rows that are the same become one rectangle a segment: what they become apart would lie side by side.
 HRGN MakeGdiRegion(const BitmapHandle *bitmap, const RegionTransform &transform)
 {
-    const BitmapRegion &region = *bitmap->Region;
-    const bool mirrored = transform.TransformOrientation != bitmap->Orientation;
-    const bool upwards = mirrored != IsNegative(transform.YScaleNum, transform.YScaleDen);
     RegionTree tree;
-    const int rows = region.Bounds.bottom - region.Bounds.top;
-    for (int done = 0, more; done < rows; done += more) {
-        const int row = upwards ? region.Bounds.bottom - 1 - done : region.Bounds.top + done;
-        const std::span<const int> segments = RowSegments(region, row);
-        for (more = 1; done + more < rows; ++more)
-            if (!std::ranges::equal(segments, RowSegments(region, upwards ? row - more : row + more)))
-                break;
-        const int top = upwards ? row - more + 1 : row;
-        for (size_t i = 0; i < segments.size(); i += 2)
-            tree.Add(TransformRect(bitmap, transform, {segments[i], top, segments[i + 1], top + more}));
-    }
+    ForEachTransformedRect(bitmap, transform, [&](const RECT &rect) { tree.Add(rect); });
     return tree.Finish();
-}
-
-bool SameButOffsets(const RegionTransform &a, const RegionTransform &b)
-{
-    return a.TransformOrientation == b.TransformOrientation && a.XScaleNum == b.XScaleNum &&
-           a.XScaleDen == b.XScaleDen && a.YScaleNum == b.YScaleNum && a.YScaleDen == b.YScaleDen;
 }
 
 // Makes the record's GDI region the one of a transform, by moving it where that is enough.

@@ -1,0 +1,259 @@
+// Printing: the default printer's jobs, and the place of a picture on a page. The pixels are painted as on any other
+// device, row by row of the device when someone wants to see progress and be able to stop.
+#include "colour/colour.h"
+#include "core/gdi.h"
+#include "display/device.h"
+#include "display/paint.h"
+#include "geometry/mirror_kernels.h"
+
+#include <cstdlib>
+#include <cstring>
+
+using namespace vexo;
+
+namespace {
+
+// What the callers of the three exports ask for, in pixels of the device; 0 leaves the choice to the page.
+struct Placement {
+    int x, y, width, height;
+};
+
+// ---- Jobs -----------------------------------------------------------------------------------------------------
+
+// Cuts a text at the next comma and returns what follows it: an empty text without one.
+char *CutAtComma(char *text)
+{
+    char *comma = strchr(text, ',');
+    if (!comma)
+        return text + strlen(text);
+    *comma = 0;
+    return comma + 1;
+}
+
+// A DC of the default printer with a job and a page begun, or null.
+HDC OpenDefaultPrinter()
+{
+    char device[81] = "";
+    ::GetProfileStringA("windows", "device", "", device, sizeof device);
+    char *const driver = CutAtComma(device);
+    char *const port = CutAtComma(driver);
+    if (!*device)
+        return nullptr;
+    const HDC dc = ::CreateDCA(driver, device, port, nullptr);
+    if (!dc)
+        return nullptr;
+    DOCINFOA document = {};
+    document.cbSize = sizeof document;
+    document.lpszDocName = "VEXO GRAPHIC";
+    if (::StartDocA(dc, &document) < 1) {
+        ::DeleteDC(dc);
+        return nullptr;
+    }
+    ::StartPage(dc);
+    return dc;
+}
+
+// Ends page and job and deletes the DC. The DC's former value, or null when either would not end.
+HDC EndJob(HDC dc)
+{
+    const bool pageEnded = ::EndPage(dc) >= 1;
+    const bool jobEnded = ::EndDoc(dc) > 0;
+    ::DeleteDC(dc);
+    return pageEnded && jobEnded ? dc : nullptr;
+}
+
+HDC FinishCall(HDC dc, bool endDoc) { return endDoc ? EndJob(dc) : dc; }
+
+// The end of a call whose picture was stopped or could not be painted.
+HDC AbandonCall(HDC dc, bool ownJob, bool endDoc)
+{
+    if (ownJob) {
+        ::AbortDoc(dc);
+        ::DeleteDC(dc);
+    } else if (endDoc) {
+        EndJob(dc);
+    }
+    return nullptr;
+}
+
+// ---- The place on the page ------------------------------------------------------------------------------------
+
+// The largest size with the bitmap's proportions.
+SIZE FitInto(const BitmapHandle *bitmap, int width, int height)
+{
+    const int scaled = ::MulDiv(height, bitmap->Width, bitmap->Height);
+    if (scaled >= 0 && scaled <= width) // below 0: more than an int holds
+        return {scaled, height};
+    return {width, ::MulDiv(width, bitmap->Height, bitmap->Width)};
+}
+
+SIZE SizeOnPage(const BitmapHandle *bitmap, const Placement &placement, int pageWidth, int pageHeight)
+{
+    if (placement.width == 0 && placement.height == 0)
+        return FitInto(bitmap, pageWidth, pageHeight);
+    if (placement.width == 0)
+        return {::MulDiv(bitmap->Width, placement.height, bitmap->Height), placement.height};
+    if (placement.height == 0)
+        return {placement.width, ::MulDiv(bitmap->Height, placement.width, bitmap->Width)};
+    return {placement.width, placement.height};
+}
+
+RECT DestinationOnPage(const Device &device, const BitmapHandle *bitmap, const Placement &placement)
+{
+    // Deliberate: the page begins one pixel inside the device's, to the right and downwards.
+    const RECT page = {1, 1, device.horzRes, device.vertRes};
+    const int pageWidth = page.right - page.left, pageHeight = abs(page.bottom - page.top);
+    const SIZE size = SizeOnPage(bitmap, placement, pageWidth, pageHeight);
+    RECT destination = {0, 0, size.cx, size.cy};
+    ::OffsetRect(&destination, placement.x ? placement.x : page.left + (pageWidth - size.cx) / 2,
+                 placement.y ? placement.y : page.top + (pageHeight - abs(size.cy)) / 2);
+    // Deliberate: what reaches out of the page is not cut off. The whole picture goes into what remains.
+    RECT clipped;
+    ::IntersectRect(&clipped, &destination, &page);
+    return clipped;
+}
+
+// ---- Painting -------------------------------------------------------------------------------------------------
+
+int PaintForPrinter(HDC dc, const Device &device, BitmapHandle *bitmap, const RECT &destination, const RECT *clip)
+{
+    constexpr unsigned kOrdered = DISPLAYMODE_BIT0 | DISPLAYMODE_CLUSTERED;
+    const bool monochrome = device.numColors < 3 && device.Depth() == 1;
+    const DisplayModeScope mode(monochrome ? kOrdered | DISPLAYMODE_PALETTE_INDICES
+                                           : DISPLAYMODE_PALETTE_INDICES | DISPLAYMODE_DITHER,
+                                monochrome ? kOrdered : 0);
+    return PaintBitmap(dc, bitmap, {nullptr, nullptr, &destination, clip}, SRCCOPY);
+}
+
+// Row by row, with a callback to tell and to ask.
+int PaintInRows(HDC dc, const Device &device, BitmapHandle *bitmap, const RECT &destination)
+{
+    const int rows = abs(destination.bottom - destination.top);
+    Progress progress(rows);
+    int status = progress.Start();
+    for (int row = 0; row < rows && !Failed(status); ++row) {
+        const RECT clip = {destination.left, destination.top + row, destination.right, destination.top + row + 1};
+        status = PaintForPrinter(dc, device, bitmap, destination, &clip);
+        if (!Failed(status))
+            status = progress.Step();
+    }
+    return status;
+}
+
+int PaintOnPage(HDC dc, BitmapHandle *bitmap, const Placement &placement)
+{
+    if (!IsAllocated(bitmap))
+        return ERR_NO_BITMAP;
+    const gdi::Palette palette(::V_CreatePaintPalette(dc, bitmap));
+    const Device device = Device::Of(dc);
+    const RECT destination = DestinationOnPage(device, bitmap, placement);
+    int status;
+    {
+        const gdi::PaletteSelection selection(dc, palette.get());
+        status = V_GetStatusCallBack() ? PaintInRows(dc, device, bitmap, destination)
+                                       : PaintForPrinter(dc, device, bitmap, destination, nullptr);
+    }
+    if (palette)
+        ::RealizePalette(dc);
+    return status;
+}
+
+// ---- In one piece ---------------------------------------------------------------------------------------------
+
+// Whether the pixels can be handed over as they lie, but for the order of the rows.
+bool IsPlainDib(const BitmapHandle *bitmap)
+{
+    const int bits = bitmap->BitsPerPixel;
+    const bool depthFits = bits == 1 || bits == 4 || bits == 8 || (bits == 24 && bitmap->ColorOrder == COLOR_ORDER_BGR);
+    return depthFits && IsAllocated(bitmap) && !(bitmap->Flags & (FLAG_DISK | FLAG_COMPRESSED));
+}
+
+// A locked bitmap's rows from the bottom line up for a scope. It needs no memory, so that they can always be put back.
+class BottomUpRows {
+public:
+    explicit BottomUpRows(const BitmapHandle *bitmap) : m_bitmap(bitmap) { TurnOver(); }
+    ~BottomUpRows() { TurnOver(); }
+    BottomUpRows(const BottomUpRows &) = delete;
+    BottomUpRows &operator=(const BottomUpRows &) = delete;
+
+    const void *data() const { return DirectRows(m_bitmap); }
+
+private:
+    void TurnOver()
+    {
+        uint8_t *const rows = DirectRows(m_bitmap);
+        const size_t lineBytes = size_t(m_bitmap->BytesPerLine);
+        if (m_bitmap->Orientation == ORIENT_BOTTOM_UP || !rows)
+            return;
+        for (int low = 0, high = m_bitmap->Height - 1; low < high; ++low, --high)
+            mirrorKernels.exchange(rows + size_t(low) * lineBytes, rows + size_t(high) * lineBytes, lineBytes);
+    }
+
+    const BitmapHandle *m_bitmap;
+};
+
+void StretchOnPage(HDC dc, BitmapHandle *bitmap, const Placement &placement)
+{
+    const Buffer<PaintHeader> info(1, Buffer<PaintHeader>::Fill::Zero);
+    if (!info)
+        return;
+    const int bits = bitmap->BitsPerPixel;
+    info[0].header = {sizeof(BITMAPINFOHEADER),
+                      bitmap->Width,
+                      bitmap->Height,
+                      1,
+                      WORD(bits),
+                      BI_RGB,
+                      DWORD(bitmap->BytesPerLine) * DWORD(bitmap->Height),
+                      0,
+                      0,
+                      DWORD(IsPalettised(bits) ? bitmap->ColorCount : 0),
+                      0};
+    // The bitmap's own colours: its indices mean no others, whatever a paint would dither to.
+    if (IsPalettised(bits))
+        ReadPalette(bitmap, info[0].colors);
+    const gdi::Palette palette(IsPalettised(bits) ? ::V_CreatePaintPalette(dc, bitmap) : nullptr);
+    const gdi::PaletteSelection selection(dc, palette.get());
+    const BitmapLock lock(bitmap);
+    const BottomUpRows rows(bitmap);
+    if (rows.data())
+        ::StretchDIBits(dc, placement.x, placement.y, placement.width, placement.height, 0, 0, bitmap->Width,
+                        bitmap->Height, rows.data(), reinterpret_cast<const BITMAPINFO *>(info.data()), DIB_RGB_COLORS,
+                        SRCCOPY);
+}
+
+} // namespace
+
+// ---- Exports --------------------------------------------------------------------------------------------------
+
+HDC VEXO_CALL V_PrintBitmapExt(HDC hdc, BitmapHandle *bitmap, int x, int y, int width, int height, int endDoc)
+{
+    const HDC dc = hdc ? hdc : OpenDefaultPrinter();
+    if (!dc)
+        return nullptr;
+    if (bitmap && Failed(PaintOnPage(dc, bitmap, {x, y, width, height})))
+        return AbandonCall(dc, !hdc, endDoc);
+    return FinishCall(dc, endDoc);
+}
+
+HDC VEXO_CALL V_PrintBitmapFast(HDC hdc, BitmapHandle *bitmap, int x, int y, int width, int height, int endDoc)
+{
+    if (bitmap && !IsPlainDib(bitmap))
+        return V_PrintBitmapExt(hdc, bitmap, x, y, width, height, endDoc);
+    const HDC dc = hdc ? hdc : OpenDefaultPrinter();
+    if (!dc)
+        return nullptr;
+    if (bitmap)
+        StretchOnPage(dc, bitmap, {x, y, width, height});
+    return FinishCall(dc, endDoc);
+}
+
+HDC VEXO_CALL V_PrintBitmap(BitmapHandle *bitmap, int x, int y, int width, int height, int endDoc)
+{
+    ThreadSettings *const thread = CurrentThread();
+    if (!thread)
+        return nullptr;
+    const HDC dc = V_PrintBitmapExt(thread->printJob, bitmap, x, y, width, height, endDoc);
+    thread->printJob = endDoc ? nullptr : dc;
+    return dc;
+}
