@@ -96,11 +96,13 @@ private:
     HGDIOBJ m_former;
 };
 
-// A palette in a DC for a scope, realised as a foreground palette; null selects nothing.
+// A palette in a DC for a scope, realised in the foreground unless it is forced into the background; null selects
+// nothing.
 class PaletteSelection {
 public:
-    PaletteSelection(HDC dc, HPALETTE palette)
-        : m_dc(dc), m_former(palette ? ::SelectPalette(dc, palette, FALSE) : nullptr)
+    PaletteSelection(HDC dc, HPALETTE palette, BOOL inBackground = FALSE)
+        : m_dc(dc), m_inBackground(inBackground),
+          m_former(palette ? ::SelectPalette(dc, palette, inBackground) : nullptr)
     {
         if (m_former)
             ::RealizePalette(dc);
@@ -108,13 +110,14 @@ public:
     ~PaletteSelection()
     {
         if (m_former)
-            ::SelectPalette(m_dc, m_former, FALSE);
+            ::SelectPalette(m_dc, m_former, m_inBackground);
     }
     PaletteSelection(const PaletteSelection &) = delete;
     PaletteSelection &operator=(const PaletteSelection &) = delete;
 
 private:
     HDC m_dc;
+    BOOL m_inBackground;
     HPALETTE m_former;
 };
 

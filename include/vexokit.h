@@ -808,6 +808,25 @@ VEXO_API HDC VEXO_CALL V_PrintBitmap(BitmapHandle *bitmap, int x, int y, int wid
 
 /* ---- Paint effects ------------------------------------------------------------------------------------------- */
 
+/* Paints a bitmap like V_PaintDC, revealing it piece by piece. The picture is made in memory first; rop applies to the
+ * copies from there. Every piece that is copied is a step for the progress callback; a callback that stops leaves what
+ * was drawn.
+ *
+ * srcRect, srcClip   shape only what part of the destination is touched: the picture in dstRect is the whole bitmap
+ * effect             0 none (V_PaintDC)                     15, 16 frames, inwards or outwards
+ *                    1, 2 rows from the top or bottom       17, 18 the same, every eighth first
+ *                    3, 4 columns from the left or right    19, 20 spirals, inwards or outwards
+ *                    5 to 8 tiles of 2, 4, 8 or 16 pixels   21, 22 rows, columns from the edges to the middle
+ *                    9, 10 rows, columns in random order    23, 24 columns, rows the same, every eighth first
+ *                    11, 12 columns, rows from the middle   25, 26 columns from the left, right, every eighth first
+ *                    13, 14 rows, columns the same,         27, 28 rows from the bottom, top, every eighth first
+ *                           every eighth first              29 to 32 slides in from the left, right, bottom, top
+ * Returns RESULT_SUCCESS, also when nothing shows; ERR_INV_PARAMETER for a null bitmap, hdc or dstRect, a bitmap
+ * without storage or an effect above 32; ERR_NO_MEMORY when there is no image in memory for the device (metafiles have none);
+ * the errors of V_PaintDC; the callback's result. */
+VEXO_API int VEXO_CALL V_PaintDCEffect(HDC hdc, BitmapHandle *bitmap, const RECT *srcRect, const RECT *srcClip,
+                                       const RECT *dstRect, const RECT *dstClip, DWORD rop, unsigned effect);
+
 /* ---- A device context over a bitmap -------------------------------------------------------------------------- */
 
 /* Makes a memory DC that draws into the bitmap's own pixels: no copy either way. Call GdiFlush before the bitmap is
