@@ -200,6 +200,11 @@ show_operations() {
     operate "Halftone, clustered" clustered halftone --clustered
     operate "Filled in an ellipse xor a polygon" region \
         --region ellipse:60,60,440,420 --region xor:polygon:320,20,620,460,200,240,600,200,180,440 fill '#2060c0'
+    operate "Eight phases of the frame around it" frames \
+        --region ellipse:60,60,440,420 --region xor:polygon:320,20,620,460,200,240,600,200,180,440 \
+        resample 320 240 frame --all
+    run_to_figure "Every paint effect, half way" results/operations/effects.png \
+        effects "$subject" "$out/results/operations/effects.png"
     operate "Cropped" crop crop 160,120,320,240
     operate "Resized to 200 x 100" resize resize 200 100
     operate "Resampled to 200 x 100" resample resample 200 100

@@ -54,6 +54,7 @@ Bitmap ContactSheet::Make(int columns, const std::wstring &path)
     CheckStatus(V_CreateBitmap(sheet.get(), STORAGE_MEMORY, grid.Left(size_t(grid.columns)), grid.Top(rows), 24,
                                COLOR_ORDER_BGR, nullptr, ORIENT_BOTTOM_UP),
                 path, "has no room for a contact sheet");
+    sheet->XResolution = sheet->YResolution = 96;
     CheckStatus(V_FillBitmap(sheet.get(), RGB(255, 255, 255)), path, "cannot be filled");
     for (size_t i = 0; i < m_cells.size(); ++i) {
         Bitmap &picture = m_cells[i].picture;

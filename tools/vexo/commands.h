@@ -21,6 +21,8 @@ void AddInfoCommand(CLI::App &program, Session &session);
 void AddConvertCommand(CLI::App &program, Session &session);
 void AddFramesCommand(CLI::App &program, Session &session);
 void AddPlayCommand(CLI::App &program, Session &session);
+void AddEffectsCommand(CLI::App &program, Session &session);
+void AddPrintCommand(CLI::App &program, Session &session);
 void AddCaptureCommand(CLI::App &program, Session &session);
 
 // Prints "vexo: WORDS" to standard error.

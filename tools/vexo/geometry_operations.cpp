@@ -61,6 +61,7 @@ Step Rotate(CLI::App &parser)
 Step Shear(CLI::App &parser)
 {
     const auto options = AddTurnOptions(parser, "--vertical", "Move columns instead of rows");
+    parser.get_option("DEGREES")->check(CLI::Range(-45.0, 45.0));
     return [options](Workpiece &piece) {
         piece.Check(V_ShearBitmap(piece.bitmap.get(), options->Hundredths(), options->other ? 0 : 1,
                                   ParseColor(options->color, "--fill")),
@@ -144,8 +145,8 @@ Step Underlay(CLI::App &parser)
 }
 
 constexpr Operation kOperations[] = {
-    {"resize", "Change the size, each pixel the nearest one", ChangeSize<V_SizeBitmap>},
-    {"resample", "Change the size by means and interpolation", ChangeSize<V_ResampleBitmap>},
+    {"resize", "Change the size, taking the nearest pixels", ChangeSize<V_SizeBitmap>},
+    {"resample", "Change the size smoothly", ChangeSize<V_ResampleBitmap>},
     {"rotate", "Turn the picture clockwise", Rotate},
     {"shear", "Slant it", Shear},
     {"flip", "Turn it upside down", Mirror<V_FlipBitmap>},

@@ -9,7 +9,8 @@ namespace vexo::tools {
 namespace {
 
 constexpr AddCommand kCommands[] = {
-    AddInfoCommand, AddConvertCommand, AddFramesCommand, AddPlayCommand, AddCaptureCommand,
+    AddInfoCommand,    AddConvertCommand, AddFramesCommand,  AddPlayCommand,
+    AddCaptureCommand, AddPrintCommand,   AddEffectsCommand,
 };
 
 std::string VersionText()

@@ -1,6 +1,7 @@
-// fill, crop and alpha.
+// fill, frame, crop and alpha.
 #include "vexo/operations.h"
 
+#include "common/contact_sheet.h"
 #include "common/errors.h"
 #include "common/image_file.h"
 #include "common/text.h"
@@ -48,8 +49,45 @@ Step Alpha(CLI::App &parser)
     };
 }
 
+// Draws the marching frame of the region in one of its eight phases.
+void DrawFrame(Workpiece &piece, Bitmap &bitmap, unsigned phase)
+{
+    const HDC dc = V_CreateVexoDC(bitmap.get());
+    if (!dc)
+        throw FileError(piece.path, "cannot be drawn on");
+    const RegionTransform fromTop = {ORIENT_TOP_DOWN, 1, 1, 1, 1, 0, 0};
+    const int status = V_FrameBitmapRgn(dc, bitmap.get(), &fromTop, phase);
+    GdiFlush();
+    V_DeleteVexoDC(dc);
+    piece.Check(status, "cannot be framed");
+}
+
+Step Frame(CLI::App &parser)
+{
+    static constexpr unsigned kPhases = 8;
+    struct Options {
+        unsigned phase = 0;
+        bool all = false;
+    };
+    auto options = std::make_shared<Options>();
+    parser.add_option("--phase", options->phase, "0 to 7 (default: 0)")->check(CLI::Range(0u, kPhases - 1));
+    parser.add_flag("--all", options->all, "All phases on one sheet");
+    return [options](Workpiece &piece) {
+        if (!options->all)
+            return DrawFrame(piece, piece.bitmap, options->phase);
+        ContactSheet sheet;
+        for (unsigned phase = 0; phase < kPhases; ++phase) {
+            Bitmap framed = CopyOf(piece.bitmap, piece.path);
+            DrawFrame(piece, framed, phase);
+            sheet.Add(std::move(framed), L"phase " + std::to_wstring(phase));
+        }
+        piece.bitmap = sheet.Make(4, piece.path);
+    };
+}
+
 constexpr Operation kOperations[] = {
     {"fill", "Fill the region, or all, with a colour", Fill},
+    {"frame", "Draw a marching frame around the region, or all", Frame},
     {"crop", "Cut a rectangle out", Crop},
     {"alpha", "Show the alpha as grays, or take it from a picture", Alpha},
 };
