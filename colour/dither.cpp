@@ -105,7 +105,7 @@ int StartErrors(DitherState *state)
     if (!IsDiffusion(state->method))
         return RESULT_SUCCESS;
     const int64_t bytes = ErrorBytes(state->method, state->width);
-    if (bytes > SIZE_MAX / 2)
+    if (bytes > INT32_MAX)
         return ERR_NO_MEMORY;
     state->errorMemory = Buffer<uint8_t>(size_t(bytes), Buffer<uint8_t>::Fill::Zero).Release();
     if (!state->errorMemory)

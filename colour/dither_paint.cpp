@@ -23,7 +23,7 @@ int MethodFor(unsigned displayMode)
 uint8_t *AllocateErrors(int width)
 {
     const int64_t bytes = width >= 0 ? ErrorBytes(DITHER_FLOYD_STEINBERG, width) : 0;
-    if (bytes == 0 || bytes > SIZE_MAX / 2)
+    if (bytes == 0 || bytes > INT32_MAX)
         return nullptr;
     return Buffer<uint8_t>(size_t(bytes), Buffer<uint8_t>::Fill::Zero).Release();
 }

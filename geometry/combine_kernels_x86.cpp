@@ -36,10 +36,13 @@ VEXO_AVX2_PIECE __m256i MultiplyLanes(__m256i x, __m256i y, __m128i bits)
     return _mm256_srl_epi16(rounded, bits);
 }
 
+template <int LaneBytes>
 VEXO_AVX2_PIECE __m256i Multiply(__m256i x, __m256i y, int bits)
 {
-    const __m256i zero = _mm256_setzero_si256();
     const __m128i shift = _mm_cvtsi32_si128(bits);
+    if constexpr (LaneBytes == 2)
+        return MultiplyLanes(x, y, shift);
+    const __m256i zero = _mm256_setzero_si256();
     const __m256i low = MultiplyLanes(_mm256_unpacklo_epi8(x, zero), _mm256_unpacklo_epi8(y, zero), shift);
     const __m256i high = MultiplyLanes(_mm256_unpackhi_epi8(x, zero), _mm256_unpackhi_epi8(y, zero), shift);
     return _mm256_packus_epi16(low, high);
@@ -57,20 +60,30 @@ VEXO_AVX2_PIECE __m256i DivideLanes(__m256i x, __m256i y)
     return _mm256_packs_epi32(_mm256_cvttps_epi32(low), _mm256_cvttps_epi32(high));
 }
 
-// min(x * top / y, top), and top for y = 0.
-VEXO_AVX2_PIECE __m256i Divide(__m256i x, __m256i y, __m256i top)
+template <int LaneBytes>
+VEXO_AVX2_PIECE __m256i Quotients(__m256i x, __m256i y, __m256i top)
 {
+    if constexpr (LaneBytes == 2)
+        return DivideLanes(_mm256_mullo_epi16(x, top), y);
     const __m256i zero = _mm256_setzero_si256();
     const __m256i factor = _mm256_unpacklo_epi8(top, zero);
     const __m256i low =
         DivideLanes(_mm256_mullo_epi16(_mm256_unpacklo_epi8(x, zero), factor), _mm256_unpacklo_epi8(y, zero));
     const __m256i high =
         DivideLanes(_mm256_mullo_epi16(_mm256_unpackhi_epi8(x, zero), factor), _mm256_unpackhi_epi8(y, zero));
-    const __m256i notBelow = _mm256_cmpeq_epi8(_mm256_max_epu8(x, y), x);
-    return _mm256_blendv_epi8(_mm256_packus_epi16(low, high), top, notBelow);
+    return _mm256_packus_epi16(low, high);
 }
 
-template <ChannelOperation Operation>
+// min(x * top / y, top), and top for y = 0.
+template <int LaneBytes>
+VEXO_AVX2_PIECE __m256i Divide(__m256i x, __m256i y, __m256i top)
+{
+    const __m256i notBelow = _mm256_cmpeq_epi8(_mm256_max_epu8(x, y), x);
+    return _mm256_blendv_epi8(Quotients<LaneBytes>(x, y, top), top, notBelow);
+}
+
+// Channels are bytes, or the low bytes of 16-bit lanes whose high bytes are 0.
+template <ChannelOperation Operation, int LaneBytes>
 VEXO_AVX2_PIECE __m256i Combine(__m256i d, __m256i s, __m256i top, int bits)
 {
     if constexpr (Operation == kAdd)
@@ -80,11 +93,11 @@ VEXO_AVX2_PIECE __m256i Combine(__m256i d, __m256i s, __m256i top, int bits)
     else if constexpr (Operation == kSubtractDestination)
         return _mm256_subs_epu8(s, d);
     else if constexpr (Operation == kMultiply)
-        return Multiply(d, s, bits);
+        return Multiply<LaneBytes>(d, s, bits);
     else if constexpr (Operation == kDivideBySource)
-        return Divide(d, s, top);
+        return Divide<LaneBytes>(d, s, top);
     else if constexpr (Operation == kDivideByDestination)
-        return Divide(s, d, top);
+        return Divide<LaneBytes>(s, d, top);
     else if constexpr (Operation == kAverage)
         return _mm256_add_epi8(_mm256_and_si256(d, s),
                                _mm256_and_si256(_mm256_srli_epi16(_mm256_xor_si256(d, s), 1), Every(0x7F)));
@@ -96,12 +109,21 @@ VEXO_AVX2_PIECE __m256i Combine(__m256i d, __m256i s, __m256i top, int bits)
 
 // ---- Loops ----------------------------------------------------------------------------------------------------
 
-template <ChannelOperation Operation>
+template <int LaneBytes>
+VEXO_AVX2_PIECE __m256i EveryLane(uint8_t channel)
+{
+    return LaneBytes == 2 ? _mm256_set1_epi16(channel) : Every(channel);
+}
+
+template <ChannelOperation Operation, int LaneBytes>
 VEXO_AVX2_PIECE __m256i CombineTreated(__m256i d, __m256i s, const ChannelTreatment &how)
 {
-    d = _mm256_xor_si256(_mm256_and_si256(d, Every(how.destinationKeep)), Every(how.destinationFlip));
-    s = _mm256_xor_si256(_mm256_and_si256(s, Every(how.sourceKeep)), Every(how.sourceFlip));
-    return _mm256_xor_si256(Combine<Operation>(d, s, Every(how.top), how.bits), Every(how.resultFlip));
+    d = _mm256_xor_si256(_mm256_and_si256(d, EveryLane<LaneBytes>(how.destinationKeep)),
+                         EveryLane<LaneBytes>(how.destinationFlip));
+    s = _mm256_xor_si256(_mm256_and_si256(s, EveryLane<LaneBytes>(how.sourceKeep)),
+                         EveryLane<LaneBytes>(how.sourceFlip));
+    return _mm256_xor_si256(Combine<Operation, LaneBytes>(d, s, EveryLane<LaneBytes>(how.top), how.bits),
+                            EveryLane<LaneBytes>(how.resultFlip));
 }
 
 template <ChannelOperation Operation>
@@ -110,34 +132,36 @@ VEXO_TARGET_AVX2 void CombineBytesAvx2(uint8_t *destination, const uint8_t *sour
 {
     const ChannelTreatment local = how; // which the stores cannot change
     for (; count >= 32; count -= 32, destination += 32, source += 32)
-        Store256(destination, CombineTreated<Operation>(Load256(destination), Load256(source), local));
+        Store256(destination, CombineTreated<Operation, 1>(Load256(destination), Load256(source), local));
     plainCombineKernels.bytes[Operation](destination, source, count, how);
 }
 
-// The field at `Shift` of 16 pixels, combined and put back in its place.
+// Combines one field of 16 pixels a step. The three fields are done one after the other, row by row: the constants of
+// one are as many as there are registers.
 template <ChannelOperation Operation, int Shift>
-VEXO_AVX2_PIECE __m256i CombineField(__m256i d, __m256i s, const ChannelTreatment &how)
+VEXO_AVX2_PIECE void CombineField(uint8_t *destination, const uint8_t *source, size_t count, const ChannelTreatment how)
 {
     const __m256i five = _mm256_set1_epi16(31);
-    const __m256i result = CombineTreated<Operation>(_mm256_and_si256(_mm256_srli_epi16(d, Shift), five),
-                                                     _mm256_and_si256(_mm256_srli_epi16(s, Shift), five), how);
-    return _mm256_slli_epi16(_mm256_and_si256(result, five), Shift);
+    for (; count >= 16; count -= 16, destination += 32, source += 32) {
+        const __m256i d = Load256(destination);
+        const __m256i s = _mm256_and_si256(_mm256_srli_epi16(Load256(source), Shift), five);
+        const __m256i result =
+            CombineTreated<Operation, 2>(_mm256_and_si256(_mm256_srli_epi16(d, Shift), five), s, how);
+        const __m256i field = _mm256_slli_epi16(_mm256_and_si256(result, five), Shift);
+        Store256(destination, _mm256_or_si256(_mm256_andnot_si256(_mm256_slli_epi16(five, Shift), d), field));
+    }
 }
 
 template <ChannelOperation Operation>
 VEXO_TARGET_AVX2 void CombineFieldsAvx2(uint8_t *destination, const uint8_t *source, size_t count,
                                         const ChannelTreatment &how)
 {
-    const ChannelTreatment local = how;
-    for (; count >= 16; count -= 16, destination += 32, source += 32) {
-        const __m256i d = Load256(destination), s = Load256(source);
-        __m256i result = _mm256_and_si256(d, _mm256_set1_epi16(short(0x8000)));
-        result = _mm256_or_si256(result, CombineField<Operation, 0>(d, s, local));
-        result = _mm256_or_si256(result, CombineField<Operation, 5>(d, s, local));
-        result = _mm256_or_si256(result, CombineField<Operation, 10>(d, s, local));
-        Store256(destination, result);
-    }
-    plainCombineKernels.fields[Operation](destination, source, count, how);
+    const size_t steps = count / 16 * 16;
+    // No field depends on another, not even when source and destination are the same.
+    CombineField<Operation, 0>(destination, source, steps, how);
+    CombineField<Operation, 5>(destination, source, steps, how);
+    CombineField<Operation, 10>(destination, source, steps, how);
+    plainCombineKernels.fields[Operation](destination + 2 * steps, source + 2 * steps, count - steps, how);
 }
 
 template <size_t... Operations>

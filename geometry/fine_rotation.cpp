@@ -91,6 +91,11 @@ struct BytePixels {
     {
         memcpy(to, row + ptrdiff_t(column) * Bytes, Bytes);
     }
+    // The same in one move, where a byte follows on both sides and the one behind the copy counts for nothing.
+    static void CopyFreely(uint8_t *to, const uint8_t *row, int column)
+    {
+        memcpy(to, row + ptrdiff_t(column) * Bytes, Bytes == 3 ? 4 : Bytes);
+    }
 };
 
 // Packed pixels are painted as a byte each.
@@ -100,21 +105,45 @@ struct IndexPixels : Format {
     static constexpr bool kIsPacked = true;
 
     static void Copy(uint8_t *to, const uint8_t *row, int column) { *to = uint8_t(Format::Get(row, size_t(column))); }
+    static void CopyFreely(uint8_t *to, const uint8_t *row, int column) { Copy(to, row, column); }
 };
 
-// Paints `count` pixels, at most kChunkColumns, from the place (column, row) on, of which row 0 is at `rows`.
-template <class Pixels>
-void PaintChunk(uint8_t *to, int count, const uint8_t *rows, ptrdiff_t stride, int64_t column, int64_t row,
-                const SourcePlaces &places)
+// A place in the source: whole pixels with parts of kFraction.
+struct Place {
+    int64_t column, row;
+};
+
+// Paints `count` pixels, at most kChunkColumns, from a place on, of which row 0 is at `rows`.
+template <class Pixels, bool IsFree>
+void PaintPixels(uint8_t *to, int count, const uint8_t *rows, ptrdiff_t stride, Place place, const SourcePlaces &places)
 {
-    const uint8_t *const firstRow = rows + ptrdiff_t(row >> kShift) * stride;
-    const int firstColumn = int(column >> kShift), columnStep = places.columnStep(), rowStep = places.rowStep();
-    int columnPart = int(column & kFraction), rowPart = int(row & kFraction);
+    const uint8_t *const firstRow = rows + ptrdiff_t(place.row >> kShift) * stride;
+    const int firstColumn = int(place.column >> kShift), columnStep = places.columnStep(), rowStep = places.rowStep();
+    int columnPart = int(place.column & kFraction), rowPart = int(place.row & kFraction);
     for (int i = 0; i < count; ++i, to += Pixels::kPaintedBytes) {
-        Pixels::Copy(to, firstRow + ptrdiff_t(rowPart >> kShift) * stride, firstColumn + (columnPart >> kShift));
+        const uint8_t *const row = firstRow + ptrdiff_t(rowPart >> kShift) * stride;
+        if constexpr (IsFree)
+            Pixels::CopyFreely(to, row, firstColumn + (columnPart >> kShift));
+        else
+            Pixels::Copy(to, row, firstColumn + (columnPart >> kShift));
         columnPart += columnStep;
         rowPart += rowStep;
     }
+}
+
+// The same, with `lastRow` the last one that can be read.
+template <class Pixels>
+void PaintChunk(uint8_t *to, int count, const uint8_t *rows, ptrdiff_t stride, int lastRow, Place place,
+                const SourcePlaces &places)
+{
+    // Pixels before the last one are followed by others, and so are rows above the last.
+    const int before = count - 1;
+    const Place last = {place.column + int64_t(before) * places.columnStep(),
+                        place.row + int64_t(before) * places.rowStep()};
+    if (std::max(place.row, last.row) >> kShift >= lastRow)
+        return PaintPixels<Pixels, false>(to, count, rows, stride, place, places);
+    PaintPixels<Pixels, true>(to, before, rows, stride, place, places);
+    PaintPixels<Pixels, false>(to + ptrdiff_t(before) * Pixels::kPaintedBytes, 1, rows, stride, last, places);
 }
 
 // ---- Rows -----------------------------------------------------------------------------------------------------
@@ -188,7 +217,7 @@ private:
                 Pixels::Unpack(row, m_band.Row(top + i), size_t(m_result->Width));
             }
         }
-        PaintRuns(top, count, runs, sourceRows.start);
+        PaintRuns(top, count, runs, sourceRows);
         for (int i = 0; i < count; ++i) {
             uint8_t *const row = m_band.Row(top + i);
             if constexpr (Pixels::kIsPacked)
@@ -198,15 +227,18 @@ private:
         return m_band.Write();
     }
 
-    void PaintRuns(int top, int count, const Run *runs, int firstSourceRow)
+    void PaintRuns(int top, int count, const Run *runs, Run sourceRows)
     {
         for (int left = 0; left < m_result->Width; left += kChunkColumns)
             for (int i = 0; i < count; ++i) {
                 const int start = std::max(runs[i].start, left), end = std::min(runs[i].end, left + kChunkColumns);
                 if (start < end)
                     PaintChunk<Pixels>(PaintedRow(top, i) + PaintedBytes(start), end - start,
-                                       m_window.Row(firstSourceRow), m_window.stride(), m_places.Column(start, top + i),
-                                       m_places.Row(start, top + i) - (int64_t(firstSourceRow) << kShift), m_places);
+                                       m_window.Row(sourceRows.start), m_window.stride(),
+                                       sourceRows.end - sourceRows.start - 1,
+                                       {m_places.Column(start, top + i),
+                                        m_places.Row(start, top + i) - (int64_t(sourceRows.start) << kShift)},
+                                       m_places);
             }
     }
 

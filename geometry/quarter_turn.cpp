@@ -11,23 +11,25 @@ namespace vexo {
 
 namespace {
 
-constexpr int kTile = 64;         // pixels a side, and rows in a step of the result
-constexpr int kBitsColumns = 256; // columns of 1-bit pixels in a tile: half a cache line of each row
+constexpr int kTile = 128;       // whole-byte pixels a side: some cache lines of each row
+constexpr int kPackedTile = 64;  // pixels of 2 to 7 bits a side, and rows of 1-bit pixels
+constexpr int kBitColumns = 256; // columns of 1-bit pixels: half a cache line of each row
 
-constexpr int StepRows(int bits) { return bits == 1 ? kBitsColumns : kTile; }
+constexpr int TileRows(int bits) { return bits < 8 ? kPackedTile : kTile; }
+constexpr int TileColumns(int bits) { return bits == 1 ? kBitColumns : TileRows(bits); }
 constexpr int CountSteps(int total, int step) { return (total + step - 1) / step; }
 
 // Pixels of 2 to 7 bits are turned as bytes. Tiles begin at a multiple of eight pixels, hence at a byte.
 void TransposeIndices(int bits, uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t fromStride, int columns,
                       int rows)
 {
-    uint8_t pixels[kTile * kTile], turned[kTile * kTile];
+    uint8_t pixels[kPackedTile * kPackedTile], turned[kPackedTile * kPackedTile];
     WithIndexDepth(bits, [&](auto format) {
         for (int r = 0; r < rows; ++r)
-            format.Unpack(pixels + r * kTile, from + r * fromStride, size_t(columns));
-        turnKernels.bytes[0](turned, kTile, pixels, kTile, columns, rows);
+            format.Unpack(pixels + r * kPackedTile, from + r * fromStride, size_t(columns));
+        turnKernels.bytes[0](turned, kPackedTile, pixels, kPackedTile, columns, rows);
         for (int c = 0; c < columns; ++c)
-            format.Pack(to + c * toStride, turned + c * kTile, size_t(rows));
+            format.Pack(to + c * toStride, turned + c * kPackedTile, size_t(rows));
     });
 }
 
@@ -35,8 +37,8 @@ void TransposeIndices(int bits, uint8_t *to, ptrdiff_t toStride, const uint8_t *
 void TransposeStrip(int bits, uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t fromStride, int columns,
                     int rows)
 {
-    for (int r = 0; r < rows; r += kTile) {
-        const int count = std::min(rows - r, kTile);
+    for (int r = 0; r < rows; r += TileRows(bits)) {
+        const int count = std::min(rows - r, TileRows(bits));
         uint8_t *const place = to + size_t(r) * size_t(bits) / 8;
         const uint8_t *const first = from + r * fromStride;
         if (bits == 1)
@@ -53,12 +55,12 @@ void TransposeStrip(int bits, uint8_t *to, ptrdiff_t toStride, const uint8_t *fr
 int TurnSteps(const BitmapHandle *result, const BitmapHandle *source)
 {
     const int windowRows = DirectRows(source) ? source->Height : WindowRows(source, kTile);
-    return CountSteps(source->Height, windowRows) * CountSteps(result->Height, StepRows(result->BitsPerPixel));
+    return CountSteps(source->Height, windowRows) * CountSteps(result->Height, TileColumns(result->BitsPerPixel));
 }
 
 int TurnRows(BitmapHandle *result, BitmapHandle *source, bool clockwise, Progress *progress)
 {
-    const int bits = source->BitsPerPixel, stepRows = StepRows(bits);
+    const int bits = source->BitsPerPixel, stepRows = TileColumns(bits);
     RowBand window(source, WindowRows(source, kTile)), band(result, stepRows);
     if (!window || !band)
         return ERR_NO_MEMORY;
@@ -98,9 +100,11 @@ namespace {
 // row of an odd size belongs and its middle column does not.
 class Square {
 public:
-    Square(BitmapHandle *bitmap, bool clockwise)
+    // `waiting` has room for a tile.
+    Square(BitmapHandle *bitmap, bool clockwise, uint8_t *waiting)
         : m_rows(DirectRows(bitmap)), m_stride(bitmap->BytesPerLine), m_size(bitmap->Width),
-          m_bytes(bitmap->BitsPerPixel / 8), m_transpose(turnKernels.bytes[m_bytes - 1]), m_clockwise(clockwise)
+          m_bytes(bitmap->BitsPerPixel / 8), m_transpose(turnKernels.bytes[m_bytes - 1]), m_clockwise(clockwise),
+          m_waiting(waiting)
     {
     }
 
@@ -153,14 +157,13 @@ private:
         for (int n = 0; n < 4; ++n)
             tiles[clockwise ? n : (4 - n) % 4] = Turned(n, top, left, rows, columns);
         // The first tile waits, turned already, while the other three move on one after the other.
-        uint8_t waiting[kTile * kTile * 4];
-        const Tile held = {waiting, tiles[1].columns * m_bytes, tiles[1].columns, tiles[1].rows};
+        const Tile held = {m_waiting, tiles[1].columns * m_bytes, tiles[1].columns, tiles[1].rows};
         Move(held, tiles[0], clockwise);
         Move(tiles[0], tiles[3], clockwise);
         Move(tiles[3], tiles[2], clockwise);
         Move(tiles[2], tiles[1], clockwise);
         for (int r = 0; r < held.rows; ++r)
-            memcpy(tiles[1].first + r * m_stride, waiting + r * held.stride, size_t(held.stride));
+            memcpy(tiles[1].first + r * m_stride, m_waiting + r * held.stride, size_t(held.stride));
     }
 
     uint8_t *m_rows;
@@ -169,6 +172,7 @@ private:
     int m_bytes; // of a pixel
     TurnKernels::Transpose m_transpose;
     bool m_clockwise;
+    uint8_t *m_waiting;
 };
 
 } // namespace
@@ -180,7 +184,10 @@ bool CanTurnInPlace(const BitmapHandle *bitmap)
 
 int TurnInPlace(BitmapHandle *bitmap, bool clockwise, int progressFrom, int progressTo)
 {
-    Square square(bitmap, clockwise);
+    Buffer<uint8_t> waiting(size_t(kTile) * kTile * unsigned(bitmap->BitsPerPixel / 8));
+    if (!waiting)
+        return ERR_NO_MEMORY;
+    Square square(bitmap, clockwise, waiting.data());
     const int steps = square.StepCount();
     Progress progress(steps, progressFrom, progressTo);
     int status = progress.Start();

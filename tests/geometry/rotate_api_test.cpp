@@ -205,8 +205,8 @@ TEST_F(Rotate, StoppedAndFailedCallsChangeNothing)
         StorageKind kind;
     };
     const Case cases[] = {
-        {130, 130, 24, 9000, StorageKind::PageFile},    {131, 131, 8, 27000, StorageKind::PageFile},
-        {70, 20, 32, 9000, StorageKind::PageFile},      {260, 20, 1, 27000, StorageKind::Compressed},
+        {258, 258, 24, 9000, StorageKind::PageFile},    {261, 261, 8, 27000, StorageKind::PageFile},
+        {140, 20, 32, 9000, StorageKind::PageFile},      {260, 20, 1, 27000, StorageKind::Compressed},
         {70, 30, 3, 27000, StorageKind::TemporaryFile}, {30, 40, 1, 3000, StorageKind::Compressed},
         {30, 11, 16, 18000, StorageKind::PageFile},     {30, 11, 5, 18000, StorageKind::TemporaryFile},
         {30, 40, 24, 1234, StorageKind::TemporaryFile}, {30, 40, 4, 1234, StorageKind::PageFile},
