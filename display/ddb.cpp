@@ -1,12 +1,41 @@
-// Bitmaps from GDI bitmaps (DDBs), and screen capture. The way in is a packed DIB, which GDI fills and V_ChangeFromDIB
-// takes over.
+// Conversion to and from GDI bitmaps (DDBs), and screen capture. The way out is painting, which gives every depth the
+// best that the device can show; the way in is a packed DIB, which GDI fills and V_ChangeFromDIB takes over.
 #include "core/core.h"
 #include "core/gdi.h"
 #include "display/dib.h"
+#include "display/paint.h"
 
 using namespace vexo;
 
 namespace {
+
+// ---- To a DDB -------------------------------------------------------------------------------------------------
+
+constexpr unsigned kPaintModeMask = DISPLAYMODE_PALETTE_INDICES | DISPLAYMODE_DITHER;
+
+// Paints the whole bitmap onto a DDB of its size.
+int PaintOnto(HBITMAP ddb, HDC memory, HDC device, BitmapHandle *bitmap)
+{
+    const gdi::Selection selection(memory, ddb);
+    if (!selection)
+        return ERR_NO_MEMORY;
+    const DisplayModeScope mode(kPaintModeMask, DISPLAYMODE_DITHER);
+    const gdi::Palette palette(V_CreatePaintPalette(device, bitmap));
+    const gdi::PaletteSelection paletteSelection(memory, palette.get());
+    const RECT whole = {0, 0, bitmap->Width, bitmap->Height};
+    return V_PaintDC(memory, bitmap, nullptr, nullptr, &whole, nullptr, SRCCOPY);
+}
+
+HBITMAP MakeDDB(HDC device, BitmapHandle *bitmap)
+{
+    const gdi::MemoryDC memory(device);
+    if (!memory)
+        return nullptr;
+    gdi::Bitmap ddb(::CreateCompatibleBitmap(device, bitmap->Width, bitmap->Height));
+    if (!ddb || Failed(PaintOnto(ddb.get(), memory.get(), device, bitmap)))
+        return nullptr;
+    return ddb.Release();
+}
 
 // ---- From a DDB -----------------------------------------------------------------------------------------------
 
@@ -74,6 +103,24 @@ HBITMAP Grab(HDC device, int left, int top, int width, int height, int *status)
 } // namespace
 
 // ---- Exports --------------------------------------------------------------------------------------------------
+
+HBITMAP VEXO_CALL V_ConvertToDDB(HDC hdc, BitmapHandle *bitmap)
+{
+    if (!IsAllocated(bitmap))
+        return nullptr;
+    if (hdc)
+        return MakeDDB(hdc, bitmap);
+    const gdi::ScreenDC screen;
+    return screen ? MakeDDB(screen.get(), bitmap) : nullptr;
+}
+
+HBITMAP VEXO_CALL V_ChangeToDDB(HDC hdc, BitmapHandle *bitmap)
+{
+    const HBITMAP ddb = V_ConvertToDDB(hdc, bitmap);
+    if (ddb)
+        V_FreeBitmap(bitmap);
+    return ddb;
+}
 
 int VEXO_CALL V_ConvertFromDDB(HDC hdc, BitmapHandle *bitmap, HBITMAP hBitmap, HPALETTE hPalette)
 {

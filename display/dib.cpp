@@ -6,6 +6,7 @@
 #include "colour/colour.h"
 #include "core/core.h"
 #include "core/gdi.h"
+#include "display/device.h"
 
 using namespace vexo;
 
@@ -141,16 +142,16 @@ struct DibInfo {
     int64_t RowsOffset() const { return headerSize + tableEntries * entryBytes; }
 };
 
-int ScreenCaps(int index)
+Device ScreenDevice()
 {
     const gdi::ScreenDC screen;
-    return screen ? ::GetDeviceCaps(screen.get(), index) : 0;
+    return Device::Of(screen.get());
 }
 
 // Deliberate: a resolution of 0 takes the screen's width or height in pixels.
-int ResolutionOf(LONG pixelsPerMetre, int screenIndex)
+int ResolutionOf(LONG pixelsPerMetre, int Device::*screenSize)
 {
-    return DotsPerInch(pixelsPerMetre ? pixelsPerMetre : ScreenCaps(screenIndex));
+    return DotsPerInch(pixelsPerMetre ? pixelsPerMetre : ScreenDevice().*screenSize);
 }
 
 struct HeaderFields {
@@ -226,8 +227,8 @@ int ReadHeader(const uint8_t *bytes, uint64_t available, DibInfo *info)
     info->headerSize = headerSize;
     info->entryBytes = core ? 3 : 4;
     info->tableEntries = fields.colorsUsed ? fields.colorsUsed : IsPalettised(info->bits) ? 1 << info->bits : 0;
-    info->xResolution = ResolutionOf(fields.xPixelsPerMetre, HORZRES);
-    info->yResolution = ResolutionOf(fields.yPixelsPerMetre, VERTRES);
+    info->xResolution = ResolutionOf(fields.xPixelsPerMetre, &Device::horzRes);
+    info->yResolution = ResolutionOf(fields.yPixelsPerMetre, &Device::vertRes);
     return RESULT_SUCCESS;
 }
 

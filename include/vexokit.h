@@ -680,6 +680,17 @@ VEXO_API int VEXO_CALL V_ChangeFromDIB(BitmapHandle *bitmap, HGLOBAL dib);
 
 /* ---- DDBs, clipboard and screen capture ---------------------------------------------------------------------- */
 
+/* Make a GDI bitmap (DDB) for the device of `hdc`, or of the screen for a null one. The picture is painted as
+ * V_PaintDC would, dithered where the device has fewer colours (display mode DITHER on, PALETTE_INDICES off) and with
+ * the palette of V_CreatePaintPalette. The caller owns the DDB (DeleteObject).
+ *
+ * V_ConvertToDDB   leaves the bitmap as it is
+ * V_ChangeToDDB    frees it on success
+ * Return null for a null or unallocated bitmap, a device that has no bitmaps, or when GDI, memory or the storage
+ * fails; the bitmap is then unchanged. */
+VEXO_API HBITMAP VEXO_CALL V_ConvertToDDB(HDC hdc, BitmapHandle *bitmap);
+VEXO_API HBITMAP VEXO_CALL V_ChangeToDDB(HDC hdc, BitmapHandle *bitmap);
+
 /* Make a bitmap in memory storage from a DDB, which must not be selected into a DC. It gets 1, 4 or 8 bits, the first
  * of these that holds the DDB's pixels, or 24; the screen's width and height in pixels become its resolutions, as
  * pixels per metre. The record is filled as by V_InitBitmap, whatever it held.
@@ -693,6 +704,29 @@ VEXO_API int VEXO_CALL V_ChangeFromDIB(BitmapHandle *bitmap, HGLOBAL dib);
  * pixels; ERR_NO_MEMORY. The record is unchanged on failure. */
 VEXO_API int VEXO_CALL V_ConvertFromDDB(HDC hdc, BitmapHandle *bitmap, HBITMAP hBitmap, HPALETTE hPalette);
 VEXO_API int VEXO_CALL V_ChangeFromDDB(HDC hdc, BitmapHandle *bitmap, HBITMAP hBitmap, HPALETTE hPalette);
+
+/* What V_CopyToClipboardExt does; other bits are not looked at. */
+#define CLIPBOARD_EMPTY         1 /* empties the clipboard first */
+#define CLIPBOARD_DIB           2 /* places the DIB of V_ConvertToDIB (CF_DIB) */
+#define CLIPBOARD_DDB           4 /* places the DDB of V_ConvertToDDB for the window's device (CF_BITMAP) */
+#define CLIPBOARD_PALETTE       8 /* places the palette of V_CreatePaintPalette, if the bitmap needs one (CF_PALETTE) */
+
+/* Places a bitmap on the clipboard. Everything is made before the clipboard is opened, so that nothing of its contents
+ * is lost when the bitmap cannot be converted. What has been placed belongs to the clipboard.
+ *
+ * hwnd   the window that opens the clipboard and whose device counts; null stands for the task and the screen
+ * Returns RESULT_SUCCESS; ERR_NO_BITMAP for a null or unallocated bitmap; ERR_NO_MEMORY when the DIB or DDB cannot be
+ * made; ERR_INV_PARAMETER when the window has no DC or the clipboard cannot be opened, emptied or written. */
+VEXO_API int VEXO_CALL V_CopyToClipboardExt(HWND hwnd, BitmapHandle *bitmap, unsigned flags);
+/* The same with all four flags. Returns 1 for success and 0 for any failure. */
+VEXO_API int VEXO_CALL V_CopyToClipboard(HWND hwnd, BitmapHandle *bitmap);
+/* Fills a record from the clipboard: from its DIB as V_ConvertFromDIB does, or else from its DDB and palette (the
+ * system palette if there is none) as V_ConvertFromDDB does. DIBs of other programs are checked like those of
+ * V_ChangeFromDIB; one of a layout that is refused there is taken as the DDB that the system makes of it.
+ * Returns 1, or 0 when there is no picture or on any failure; the record is then unchanged. */
+VEXO_API int VEXO_CALL V_CopyFromClipboard(HWND hwnd, BitmapHandle *bitmap);
+/* Returns 1 if the clipboard has a DIB or a DDB, else 0. */
+VEXO_API int VEXO_CALL V_ClipboardReady(void);
 
 /* Copies a rectangle of a device into a bitmap, as V_ChangeFromDDB makes it. A rectangle whose bottom is above its top
  * means the same pixels as the upright one.

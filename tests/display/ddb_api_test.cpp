@@ -28,6 +28,49 @@ void FillDevice(MemoryDevice &device, Random &random, int width, int height, int
 
 } // namespace
 
+TEST_F(Ddb, KeepsThePictureThereAndBack)
+{
+    Random random(51);
+    for (const int bits : kAllDepths)
+        for (const StorageKind kind : StorageKinds(bits))
+            for (int variant = 0; variant < 4; ++variant) {
+                SCOPED_TRACE(testing::Message() << bits << " bits, " << kind << ", variant " << variant);
+                const StorageScope scope(kind);
+                BitmapOptions options = {variant & 1 ? COLOR_ORDER_BGR : COLOR_ORDER_RGB,
+                                         variant & 2 ? ORIENT_BOTTOM_UP : ORIENT_TOP_DOWN,
+                                         {}};
+                if (bits <= 8)
+                    options.palette = RandomPalette(random, 1 << bits);
+                TestBitmap bitmap(kind, Image::Random(random, random.Between(1, 40), random.Between(1, 9), bits),
+                                  options);
+                const BitmapSnapshot snapshot(bitmap.get());
+                const std::vector<COLORREF> colors = ColorsFromTop(bitmap.get());
+
+                const HBITMAP converted = V_ConvertToDDB(nullptr, bitmap.get());
+                ASSERT_NE(nullptr, converted);
+                snapshot.ExpectUnchanged();
+                EXPECT_EQ(12u, V_GetDisplayMode());
+                const HDC screen = GetDC(nullptr);
+                TestBitmap back, second;
+                EXPECT_EQ(RESULT_SUCCESS, V_ConvertFromDDB(screen, back.get(), converted, nullptr));
+                EXPECT_EQ(24, back->BitsPerPixel);
+                EXPECT_EQ(colors, ColorsFromTop(back.get()));
+
+                const HBITMAP changed = V_ChangeToDDB(screen, bitmap.get());
+                EXPECT_NE(nullptr, changed);
+                EXPECT_FALSE(bitmap->Flags & FLAG_ALLOCATED);
+                const HPALETTE palette = V_CreateFixedPalette(4);
+                EXPECT_EQ(RESULT_SUCCESS, V_ChangeFromDDB(screen, second.get(), changed, palette));
+                EXPECT_EQ(colors, ColorsFromTop(second.get()));
+                EXPECT_FALSE(IsLive(changed));
+                EXPECT_FALSE(IsLive(palette));
+                DeleteObject(converted);
+                ReleaseDC(nullptr, screen);
+                if (HasFailure())
+                    return;
+            }
+}
+
 TEST_F(Ddb, BecomesABitmapOfTheNextDepth)
 {
     Random random(52);
@@ -47,6 +90,30 @@ TEST_F(Ddb, BecomesABitmapOfTheNextDepth)
         EXPECT_EQ(STORAGE_MEMORY, int(bitmap->Flags & FLAG_MEMORY ? STORAGE_MEMORY : 0));
     }
     ReleaseDC(nullptr, screen);
+}
+
+TEST_F(Ddb, IsMadeForTheDeviceAsked)
+{
+    const HDC monochrome = CreateCompatibleDC(nullptr); // its own bitmap has one bit
+    Random random(53);
+    TestBitmap page(StorageKind::PageFile, Image::Random(random, 70, 20, 1));
+    const ObjectDeleter ddb = {V_ConvertToDDB(monochrome, page.get())};
+    BITMAP description;
+    ASSERT_EQ(int(sizeof description), GetObject(ddb.object, sizeof description, &description));
+    EXPECT_EQ(1, description.bmBitsPixel);
+    TestBitmap back;
+    EXPECT_EQ(RESULT_SUCCESS, V_ConvertFromDDB(monochrome, back.get(), static_cast<HBITMAP>(ddb.object), nullptr));
+    EXPECT_EQ(1, back->BitsPerPixel);
+    EXPECT_EQ(ColorsFromTop(page.get()), ColorsFromTop(back.get()));
+    DeleteDC(monochrome);
+
+    const HDC metafile = CreateMetaFileA(nullptr); // a device without bitmaps
+    EXPECT_EQ(nullptr, V_ConvertToDDB(metafile, page.get()));
+    EXPECT_EQ(nullptr, V_ChangeToDDB(metafile, page.get()));
+    EXPECT_TRUE(page->Flags & FLAG_ALLOCATED);
+    const RECT rect = {0, 0, 5, 5};
+    EXPECT_EQ(ERR_INV_PARAMETER, V_ScreenCaptureBitmap(metafile, back.get(), &rect));
+    DeleteMetaFile(CloseMetaFile(metafile));
 }
 
 TEST_F(Ddb, CapturesWhatTheDeviceShows)
@@ -96,6 +163,9 @@ TEST_F(Ddb, RefusesWhatIsNoBitmap)
     EXPECT_EQ(ERR_INV_PARAMETER, V_ChangeFromDDB(nullptr, bitmap.get(), device.section(), palette));
     EXPECT_TRUE(IsLive(font.object) && IsLive(palette) && IsLive(device.section()));
     EXPECT_TRUE(SameRecord(before, *bitmap.get()));
+    EXPECT_EQ(nullptr, V_ConvertToDDB(screen, nullptr));
+    EXPECT_EQ(nullptr, V_ConvertToDDB(screen, bitmap.get()));
+    EXPECT_EQ(nullptr, V_ChangeToDDB(nullptr, bitmap.get()));
     DeleteObject(palette);
     ReleaseDC(nullptr, screen);
 }
@@ -103,6 +173,20 @@ TEST_F(Ddb, RefusesWhatIsNoBitmap)
 TEST_F(Ddb, LosesNothingWhenSomethingFails)
 {
     Random random(55);
+    for (const int bits : {1, 5, 8, 24}) {
+        const Image image = Image::Random(random, 33, 9, bits);
+        ForEachFault(kFaultAll, [&](FaultInjector &faults) {
+            TestBitmap bitmap(bits == 1 ? StorageKind::Compressed : StorageKind::PageFile, image);
+            const BitmapSnapshot snapshot(bitmap.get());
+            const unsigned mode = V_SetDisplayMode(~0u, 0x10);
+            const HBITMAP ddb = faults.Run([&] { return V_ChangeToDDB(nullptr, bitmap.get()); });
+            EXPECT_EQ(0x10u, V_SetDisplayMode(~0u, mode));
+            if (ddb)
+                DeleteObject(ddb);
+            else
+                snapshot.ExpectUnchanged();
+        });
+    }
     MemoryDevice device(12, 10, 8, RandomPalette(random, 256));
     FillDevice(device, random, 12, 10, 8);
     ForEachFault(kFaultAll, [&](FaultInjector &faults) {
@@ -125,6 +209,21 @@ TEST_F(Ddb, LosesNothingWhenSomethingFails)
         const int status = faults.Run([&] { return V_ScreenCaptureBitmap(device.dc(), bitmap.get(), &rect); });
         EXPECT_TRUE(status == RESULT_SUCCESS || SameRecord(before, *bitmap.get()));
     });
+}
+
+TEST_F(Ddb, ThousandsLeaveNothingBehind) // the fixture counts
+{
+    const HDC screen = GetDC(nullptr);
+    Random random(56);
+    TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 9, 4, 8));
+    MemoryDevice device(8, 8, 32);
+    const RECT rect = {0, 0, 8, 8};
+    for (int i = 0; i < 4000; ++i) {
+        TestBitmap back, captured;
+        ASSERT_EQ(RESULT_SUCCESS, V_ChangeFromDDB(screen, back.get(), V_ConvertToDDB(screen, bitmap.get()), nullptr));
+        ASSERT_EQ(RESULT_SUCCESS, V_ScreenCaptureBitmap(device.dc(), captured.get(), &rect));
+    }
+    ReleaseDC(nullptr, screen);
 }
 
 } // namespace vexo::test

@@ -1,0 +1,378 @@
+// Pictures over the clipboard in every format, within one process and between two; who owns what; and what other
+// programs may put there.
+#include "tests/support/bitmaps.h"
+#include "tests/support/faults.h"
+#include "tests/support/import_hooks.h"
+#include "tests/support/library_test.h"
+#include "tests/support/page_heap.h"
+
+#include <cstring>
+#include <string>
+
+namespace vexo::test {
+
+namespace {
+
+constexpr unsigned kAll = CLIPBOARD_EMPTY | CLIPBOARD_DIB | CLIPBOARD_DDB | CLIPBOARD_PALETTE;
+
+// The system's clipboard service may have the clipboard open for a moment after each change.
+bool Open()
+{
+    for (int i = 0; i < 100; ++i) {
+        if (OpenClipboard(nullptr))
+            return true;
+        Sleep(10);
+    }
+    return false;
+}
+
+template <class Call>
+bool Retry(Call &&call)
+{
+    for (int i = 0; i < 100; ++i) {
+        if (call())
+            return true;
+        Sleep(10);
+    }
+    return false;
+}
+
+void Empty()
+{
+    ASSERT_TRUE(Open());
+    EmptyClipboard();
+    CloseClipboard();
+}
+
+bool Copy(BitmapHandle *bitmap, unsigned flags)
+{
+    return Retry([&] { return V_CopyToClipboardExt(nullptr, bitmap, flags) == RESULT_SUCCESS; });
+}
+
+bool Paste(BitmapHandle *bitmap)
+{
+    return Retry([&] { return V_CopyFromClipboard(nullptr, bitmap) == 1; });
+}
+
+// What goes to the clipboard must be a block of the system's own heap.
+class Clipboard : public LibraryTest {
+protected:
+    Clipboard() { Empty(); }
+    ~Clipboard() override { Empty(); }
+
+private:
+    const PageHeapScope m_pageHeap{false};
+};
+
+// A picture that two processes can make each for itself.
+struct SamplePicture {
+    explicit SamplePicture(int seed)
+        : random(uint64_t(seed)), bits(kAllDepths[size_t(seed) % kAllDepths.size()]),
+          image(Image::Random(random, 30 + seed, 20, bits)),
+          bitmap(StorageKind::PageFile, image,
+                 {COLOR_ORDER_BGR, seed & 1 ? ORIENT_BOTTOM_UP : ORIENT_TOP_DOWN,
+                  bits <= 8 ? RandomPalette(random, 1 << bits) : std::vector<RGBQUAD>()})
+    {
+    }
+
+    Random random;
+    int bits;
+    Image image;
+    TestBitmap bitmap;
+};
+
+// A system that does not make a DIB of every DDB.
+struct DdbOnly {
+    static BOOL WINAPI IsAvailable(UINT format) { return format != CF_DIB && s_hook->Next()(format); }
+
+    using Hook = ImportHook<decltype(IsClipboardFormatAvailable)>;
+    static inline Hook *s_hook;
+    Hook hook{"user32.dll", "IsClipboardFormatAvailable", IsAvailable};
+    DdbOnly() { s_hook = &hook; }
+};
+
+} // namespace
+
+TEST_F(Clipboard, CarriesEveryDepthInEveryFormat)
+{
+    Random random(61);
+    int seed = 0;
+    for (const int bits : kAllDepths)
+        for (const StorageKind kind : StorageKinds(bits))
+            for (const unsigned flags : {2u, 4u, 6u, 8u, 10u, 14u}) {
+                SCOPED_TRACE(testing::Message() << bits << " bits, " << kind << ", flags " << flags);
+                std::vector<COLORREF> colors;
+                {
+                    const StorageScope scope(kind);
+                    BitmapOptions options = {++seed & 1 ? COLOR_ORDER_BGR : COLOR_ORDER_RGB,
+                                             seed & 2 ? ORIENT_BOTTOM_UP : ORIENT_TOP_DOWN,
+                                             {}};
+                    if (bits <= 8)
+                        options.palette = RandomPalette(random, 1 << bits);
+                    TestBitmap bitmap(kind, Image::Random(random, random.Between(1, 50), 7, bits), options);
+                    const BitmapSnapshot snapshot(bitmap.get());
+                    colors = ColorsFromTop(bitmap.get());
+                    ASSERT_TRUE(Copy(bitmap.get(), flags | CLIPBOARD_EMPTY | 0xFFFFFF00));
+                    snapshot.ExpectUnchanged();
+                } // what is on the clipboard outlives the bitmap
+                EXPECT_EQ((flags & 8) && bits <= 8, IsClipboardFormatAvailable(CF_PALETTE) != FALSE);
+                EXPECT_EQ((flags & 6) != 0, V_ClipboardReady() == 1);
+                if (!(flags & 6)) {
+                    TestBitmap none;
+                    EXPECT_EQ(0, V_CopyFromClipboard(nullptr, none.get()));
+                    continue;
+                }
+                TestBitmap pasted;
+                ASSERT_TRUE(Paste(pasted.get()));
+                EXPECT_EQ(colors, ColorsFromTop(pasted.get()));
+                EXPECT_EQ(ORIENT_BOTTOM_UP, pasted->Orientation);
+                const int dibBits = bits == 1 ? 1 : bits <= 4 ? 4 : bits <= 8 ? 8 : 24;
+                EXPECT_EQ(flags & CLIPBOARD_DIB ? dibBits : 24, pasted->BitsPerPixel);
+                if (HasFailure())
+                    return;
+            }
+    TestBitmap last;
+    EXPECT_EQ(0, V_CopyFromClipboard(nullptr, nullptr));
+    EXPECT_EQ(0, V_CopyToClipboard(nullptr, nullptr));
+    EXPECT_EQ(0, V_CopyToClipboard(nullptr, last.get()));
+    EXPECT_EQ(ERR_NO_BITMAP, V_CopyToClipboardExt(nullptr, last.get(), kAll));
+}
+
+TEST_F(Clipboard, IsEmptiedOnlyWhenAsked)
+{
+    SamplePicture sample(3);
+    const auto putText = [] {
+        ASSERT_TRUE(Open());
+        EmptyClipboard();
+        const HGLOBAL text = GlobalAlloc(GMEM_MOVEABLE, 6);
+        memcpy(GlobalLock(text), "hello", 6);
+        GlobalUnlock(text);
+        SetClipboardData(CF_TEXT, text);
+        CloseClipboard();
+    };
+    putText();
+    ASSERT_TRUE(Copy(sample.bitmap.get(), CLIPBOARD_DIB));
+    EXPECT_TRUE(IsClipboardFormatAvailable(CF_TEXT));
+    EXPECT_TRUE(V_ClipboardReady());
+    putText();
+    EXPECT_FALSE(V_ClipboardReady());
+    ASSERT_TRUE(Copy(sample.bitmap.get(), CLIPBOARD_DIB | CLIPBOARD_EMPTY));
+    EXPECT_FALSE(IsClipboardFormatAvailable(CF_TEXT));
+    putText();
+    const HWND nobody = reinterpret_cast<HWND>(UINT_PTR(0xDEAD));
+    for (const unsigned flags : {CLIPBOARD_EMPTY | CLIPBOARD_PALETTE, CLIPBOARD_EMPTY | CLIPBOARD_DDB})
+        EXPECT_EQ(ERR_INV_PARAMETER, V_CopyToClipboardExt(nobody, sample.bitmap.get(), flags));
+    EXPECT_TRUE(IsClipboardFormatAvailable(CF_TEXT)) << "a copy that fails leaves the clipboard alone";
+}
+
+TEST_F(Clipboard, KeepsItsDdbAndPalette)
+{
+    SamplePicture sample(7);
+    ASSERT_EQ(8, sample.bits);
+    const DdbOnly ddbOnly;
+    for (const unsigned flags : {CLIPBOARD_DDB | CLIPBOARD_PALETTE, CLIPBOARD_DDB}) {
+        ASSERT_TRUE(Copy(sample.bitmap.get(), flags | CLIPBOARD_EMPTY));
+        for (int i = 0; i < 2; ++i) { // the second time the objects are still there
+            TestBitmap pasted;
+            ASSERT_TRUE(Paste(pasted.get()));
+            EXPECT_EQ(24, pasted->BitsPerPixel);
+            EXPECT_EQ(ColorsFromTop(sample.bitmap.get()), ColorsFromTop(pasted.get()));
+        }
+    }
+}
+
+TEST_F(Clipboard, TakesNothingOverWhenItFails)
+{
+    SamplePicture sample(3);
+    for (const unsigned flags : {kAll, unsigned(CLIPBOARD_DIB)})
+        ForEachFault(kFaultAll | kFaultClipboard, [&](FaultInjector &faults) {
+            Empty();
+            const BitmapSnapshot snapshot(sample.bitmap.get());
+            const int status = faults.Run([&] { return V_CopyToClipboardExt(nullptr, sample.bitmap.get(), flags); });
+            if (faults.struck())
+                EXPECT_TRUE(status == ERR_NO_MEMORY || status == ERR_INV_PARAMETER || status == RESULT_SUCCESS)
+                    << status;
+            EXPECT_FALSE(CloseClipboard()) << "left open";
+            snapshot.ExpectUnchanged();
+        });
+    for (const unsigned flags : {CLIPBOARD_DIB, CLIPBOARD_DDB})
+        ForEachFault(kFaultAll | kFaultClipboard, [&](FaultInjector &faults) {
+            ASSERT_TRUE(Copy(sample.bitmap.get(), flags | CLIPBOARD_EMPTY));
+            TestBitmap pasted;
+            const BitmapHandle before = *pasted.get();
+            if (faults.Run([&] { return V_CopyFromClipboard(nullptr, pasted.get()); }))
+                EXPECT_EQ(ColorsFromTop(sample.bitmap.get()), ColorsFromTop(pasted.get()));
+            else
+                EXPECT_TRUE(SameRecord(before, *pasted.get()));
+            EXPECT_FALSE(CloseClipboard()) << "left open";
+        });
+}
+
+TEST_F(Clipboard, ThousandsLeaveNothingBehind) // the fixture counts
+{
+    SamplePicture sample(7);
+    for (int i = 0; i < 2000; ++i) {
+        ASSERT_TRUE(Copy(sample.bitmap.get(), kAll));
+        TestBitmap pasted;
+        ASSERT_TRUE(Paste(pasted.get()));
+    }
+}
+
+// ---- What other programs put there ----------------------------------------------------------------------------
+
+namespace {
+
+// Stands for a clipboard whose DIB is a block that ends at an unreadable page.
+class HostileClipboard : public LibraryTest {
+protected:
+    // Pastes the bytes. The record must be whole or untouched.
+    int PasteBytes(const std::vector<uint8_t> &bytes)
+    {
+        s_data = GlobalAlloc(GMEM_MOVEABLE, bytes.size());
+        memcpy(GlobalLock(s_data), bytes.data(), bytes.size());
+        GlobalUnlock(s_data);
+        TestBitmap pasted;
+        const BitmapHandle before = *pasted.get();
+        const int result = V_CopyFromClipboard(nullptr, pasted.get());
+        if (result)
+            EXPECT_EQ(size_t(pasted->Width) * size_t(pasted->Height), ColorsFromTop(pasted.get()).size());
+        else
+            EXPECT_TRUE(SameRecord(before, *pasted.get())) << Describe(*pasted.get());
+        EXPECT_FALSE(CloseClipboard()) << "left open";
+        EXPECT_EQ(nullptr, GlobalFree(s_data)) << "the clipboard's block was freed";
+        return result;
+    }
+
+private:
+    static BOOL WINAPI IsAvailable(UINT format) { return format == CF_DIB; }
+    static HANDLE WINAPI GetData(UINT format) { return format == CF_DIB ? s_data : nullptr; }
+
+    static inline HGLOBAL s_data;
+    ImportHook<decltype(IsClipboardFormatAvailable)> m_isAvailable{"user32.dll", "IsClipboardFormatAvailable",
+                                                                   IsAvailable};
+    ImportHook<decltype(GetClipboardData)> m_getData{"user32.dll", "GetClipboardData", GetData};
+    const PageHeapScope m_pageHeap;
+};
+
+std::vector<uint8_t> DibBytes(LONG width, LONG height, WORD bits, DWORD colorsUsed, size_t size)
+{
+    BITMAPINFOHEADER header = {sizeof header, width, height, 1, bits, BI_RGB, 0, 3000, 3000, colorsUsed, 0};
+    std::vector<uint8_t> bytes(size, 0x5A);
+    memcpy(bytes.data(), &header, std::min(size, sizeof header));
+    return bytes;
+}
+
+} // namespace
+
+TEST_F(HostileClipboard, GivesAPictureOrNothing)
+{
+    EXPECT_EQ(1, PasteBytes(DibBytes(4, 4, 8, 0, 40 + 1024 + 16)));
+    for (const size_t size : {1u, 4u, 12u, 39u, 40u, 41u, 1063u, 1064u, 1079u})
+        EXPECT_EQ(0, PasteBytes(DibBytes(4, 4, 8, 0, size))) << size;
+    EXPECT_EQ(0, PasteBytes(DibBytes(0x7FFFFFFF, 0x7FFFFFFF, 32, 0, 4096)));
+    EXPECT_EQ(0, PasteBytes(DibBytes(0x7FFFFFFF, 1, 1, 0, 4096)));
+    EXPECT_EQ(0, PasteBytes(DibBytes(0x10000, 0x10000, 8, 0, 4096)));
+    EXPECT_EQ(0, PasteBytes(DibBytes(8, LONG(0x80000000), 24, 0, 4096)));
+    EXPECT_EQ(0, PasteBytes(DibBytes(-8, 8, 24, 0, 4096)));
+    EXPECT_EQ(0, PasteBytes(DibBytes(4, 4, 8, 0x40000000, 4096)));
+    EXPECT_EQ(0, PasteBytes(DibBytes(4, 4, 24, 0xFFFFFFFF, 4096)));
+    EXPECT_EQ(0, PasteBytes(DibBytes(4, 4, 2, 0, 4096)));
+
+    std::vector<uint8_t> core(12 + 6 + 4, 0); // the old header with its three-byte colours
+    const BITMAPCOREHEADER header = {12, 2, 1, 1, 1};
+    memcpy(core.data(), &header, 12);
+    EXPECT_EQ(1, PasteBytes(core));
+    core.pop_back();
+    EXPECT_EQ(0, PasteBytes(core));
+}
+
+TEST_F(HostileClipboard, SurvivesDamagedHeaders)
+{
+    Random random(62);
+    int good = 0;
+    for (int i = 0; i < 4000; ++i) {
+        const WORD bits = WORD(1 << random.Below(6));
+        const size_t table = bits <= 8 ? size_t(4) << bits : 0;
+        std::vector<uint8_t> bytes = DibBytes(LONG(random.Between(1, 9)), LONG(random.Between(-5, 5)), bits, 0,
+                                              40 + table + size_t(random.Below(400)));
+        static constexpr int kFields[] = {0, 4, 8, 12, 14, 16, 20, 24, 28, 32, 36};
+        static constexpr uint32_t kValues[] = {0, 1, 2, 12, 64, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF, 0xFFFFFFE0};
+        for (int changes = random.Below(3); changes > 0; --changes) {
+            const uint32_t value = random.OneIn(2) ? kValues[random.Below(9)] : uint32_t(random.Next() & 0x1FF);
+            memcpy(bytes.data() + kFields[random.Below(11)], &value, 2 + size_t(random.Below(2)) * 2);
+        }
+        good += PasteBytes(bytes);
+        if (HasFailure())
+            FAIL() << "case " << i;
+    }
+    EXPECT_GT(good, 400);
+    EXPECT_LT(good, 3600);
+}
+
+// ---- Two processes --------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr int kParentSeed = 18, kChildSeed = 9; // 8 and 24 bits
+constexpr char kPastedEvent[] = "vexokit clipboard test: pasted";
+
+// Starts this program again with one test only.
+PROCESS_INFORMATION StartAgain(const char *test)
+{
+    char program[MAX_PATH];
+    GetModuleFileNameA(nullptr, program, sizeof program);
+    std::string command = std::string("\"") + program + "\" --gtest_also_run_disabled_tests --gtest_filter=" + test;
+    STARTUPINFOA startup = {};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process = {};
+    EXPECT_TRUE(
+        CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process));
+    return process;
+}
+
+} // namespace
+
+// The other process: pastes what the first one copied, copies a picture of its own, and stays until that is pasted.
+TEST_F(LibraryTest, DISABLED_ClipboardOfAnotherProcess)
+{
+    const PageHeapScope pageHeap(false);
+    SamplePicture theirs(kParentSeed), ours(kChildSeed);
+    TestBitmap pasted;
+    ASSERT_TRUE(Paste(pasted.get()));
+    ASSERT_EQ(ColorsFromTop(theirs.bitmap.get()), ColorsFromTop(pasted.get()));
+    ASSERT_EQ(8, pasted->BitsPerPixel);
+    ASSERT_TRUE(Copy(ours.bitmap.get(), kAll));
+    const HANDLE pastedEvent = OpenEventA(SYNCHRONIZE | EVENT_MODIFY_STATE, FALSE, kPastedEvent);
+    ASSERT_NE(nullptr, pastedEvent);
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(pastedEvent, 10000));
+    CloseHandle(pastedEvent);
+    Empty();
+}
+
+TEST_F(Clipboard, CarriesPicturesBetweenProcesses)
+{
+    SamplePicture ours(kParentSeed), theirs(kChildSeed);
+    ASSERT_TRUE(Copy(ours.bitmap.get(), kAll));
+    const HANDLE pastedEvent = CreateEventA(nullptr, TRUE, FALSE, kPastedEvent);
+    const PROCESS_INFORMATION child = StartAgain("LibraryTest.DISABLED_ClipboardOfAnotherProcess");
+    // The picture of the other size is there when the other process has copied it.
+    TestBitmap pasted;
+    for (int wait = 0; wait < 500 && pasted->Width != theirs.image.width; ++wait) {
+        V_FreeBitmap(pasted.get());
+        V_CopyFromClipboard(nullptr, pasted.get());
+        if (WaitForSingleObject(child.hProcess, 20) == WAIT_OBJECT_0)
+            break;
+    }
+    EXPECT_EQ(ColorsFromTop(theirs.bitmap.get()), ColorsFromTop(pasted.get()));
+    EXPECT_EQ(24, pasted->BitsPerPixel);
+    SetEvent(pastedEvent);
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(child.hProcess, 10000));
+    DWORD exitCode = 1;
+    GetExitCodeProcess(child.hProcess, &exitCode);
+    EXPECT_EQ(0u, exitCode);
+    CloseHandle(child.hThread);
+    CloseHandle(child.hProcess);
+    CloseHandle(pastedEvent);
+}
+
+} // namespace vexo::test

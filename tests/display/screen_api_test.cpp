@@ -1,0 +1,143 @@
+// Capture of the real screen, and DDBs for it. A display is needed, of 24 bits or of 8 with a palette; `./dev test`
+// runs these under one of each.
+#include "tests/support/bitmaps.h"
+#include "tests/support/library_test.h"
+#include "tests/support/page_heap.h"
+
+#include <cstdlib>
+
+namespace vexo::test {
+
+namespace {
+
+// Shows a message loop's worth of messages for a while, so that what was drawn reaches the screen.
+void Settle()
+{
+    for (int i = 0; i < 40; ++i) {
+        MSG message;
+        while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE))
+            DispatchMessageA(&message);
+        Sleep(10);
+    }
+}
+
+bool CanReadScreen()
+{
+    const HDC screen = GetDC(nullptr), memory = CreateCompatibleDC(screen);
+    const HBITMAP bitmap = CreateCompatibleBitmap(screen, 1, 1);
+    const HGDIOBJ former = SelectObject(memory, bitmap);
+    const bool canRead = BitBlt(memory, 0, 0, 1, 1, screen, 0, 0, SRCCOPY) != FALSE;
+    SelectObject(memory, former);
+    DeleteObject(bitmap);
+    DeleteDC(memory);
+    ReleaseDC(nullptr, screen);
+    return canRead;
+}
+
+// What the system sets up with the first window stays.
+HWND MakeWindow()
+{
+    return CreateWindowExA(WS_EX_TOPMOST | WS_EX_TOOLWINDOW, "STATIC", "", WS_POPUP | WS_VISIBLE, 40, 30, 64, 48,
+                           nullptr, nullptr, nullptr, nullptr);
+}
+
+class Screen : public LibraryTest {
+protected:
+    static void SetUpTestSuite()
+    {
+        s_canRead = CanReadScreen();
+        if (s_canRead) {
+            s_window = MakeWindow();
+            Settle();
+        }
+    }
+    static void TearDownTestSuite()
+    {
+        if (s_window)
+            DestroyWindow(s_window);
+    }
+    void SetUp() override
+    {
+        if (!s_canRead)
+            GTEST_SKIP() << "there is no display whose pixels can be read";
+    }
+
+    static inline bool s_canRead;
+    static inline HWND s_window;
+};
+
+// The 16 colours every device of 4 or more bits has.
+COLORREF SafeColor(int i)
+{
+    const RGBQUAD &color = V_IntGetFixedPalette(4)[i % 16];
+    return RGB(color.rgbRed, color.rgbGreen, color.rgbBlue);
+}
+
+} // namespace
+
+TEST_F(Screen, CapturesWhatAWindowShows)
+{
+    const HDC window = GetDC(s_window);
+    std::vector<COLORREF> drawn;
+    for (int y = 0; y < 48; ++y)
+        for (int x = 0; x < 64; ++x) {
+            const COLORREF color = SafeColor(x / 5 + y / 3 * 7);
+            SetPixel(window, x, y, color);
+            drawn.push_back(color);
+        }
+    GdiFlush();
+    Settle();
+    const HDC screen = GetDC(nullptr);
+    for (const bool fromScreen : {true, false}) {
+        const int dx = fromScreen ? 40 : 0, dy = fromScreen ? 30 : 0;
+        for (const RECT &rect : {RECT{dx, dy, dx + 64, dy + 48}, RECT{dx, dy + 48, dx + 64, dy}}) {
+            TestBitmap captured;
+            ASSERT_EQ(RESULT_SUCCESS, V_ScreenCaptureBitmap(fromScreen ? screen : window, captured.get(), &rect));
+            EXPECT_EQ(GetDeviceCaps(screen, BITSPIXEL) == 8 ? 8 : 24, captured->BitsPerPixel);
+            EXPECT_EQ(drawn, ColorsFromTop(captured.get())) << (fromScreen ? "screen" : "window");
+        }
+    }
+    ReleaseDC(nullptr, screen);
+    ReleaseDC(s_window, window);
+}
+
+TEST_F(Screen, DdbsShowThePicture)
+{
+    Random random(81);
+    const HDC screen = GetDC(nullptr);
+    const bool hasPalette = (GetDeviceCaps(screen, RASTERCAPS) & RC_PALETTE) != 0;
+    // Some systems give DDBs of palette displays fixed colours, whatever palette is selected.
+    const int tolerance = hasPalette ? 0x40 : 0;
+    for (const int bits : {1, 4, 7, 8, 24}) {
+        if (hasPalette && bits == 24)
+            continue; // dithered
+        BitmapOptions options;
+        if (bits <= 8)
+            options.palette = RandomPalette(random, 1 << bits);
+        TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 37, 11, bits), options);
+        const HPALETTE palette = V_CreatePaintPalette(screen, bitmap.get());
+        TestBitmap back;
+        ASSERT_EQ(RESULT_SUCCESS, V_ChangeFromDDB(screen, back.get(), V_ConvertToDDB(screen, bitmap.get()), palette));
+        EXPECT_EQ(GetDeviceCaps(screen, BITSPIXEL) == 8 ? 8 : 24, back->BitsPerPixel);
+        const std::vector<COLORREF> colors = ColorsFromTop(bitmap.get()), after = ColorsFromTop(back.get());
+        ASSERT_EQ(colors.size(), after.size());
+        for (size_t i = 0; i < colors.size(); ++i)
+            for (const int channel : {0, 8, 16})
+                ASSERT_NEAR(int(colors[i] >> channel & 255), int(after[i] >> channel & 255), tolerance)
+                    << bits << " bits, pixel " << i;
+    }
+    ReleaseDC(nullptr, screen);
+}
+
+TEST_F(Screen, ThousandsOfCapturesLeaveNothingBehind) // the fixture counts
+{
+    const HDC screen = GetDC(nullptr);
+    const RECT rect = {3, 4, 23, 14};
+    for (int i = 0; i < 2000; ++i) {
+        TestBitmap captured;
+        ASSERT_EQ(RESULT_SUCCESS, V_ScreenCaptureBitmap(screen, captured.get(), &rect));
+    }
+    ReleaseDC(nullptr, screen);
+}
+
+} // namespace vexo::test
