@@ -298,7 +298,7 @@ gif_frame() {
 moving_gif() {
     printf GIF89a
     bytes 2 0 1 0 145 0 0 255 0 0 0 255 0 0 0 255 255 255 255
-    gif_frame 0 2 1 - 10 104 16  # red, green
+    gif_frame 0 2 1 - 10 68 10  # red, green
     gif_frame 1 1 3 - 20 84 1    # blue on the right, then what was before
     gif_frame 0 1 2 - 0 84 1     # blue on the left, then background
     gif_frame 0 2 0 1 5 140 10   # transparent, blue

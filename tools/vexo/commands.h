@@ -23,6 +23,8 @@ void AddFramesCommand(CLI::App &program, Session &session);
 void AddPlayCommand(CLI::App &program, Session &session);
 void AddEffectsCommand(CLI::App &program, Session &session);
 void AddPrintCommand(CLI::App &program, Session &session);
+void AddCopyCommand(CLI::App &program, Session &session);
+void AddPasteCommand(CLI::App &program, Session &session);
 void AddCaptureCommand(CLI::App &program, Session &session);
 
 // Prints "vexo: WORDS" to standard error.

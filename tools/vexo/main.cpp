@@ -9,8 +9,8 @@ namespace vexo::tools {
 namespace {
 
 constexpr AddCommand kCommands[] = {
-    AddInfoCommand,    AddConvertCommand, AddFramesCommand,  AddPlayCommand,
-    AddCaptureCommand, AddPrintCommand,   AddEffectsCommand,
+    AddInfoCommand,  AddConvertCommand, AddFramesCommand, AddPlayCommand,    AddCopyCommand,
+    AddPasteCommand, AddCaptureCommand, AddPrintCommand,  AddEffectsCommand,
 };
 
 std::string VersionText()
