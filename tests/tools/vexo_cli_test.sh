@@ -321,6 +321,15 @@ states_are_composed() {
         left=$((left + 168))
     done
 }
+the_clipboard_keeps_pictures() {
+    vexo -q copy colors-24.bmp && vexo -q paste pasted.bmp && cmp colors-24.bmp pasted.bmp &&
+        vexo -q copy lines-1.bmp && vexo -q paste pasted.bmp && cmp lines-1.bmp pasted.bmp
+}
+effects_are_shown() {
+    vexo -q effects samples/lake.jpg effects.png && cmp_info effects.png "1016 x 908"
+}
+check "the clipboard keeps pictures" the_clipboard_keeps_pictures
+check "every effect on a sheet" effects_are_shown
 check "frames of an animation" frames_are_listed
 check "states of an animation" states_are_composed
 

@@ -89,8 +89,10 @@ Cell CellOf(int index, int perPage, SIZE page, const Bitmap &bitmap)
     const int width = int(page.cx) / columns, height = int(page.cy) / rows;
     const int gap = std::min(width, height) / 20;
     const double scale = std::min(double(width - 2 * gap) / bitmap->Width, double(height - 2 * gap) / bitmap->Height);
-    return {{index % columns * width + gap, index / columns * height + gap},
-            {std::max(1, int(bitmap->Width * scale)), std::max(1, int(bitmap->Height * scale))}};
+    const int shownWidth = std::max(1, int(bitmap->Width * scale));
+    const int shownHeight = std::max(1, int(bitmap->Height * scale));
+    return {{index % columns * width + (width - shownWidth) / 2, index / columns * height + (height - shownHeight) / 2},
+            {shownWidth, shownHeight}};
 }
 
 void RunPrint(const PrintOptions &options, const Session &session)
