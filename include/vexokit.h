@@ -1002,8 +1002,8 @@ VEXO_API int VEXO_CALL V_ClearBitmap(BitmapHandle *bitmap);
 
 /* ---- Painting and framing regions ---------------------------------------------------------------------------- */
 
-/* V_PaintDC and V_PaintDCBuffer, with only the pixels of the bitmap's region showing; without a region, those of the
- * whole bitmap. The region is scaled so that the bitmap's whole width and height fill dstRect, whatever srcRect says,
+/* V_PaintDC, V_PaintDCBuffer and V_PaintDCEffect, with only the pixels of the bitmap's region showing; without a region,
+ * those of the whole bitmap. The region is scaled so that the bitmap's whole width and height fill dstRect, whatever srcRect says,
  * and rounded as by V_GetBitmapRgnHandle for ORIENT_TOP_DOWN. It takes the place of the clip that the device context
  * has; the context's state is as before at the end, whatever the paint returned.
  * Return as the functions named; a null bitmap and then a null dstRect or hdc are looked for first. Also ERR_NO_MEMORY,
@@ -1013,6 +1013,8 @@ VEXO_API int VEXO_CALL V_PaintRgnDC(HDC hdc, BitmapHandle *bitmap, const RECT *s
 VEXO_API int VEXO_CALL V_PaintRgnDCBuffer(HDC hdc, BitmapHandle *bitmap, const RECT *srcRect, const RECT *srcClip,
                                           const RECT *dstRect, const RECT *dstClip, DWORD rop, void *buffer,
                                           int firstRow, int rowCount);
+VEXO_API int VEXO_CALL V_PaintRgnDCEffect(HDC hdc, BitmapHandle *bitmap, const RECT *srcRect, const RECT *srcClip,
+                                          const RECT *dstRect, const RECT *dstClip, DWORD rop, unsigned effect);
 
 /* Draws the outline of the bitmap's region (without one: of the whole bitmap) as a one-pixel frame of black and white
  * diagonal stripes. Type t + 1 shows the stripes of type t moved up by one row, so drawing types 0 to 7 in turn makes

@@ -51,16 +51,20 @@ private:
     Buffer<uint8_t> m_bits;
 };
 
-// The pixels of a line that have a neighbour of the line on both sides.
-void WithBothNeighbours(uint8_t *result, const uint8_t *line, size_t bytes)
+// The pixels of a byte that have a pixel on both sides, which may lie in the bytes beside it.
+inline uint8_t BetweenTwo(unsigned before, unsigned here, unsigned behind)
 {
-    unsigned before = 0, here = line[0];
-    for (size_t i = 0; i < bytes; ++i) {
-        const unsigned behind = i + 1 < bytes ? line[i + 1] : 0;
-        result[i] = uint8_t(here & (before << 7 | here >> 1) & (here << 1 | behind >> 7));
-        before = here;
-        here = behind;
-    }
+    return uint8_t(here & (before << 7 | here >> 1) & (here << 1 | behind >> 7));
+}
+
+// The same for the two or more bytes of a line.
+void PixelsBetweenTwo(uint8_t *result, const uint8_t *line, size_t bytes)
+{
+    const size_t last = bytes - 1;
+    result[0] = BetweenTwo(0, line[0], line[1]);
+    for (size_t i = 1; i < last; ++i)
+        result[i] = BetweenTwo(line[i - 1], line[i], line[i + 1]);
+    result[last] = BetweenTwo(line[last - 1], line[last], 0);
 }
 
 // Clears the pixels whose eight neighbours are all set. False: no memory.
@@ -71,10 +75,10 @@ bool ClearInside(const BitPlane &plane)
     if (!work)
         return false;
     uint8_t *above = work.data(), *here = above + bytes, *below = here + bytes;
-    WithBothNeighbours(here, plane.Line(0), bytes);
+    PixelsBetweenTwo(here, plane.Line(0), bytes);
     for (size_t y = 0; y < plane.height(); ++y) {
         if (y + 1 < plane.height())
-            WithBothNeighbours(below, plane.Line(y + 1), bytes);
+            PixelsBetweenTwo(below, plane.Line(y + 1), bytes);
         else
             memset(below, 0, bytes);
         uint8_t *line = plane.Line(y);

@@ -78,3 +78,11 @@ int VEXO_CALL V_PaintRgnDCBuffer(HDC hdc, BitmapHandle *bitmap, const RECT *srcR
         return V_PaintDCBuffer(hdc, bitmap, srcRect, srcClip, dstRect, dstClip, rop, buffer, firstRow, rowCount);
     });
 }
+
+int VEXO_CALL V_PaintRgnDCEffect(HDC hdc, BitmapHandle *bitmap, const RECT *srcRect, const RECT *srcClip,
+                                 const RECT *dstRect, const RECT *dstClip, DWORD rop, unsigned effect)
+{
+    return PaintWithinRegion(hdc, bitmap, dstRect, [&] {
+        return V_PaintDCEffect(hdc, bitmap, srcRect, srcClip, dstRect, dstClip, rop, effect);
+    });
+}

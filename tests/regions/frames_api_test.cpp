@@ -211,17 +211,14 @@ TEST_F(Frames, GetAroundAMaskThatCannotBeHad)
     V_FrameBitmapRgn(device.dc(), bitmap.get(), nullptr, 3);
     const std::vector<COLORREF> whole = device.ColorsFromTop();
     const RECT rect = {0, 0, 31, 17};
-    int drawn = 0;
-    const int faults = ForEachFault(kFaultMemory | kFaultGdi, [&](FaultInjector &faults) {
+    ForEachFault(kFaultMemory | kFaultGdi, [&](FaultInjector &faults) {
         V_FreeBitmapRgn(bitmap.get());
         V_SetBitmapRgnRect(bitmap.get(), nullptr, &rect, COMBINE_REPLACE);
         PatBlt(device.dc(), 0, 0, kWidth, kHeight, BLACKNESS);
         const int status = faults.Run([&] { return V_FrameBitmapRgn(device.dc(), bitmap.get(), nullptr, 3); });
         EXPECT_EQ(RESULT_SUCCESS, status);
         EXPECT_EQ(whole, device.ColorsFromTop());
-        ++drawn;
     });
-    EXPECT_EQ(faults + 1, drawn);
 
     const RegionTransform huge = {ORIENT_TOP_DOWN, 1000000, 1, 1000000, 1, 0, 0};
     EXPECT_EQ(RESULT_SUCCESS, V_FrameBitmapRgn(device.dc(), bitmap.get(), &huge, 0));

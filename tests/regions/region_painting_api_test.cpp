@@ -96,6 +96,31 @@ TEST_F(RegionPainting, ShowsWhatThePlainPaintShowsInside)
     }
 }
 
+// Whatever way the picture comes in, it is the same in the end.
+TEST_F(RegionPainting, EveryEffectEndsWithThePlainPicture)
+{
+    const Image image = Image::Random(random, 30, 20, 24);
+    TestBitmap bitmap(StorageKind::PageFile, image);
+    const RECT ellipse = {2, 1, 24, 19}, hole = {9, 7, 15, 11}, destination = {4, 5, 60, 48};
+    V_SetBitmapRgnEllipse(bitmap.get(), nullptr, &ellipse, COMBINE_REPLACE);
+    V_SetBitmapRgnRect(bitmap.get(), nullptr, &hole, COMBINE_OLD_MINUS_NEW);
+    for (unsigned effect = 0; effect <= 32; ++effect) {
+        FillBoth();
+        const std::vector<COLORREF> before = device.ColorsFromTop();
+        ASSERT_EQ(RESULT_SUCCESS, V_PaintRgnDCEffect(device.dc(), bitmap.get(), nullptr, nullptr, &destination, nullptr,
+                                                     SRCCOPY, effect));
+        V_PaintDC(plain.dc(), bitmap.get(), nullptr, nullptr, &destination, nullptr, SRCCOPY);
+        ExpectOnlyInside(before, bitmap.get(), destination);
+        ASSERT_FALSE(HasFailure()) << "effect " << effect;
+    }
+    const auto paint = [&](BitmapHandle *what, const RECT *to, unsigned effect) {
+        return V_PaintRgnDCEffect(device.dc(), what, nullptr, nullptr, to, nullptr, SRCCOPY, effect);
+    };
+    EXPECT_EQ(ERR_NO_BITMAP, paint(nullptr, nullptr, 33));
+    EXPECT_EQ(ERR_INV_PARAMETER, paint(bitmap.get(), nullptr, 1));
+    EXPECT_EQ(ERR_INV_PARAMETER, paint(bitmap.get(), &destination, 33));
+}
+
 TEST_F(RegionPainting, RefusesBadArgumentsAndPaintsNothingWhenItFails)
 {
     TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 30, 20, 5));
