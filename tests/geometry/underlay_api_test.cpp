@@ -115,9 +115,9 @@ TEST_F(Underlay, OtherFormatsAndSizesAreConvertedAndStretched)
                     RGBQUAD colors[256] = {};
                     if (bits <= 8)
                         V_GetBitmapColors(bitmap.get(), 0, 1 << bits, colors);
-                    ASSERT_EQ(
-                        RESULT_SUCCESS,
-                        V_ColorResBitmap(copy.get(), bits, bits <= 8 ? COLORRES_CALLER_PALETTE : 0, colors, 1 << bits));
+                    ASSERT_EQ(RESULT_SUCCESS,
+                              V_ColorResBitmap(copy.get(), bits, bits <= 8 ? COLORRES_CALLER_PALETTE : 0, colors,
+                                               bits <= 8 ? 1 << bits : 0));
                 };
                 if (bits > 8)
                     convert();
