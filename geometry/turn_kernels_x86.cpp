@@ -71,8 +71,24 @@ VEXO_AVX2_PIECE void GatherBytes(__m256i (&v)[8], const uint8_t *from, ptrdiff_t
 
 // Each form moves a block of kRows rows and kColumns columns. The last argument tells that no pixel follows the block
 // in its rows.
+//
+// Pixels of 2 and 4 bytes: half a register holds a row of the block, and interleaving the halves of the list once for
+// each bit of the column number turns it.
 template <int Bytes>
-struct Block;
+struct Block {
+    static constexpr int kColumns = 16 / Bytes, kRows = 2 * kColumns, kLeastColumns = kColumns;
+
+    static VEXO_AVX2_PIECE void Move(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t stride, bool)
+    {
+        __m256i v[kColumns];
+        for (int i = 0; i < kColumns; ++i)
+            v[i] = Halves(Load128(from + i * stride), Load128(from + (i + kColumns) * stride));
+        for (int columns = kColumns; columns > 1; columns /= 2)
+            Interleave<Bytes>(v);
+        for (int i = 0; i < kColumns; ++i)
+            Store256(to + i * toStride, v[i]);
+    }
+};
 
 template <>
 struct Block<1> {
@@ -83,39 +99,6 @@ struct Block<1> {
         __m256i v[8];
         GatherBytes<false>(v, from, stride);
         for (int i = 0; i < 8; ++i)
-            Store256(to + i * toStride, v[i]);
-    }
-};
-
-template <>
-struct Block<2> {
-    static constexpr int kRows = 16, kColumns = 8, kLeastColumns = 8;
-
-    static VEXO_AVX2_PIECE void Move(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t stride, bool)
-    {
-        __m256i v[8];
-        for (int i = 0; i < 8; ++i)
-            v[i] = Halves(Load128(from + i * stride), Load128(from + (i + 8) * stride));
-        Interleave<2>(v);
-        Interleave<2>(v);
-        Interleave<2>(v);
-        for (int i = 0; i < 8; ++i)
-            Store256(to + i * toStride, v[i]);
-    }
-};
-
-template <>
-struct Block<4> {
-    static constexpr int kRows = 8, kColumns = 4, kLeastColumns = 4;
-
-    static VEXO_AVX2_PIECE void Move(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t stride, bool)
-    {
-        __m256i v[4];
-        for (int i = 0; i < 4; ++i)
-            v[i] = Halves(Load128(from + i * stride), Load128(from + (i + 4) * stride));
-        Interleave<4>(v);
-        Interleave<4>(v);
-        for (int i = 0; i < 4; ++i)
             Store256(to + i * toStride, v[i]);
     }
 };
