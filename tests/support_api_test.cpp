@@ -42,11 +42,6 @@ TEST_F(Support, CountersSeeWhatIsHeld)
     EXPECT_EQ(0u, growth().find("temporary file "));
     V_OsDelete(name);
 
-    const HBRUSH brushes[2] = {CreateSolidBrush(1), CreateSolidBrush(2)};
-    EXPECT_EQ("2 GDI objects\n", growth());
-    for (const HBRUSH brush : brushes)
-        DeleteObject(brush);
-
     const HANDLE event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
     EXPECT_EQ("1 kernel handles\n", growth());
     CloseHandle(event);
@@ -57,6 +52,40 @@ TEST_F(Support, CountersSeeWhatIsHeld)
     EXPECT_EQ("mapped view\n1 kernel handles\n", growth());
     V_FreeBitmap(&bitmap);
     EXPECT_EQ("", growth());
+}
+
+TEST_F(Support, CountersSeeEveryKindOfGdiObject)
+{
+    const Holdings before = Holdings::Now();
+    LOGPALETTE palette = {0x300, 1, {{1, 2, 3, 0}}};
+    BITMAPINFO section = {};
+    section.bmiHeader = {sizeof section.bmiHeader, 4, 4, 1, 24, BI_RGB, 0, 0, 0, 0, 0};
+    void *bits;
+    const HGDIOBJ objects[] = {
+        CreatePalette(&palette),           CreateRectRgn(0, 0, 4, 4),
+        CreateBitmap(4, 4, 1, 1, nullptr), CreateDIBSection(nullptr, &section, DIB_RGB_COLORS, &bits, nullptr, 0),
+        CreateSolidBrush(RGB(1, 2, 3)),    CreatePen(PS_SOLID, 1, RGB(1, 2, 3)),
+    };
+    unsigned held = unsigned(std::size(objects));
+    const auto expect = [&](const char *what) {
+        const std::string growth = held ? std::to_string(held) + " GDI objects\n" : "";
+        EXPECT_EQ(growth, before.DescribeGrowth(Holdings::Now())) << what;
+    };
+    expect("made");
+    for (const HGDIOBJ object : objects) {
+        DeleteObject(object);
+        --held;
+        expect("deleted");
+    }
+    const HDC memory = CreateCompatibleDC(nullptr);
+    EXPECT_EQ("1 GDI objects\n", before.DescribeGrowth(Holdings::Now()));
+    DeleteDC(memory);
+    const HDC recorder = CreateEnhMetaFileA(nullptr, nullptr, nullptr, nullptr);
+    EXPECT_NE("", before.DescribeGrowth(Holdings::Now()));
+    const HENHMETAFILE metafile = CloseEnhMetaFile(recorder);
+    EXPECT_EQ("1 GDI objects\n", before.DescribeGrowth(Holdings::Now()));
+    DeleteEnhMetaFile(metafile);
+    expect("none left");
 }
 
 TEST_F(Support, PageHeapFencesBlocks)

@@ -4,6 +4,7 @@
 
 #include <winternl.h>
 
+#include <algorithm>
 #include <cctype>
 #include <map>
 #include <mutex>
@@ -146,7 +147,7 @@ void UseEverythingOnce()
     ReleaseDC(nullptr, screen);
 }
 
-// GetGuiResources where it counts; it is always 0 in some emulations of the system.
+// Whether the system counts at all; some emulations of it always answer 0.
 bool GuiResourcesCount()
 {
     static const bool counts = [] {
@@ -157,6 +158,37 @@ bool GuiResourcesCount()
         return after == before + 1;
     }();
     return counts;
+}
+
+template <class T>
+T At(const void *base, size_t offset)
+{
+    return *reinterpret_cast<const T *>(static_cast<const BYTE *>(base) + offset);
+}
+
+// An entry of the table in which those emulations keep a process's GDI objects, for both sizes of pointers alike.
+struct GdiTableEntry {
+    ULONGLONG object;
+    ULONG owner;
+    USHORT unique;
+    UCHAR type; // 0: free
+    UCHAR flags;
+    ULONGLONG userPointer;
+};
+static_assert(sizeof(GdiTableEntry) == 24);
+
+// The environment block of the process points to it. A 32-bit process on a 64-bit system finds the wide form of that
+// block through the wide form of its thread block; all of it lies in its reach.
+const GdiTableEntry *FindGdiTable()
+{
+    const auto *thread = NtCurrentTeb();
+#ifdef _WIN64
+    return At<const GdiTableEntry *>(At<const void *>(thread, 0x60), 0xF8);
+#else
+    if (const auto *wideThread = At<const void *>(thread, 0xF70))
+        return At<const GdiTableEntry *>(At<const void *>(wideThread, 0x60), 0xF8);
+    return At<const GdiTableEntry *>(At<const void *>(thread, 0x30), 0x94);
+#endif
 }
 
 } // namespace
@@ -171,15 +203,9 @@ unsigned CountGdiObjects()
 {
     if (GuiResourcesCount())
         return GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);
-    // Fills the table of GDI objects and sees how much room there was.
-    constexpr unsigned kTableSize = 65536;
-    static HBRUSH brushes[kTableSize];
-    unsigned count = 0;
-    while (count < kTableSize && (brushes[count] = CreateSolidBrush(1)) != nullptr)
-        ++count;
-    for (unsigned i = count; i-- > 0;)
-        DeleteObject(brushes[i]);
-    return kTableSize - count;
+    constexpr size_t kTableSize = 65536;
+    static const GdiTableEntry *const table = FindGdiTable();
+    return unsigned(std::count_if(table, table + kTableSize, [](const GdiTableEntry &entry) { return entry.type; }));
 }
 
 unsigned CountKernelHandles()

@@ -25,7 +25,7 @@ struct Holdings {
     std::string DescribeGrowth(const Holdings &later) const;
 };
 
-// GDI objects of this process, up to a constant.
+// GDI objects of this process.
 unsigned CountGdiObjects();
 // Open kernel handles of this process.
 unsigned CountKernelHandles();
