@@ -162,7 +162,7 @@ int StartResult(BitmapHandle *result, const BitmapHandle *source, const Reductio
 {
     V_InitBitmap(result, source->Width, source->Height, reduction.bitsPerPixel);
     const bool compressed = IsCompressed(source) && reduction.bitsPerPixel == 1;
-    const int status = V_AllocateBitmap(result, compressed ? STORAGE_COMPRESSED | STORAGE_MEMORY : STORAGE_MEMORY);
+    const int status = AllocateForFilling(result, compressed ? STORAGE_COMPRESSED | STORAGE_MEMORY : STORAGE_MEMORY);
     if (Failed(status))
         return status;
     if (IsPalettised(reduction.bitsPerPixel)) {

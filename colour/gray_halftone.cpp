@@ -108,7 +108,7 @@ int StartResult(BitmapHandle *result, const BitmapHandle *source, int bits, HPAL
     result->Palette = palette;
     if (!palette)
         return ERR_NO_MEMORY;
-    const int status = V_AllocateBitmap(result, STORAGE_MEMORY);
+    const int status = AllocateForFilling(result, STORAGE_MEMORY);
     if (Failed(status))
         return status;
     result->Orientation = source->Orientation;

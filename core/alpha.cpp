@@ -20,7 +20,7 @@ int StartGray(BitmapHandle *gray, const BitmapHandle *source)
     gray->Orientation = source->Orientation;
     gray->XResolution = source->XResolution;
     gray->YResolution = source->YResolution;
-    int status = V_AllocateBitmap(gray, STORAGE_MEMORY);
+    int status = HasAlpha(source) ? AllocateForFilling(gray, STORAGE_MEMORY) : V_AllocateBitmap(gray, STORAGE_MEMORY);
     if (!Failed(status))
         status = CopyRegionMoved(gray, source, 0, 0);
     if (Failed(status))
@@ -32,9 +32,10 @@ int StartGray(BitmapHandle *gray, const BitmapHandle *source)
 int ExtractRows(BitmapHandle *gray, BitmapHandle *source)
 {
     const BitmapLock grayLock(gray), sourceLock(source);
-    ClearNewStorage(gray);
-    if (!HasAlpha(source))
+    if (!HasAlpha(source)) {
+        ClearNewStorage(gray);
         return RESULT_SUCCESS;
+    }
     const auto kernel = source->BitsPerPixel == 32 ? rowKernels.getAlpha32 : rowKernels.getAlpha16;
     RowReader reader(source);
     RowWriter writer(gray);
@@ -45,6 +46,7 @@ int ExtractRows(BitmapHandle *gray, BitmapHandle *source)
         if (const int status = reader.Read(y, &pixels); Failed(status))
             return status;
         kernel(writer.Row(y), pixels, size_t(source->Width));
+        ClearRowPadding(writer.Row(y), source->Width, 8);
         if (const int status = writer.Write(y); Failed(status))
             return status;
     }

@@ -4,6 +4,7 @@
 #include "colour/colour.h"
 #include "core/compressed_rows.h"
 #include "core/core.h"
+#include "core/mappings.h"
 #include "regions/region.h"
 
 #include <cstring>
@@ -22,39 +23,12 @@ constexpr unsigned kPlaybackFlags = FLAG_WAIT_INPUT | FLAG_TRANSPARENT;
 
 // ---- Page-file mappings ---------------------------------------------------------------------------------------
 
-struct Mapping {
-    HANDLE handle = nullptr;
-    void *view = nullptr;
-};
-
-void CloseMapping(const Mapping &mapping)
-{
-    ::UnmapViewOfFile(mapping.view);
-    ::CloseHandle(mapping.handle);
-}
-
-int CreateMapping(unsigned size, Mapping *mapping)
-{
-    const DWORD caching = CurrentSettings().storageCaching ? 0 : SEC_NOCACHE;
-    const HANDLE handle =
-        ::CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE | SEC_COMMIT | caching, 0, size, nullptr);
-    if (!handle)
-        return ERR_NO_MEMORY;
-    void *view = ::MapViewOfFile(handle, FILE_MAP_WRITE, 0, 0, 0);
-    if (!view) {
-        ::CloseHandle(handle);
-        return ERR_NO_MEMORY;
-    }
-    *mapping = {handle, view};
-    return RESULT_SUCCESS;
-}
-
 Mapping MappingOf(const BitmapHandle *bitmap) { return {reinterpret_cast<HANDLE>(bitmap->Handle), bitmap->Data}; }
 
-int AllocateMapping(BitmapHandle *bitmap)
+int AllocateMapping(BitmapHandle *bitmap, Contents contents)
 {
     Mapping mapping;
-    const int status = CreateMapping(bitmap->Size, &mapping);
+    const int status = AcquireMapping(bitmap->Size, contents, &mapping);
     if (Failed(status))
         return status;
     bitmap->Handle = reinterpret_cast<UINT_PTR>(mapping.handle);
@@ -130,10 +104,10 @@ int AllocateCompressed(BitmapHandle *bitmap)
     return RESULT_SUCCESS;
 }
 
-int AllocateUncompressed(BitmapHandle *bitmap, int memoryType)
+int AllocateUncompressed(BitmapHandle *bitmap, int memoryType, Contents contents)
 {
     if (!process.isWin32s)
-        return AllocateMapping(bitmap);
+        return AllocateMapping(bitmap, contents);
     if (memoryType != STORAGE_DISK) {
         const int status = AllocateGlobal(bitmap);
         if (!Failed(status) || memoryType == STORAGE_MEMORY_ONLY)
@@ -151,6 +125,32 @@ unsigned CheckedSize(int64_t bytesPerLine, int height)
     return size <= 0xFFFFFFFFll ? unsigned(size) : 0;
 }
 
+int Allocate(BitmapHandle *bitmap, int memoryType, Contents contents)
+{
+    if (!bitmap)
+        return ERR_NO_BITMAP;
+    const int64_t bytesPerLine = PaddedRowBytes(bitmap->Width, bitmap->BitsPerPixel);
+    const unsigned size = CheckedSize(bytesPerLine, bitmap->Height);
+    if (bitmap->Size == 0 || bitmap->Width < 1 || size == 0 || bitmap->BytesPerLine != bytesPerLine)
+        return ERR_INV_RANGE;
+    const int kind = memoryType & ~STORAGE_COMPRESSED;
+    const bool compressed = (memoryType & STORAGE_COMPRESSED) && bitmap->BitsPerPixel == 1;
+    const bool knownKind = kind == STORAGE_MEMORY || kind == STORAGE_DISK || kind == STORAGE_MEMORY_ONLY;
+    if (!knownKind && !(compressed && kind == 0))
+        return ERR_INV_PARAMETER;
+
+    BitmapHandle made = *bitmap;
+    made.Size = size; // a record that held compressed rows before carries the size of their pool
+    if (!(memoryType & STORAGE_COMPRESSED))
+        made.Flags &= ~FLAG_COMPRESSED;
+    const int status = compressed ? AllocateCompressed(&made) : AllocateUncompressed(&made, kind, contents);
+    if (Failed(status))
+        return status;
+    made.Flags &= ~FLAG_LOCKED;
+    *bitmap = made;
+    return RESULT_SUCCESS;
+}
+
 void FreeStorage(BitmapHandle *bitmap)
 {
     if (IsCompressed(bitmap)) {
@@ -162,7 +162,7 @@ void FreeStorage(BitmapHandle *bitmap)
             V_ReleaseBitmap(bitmap);
             ::GlobalFree(GlobalBlockOf(bitmap));
         } else {
-            CloseMapping(MappingOf(bitmap));
+            ReleaseMapping(MappingOf(bitmap));
         }
         bitmap->Flags &= ~(FLAG_MEMORY | FLAG_ALLOCATED);
     } else if (bitmap->Flags & FLAG_DISK) {
@@ -186,11 +186,11 @@ void SetHeight(BitmapHandle *bitmap, int height)
 int ResizeMapping(BitmapHandle *bitmap, unsigned newSize)
 {
     Mapping resized;
-    const int status = CreateMapping(newSize, &resized);
+    const int status = AcquireMapping(newSize, Contents::Zeros, &resized);
     if (Failed(status))
         return status;
     memcpy(resized.view, bitmap->Data, bitmap->Size < newSize ? bitmap->Size : newSize);
-    CloseMapping(MappingOf(bitmap));
+    ReleaseMapping(MappingOf(bitmap));
     bitmap->Handle = reinterpret_cast<UINT_PTR>(resized.handle);
     bitmap->Data = resized.view;
     return RESULT_SUCCESS;
@@ -279,6 +279,50 @@ HPALETTE PaletteFor(const BitmapHandle *bitmap, bool gray, const RGBQUAD *colors
     return colors ? V_CreatePalette(colors, bitmap->ColorCount) : V_CreateFixedPalette(bitmap->BitsPerPixel);
 }
 
+// ---- Records of a size of their own ---------------------------------------------------------------------------
+
+int Duplicate(BitmapHandle *destination, const BitmapHandle *source, int width, int height, int bitsPerPixel,
+              unsigned flags, Contents contents)
+{
+    constexpr unsigned kCarried = FLAG_COMPRESSED | FLAG_BIT5;
+    if (!destination || !IsAllocated(source))
+        return ERR_NO_BITMAP;
+    BitmapHandle made;
+    V_InitBitmap(&made, width, height, bitsPerPixel);
+    made.Flags |= source->Flags & kCarried;
+    if (bitsPerPixel != 1)
+        made.Flags &= ~FLAG_COMPRESSED;
+    made.Orientation = source->Orientation;
+    made.XResolution = source->XResolution;
+    made.YResolution = source->YResolution;
+    made.ColorOrder = source->ColorOrder;
+    if (flags & DUP_ALLOCATE) {
+        const int type = made.Flags & FLAG_COMPRESSED ? STORAGE_COMPRESSED | STORAGE_MEMORY : STORAGE_MEMORY;
+        const int status = Allocate(&made, type, contents);
+        if (Failed(status))
+            return status;
+    }
+    made.Palette = source->Palette;
+    if ((flags & DUP_PALETTE) && source->Palette) {
+        made.Palette = V_DupPalette(source->Palette);
+        if (!made.Palette) {
+            V_FreeBitmap(&made);
+            return ERR_NO_MEMORY;
+        }
+    }
+    V_CopyPlaybackParms(&made, source);
+    if (!(flags & DUP_REGION)) {
+        made.Region = source->Region;
+    } else if (Failed(CopyRegionMoved(&made, source, 0, 0))) {
+        if (!(flags & DUP_PALETTE))
+            made.Palette = nullptr; // the source's
+        V_FreeBitmap(&made);
+        return ERR_NO_MEMORY;
+    }
+    *destination = made;
+    return RESULT_SUCCESS;
+}
+
 } // namespace
 
 // ---- Moving finished bitmaps ----------------------------------------------------------------------------------
@@ -360,28 +404,12 @@ int VEXO_CALL V_InitBitmap(BitmapHandle *bitmap, int width, int height, int bits
 
 int VEXO_CALL V_AllocateBitmap(BitmapHandle *bitmap, int memoryType)
 {
-    if (!bitmap)
-        return ERR_NO_BITMAP;
-    const int64_t bytesPerLine = PaddedRowBytes(bitmap->Width, bitmap->BitsPerPixel);
-    const unsigned size = CheckedSize(bytesPerLine, bitmap->Height);
-    if (bitmap->Size == 0 || bitmap->Width < 1 || size == 0 || bitmap->BytesPerLine != bytesPerLine)
-        return ERR_INV_RANGE;
-    const int kind = memoryType & ~STORAGE_COMPRESSED;
-    const bool compressed = (memoryType & STORAGE_COMPRESSED) && bitmap->BitsPerPixel == 1;
-    const bool knownKind = kind == STORAGE_MEMORY || kind == STORAGE_DISK || kind == STORAGE_MEMORY_ONLY;
-    if (!knownKind && !(compressed && kind == 0))
-        return ERR_INV_PARAMETER;
+    return Allocate(bitmap, memoryType, Contents::Zeros);
+}
 
-    BitmapHandle made = *bitmap;
-    made.Size = size; // a record that held compressed rows before carries the size of their pool
-    if (!(memoryType & STORAGE_COMPRESSED))
-        made.Flags &= ~FLAG_COMPRESSED;
-    const int status = compressed ? AllocateCompressed(&made) : AllocateUncompressed(&made, kind);
-    if (Failed(status))
-        return status;
-    made.Flags &= ~FLAG_LOCKED;
-    *bitmap = made;
-    return RESULT_SUCCESS;
+int vexo::AllocateForFilling(BitmapHandle *bitmap, int memoryType)
+{
+    return Allocate(bitmap, memoryType, Contents::Anything);
 }
 
 int VEXO_CALL V_CreateBitmap(BitmapHandle *bitmap, int memoryType, int width, int height, int bitsPerPixel,
@@ -494,43 +522,13 @@ void VEXO_CALL V_CopyBitmapHandle(BitmapHandle *destination, const BitmapHandle 
 int VEXO_CALL V_DupBitmapNewDim(BitmapHandle *destination, const BitmapHandle *source, int width, int height,
                                 int bitsPerPixel, unsigned flags)
 {
-    constexpr unsigned kCarried = FLAG_COMPRESSED | FLAG_BIT5;
-    if (!destination || !IsAllocated(source))
-        return ERR_NO_BITMAP;
-    BitmapHandle made;
-    V_InitBitmap(&made, width, height, bitsPerPixel);
-    made.Flags |= source->Flags & kCarried;
-    if (bitsPerPixel != 1)
-        made.Flags &= ~FLAG_COMPRESSED;
-    made.Orientation = source->Orientation;
-    made.XResolution = source->XResolution;
-    made.YResolution = source->YResolution;
-    made.ColorOrder = source->ColorOrder;
-    if (flags & DUP_ALLOCATE) {
-        const int type = made.Flags & FLAG_COMPRESSED ? STORAGE_COMPRESSED | STORAGE_MEMORY : STORAGE_MEMORY;
-        const int status = V_AllocateBitmap(&made, type);
-        if (Failed(status))
-            return status;
-    }
-    made.Palette = source->Palette;
-    if ((flags & DUP_PALETTE) && source->Palette) {
-        made.Palette = V_DupPalette(source->Palette);
-        if (!made.Palette) {
-            V_FreeBitmap(&made);
-            return ERR_NO_MEMORY;
-        }
-    }
-    V_CopyPlaybackParms(&made, source);
-    if (!(flags & DUP_REGION)) {
-        made.Region = source->Region;
-    } else if (Failed(CopyRegionMoved(&made, source, 0, 0))) {
-        if (!(flags & DUP_PALETTE))
-            made.Palette = nullptr; // the source's
-        V_FreeBitmap(&made);
-        return ERR_NO_MEMORY;
-    }
-    *destination = made;
-    return RESULT_SUCCESS;
+    return Duplicate(destination, source, width, height, bitsPerPixel, flags, Contents::Zeros);
+}
+
+int vexo::DuplicateForFilling(BitmapHandle *destination, const BitmapHandle *source, int width, int height,
+                              int bitsPerPixel, unsigned flags)
+{
+    return Duplicate(destination, source, width, height, bitsPerPixel, flags | DUP_ALLOCATE, Contents::Anything);
 }
 
 int VEXO_CALL V_CopyPlaybackParms(BitmapHandle *destination, const BitmapHandle *source)

@@ -130,8 +130,8 @@ int VEXO_CALL V_CopyBitmap(BitmapHandle *destination, BitmapHandle *source)
     if (!destination || !IsAllocated(source))
         return ERR_NO_BITMAP;
     PendingBitmap copy;
-    int status = V_DupBitmapNewDim(copy.record(), source, source->Width, source->Height, source->BitsPerPixel,
-                                   DUP_ALLOCATE | DUP_PALETTE | DUP_REGION);
+    int status = DuplicateForFilling(copy.record(), source, source->Width, source->Height, source->BitsPerPixel,
+                                     DUP_PALETTE | DUP_REGION);
     if (!Failed(status))
         status = CopyRows(copy.record(), source);
     if (Failed(status))

@@ -39,6 +39,13 @@ static_assert(sizeof(PaintHeader) == 1064);
 
 inline constexpr unsigned kDisplayModePaletteIndices = 4;
 
+// Storage of a freed bitmap that waits for the next one (mappings.cpp).
+struct KeptMapping {
+    HANDLE handle;
+    void *view;
+    size_t capacity; // bytes; 0: none
+};
+
 // Settings and caches of one thread, zero-filled, then given the defaults of SetThreadDefaults (startup.cpp).
 struct ThreadSettings {
     unsigned *userMatchTable;
@@ -56,14 +63,21 @@ struct ThreadSettings {
     PaintHeader printPaintHeader;
     unsigned displayMode;
     int storageCaching;
+    KeptMapping keptMappings[2];     // owned; the newest first
     struct ColourCache *colourCache; // owned; made and freed by the colour folder
 };
 
 // The calling thread's block, made on first use for a thread that was running before the library was loaded. Null only
 // when memory for it cannot be had.
 ThreadSettings *CurrentThread();
+// The same without making one.
+ThreadSettings *ExistingThread();
 // The same for readers: the defaults stand in for a block that cannot be made.
 const ThreadSettings &CurrentSettings();
+
+// Closes the freed storage that the calling thread keeps for its next bitmaps. False when there was none. What cannot
+// be allocated is tried again after this, before anyone hears of it.
+bool FreeKeptMappings();
 
 // Entry point steps; the DLL's DllMain and the tests' main call them.
 bool AttachProcess(HMODULE module);
@@ -205,6 +219,12 @@ private:
     BitmapHandle m_record = {};
 };
 
+// V_AllocateBitmap, and V_DupBitmapNewDim with DUP_ALLOCATE, for a bitmap whose rows are all written to the last byte
+// of their padding before anyone sees them: rows in memory may start out as those of a freed bitmap.
+int AllocateForFilling(BitmapHandle *bitmap, int memoryType);
+int DuplicateForFilling(BitmapHandle *destination, const BitmapHandle *source, int width, int height, int bitsPerPixel,
+                        unsigned flags);
+
 // Clears a new bitmap where the storage does not start out as zeros, which only global memory does not. The bitmap must
 // be locked.
 void ClearNewStorage(BitmapHandle *bitmap);
@@ -221,8 +241,8 @@ inline uint8_t *DirectRows(const BitmapHandle *bitmap)
 int ReadRow(BitmapHandle *bitmap, void *buffer, int row);
 int WriteRow(BitmapHandle *bitmap, const void *buffer, int row);
 
-// What the transfers above are made of: the byte offset of a row, which moves the record's row cache, and bytes of a row
-// of uncompressed storage, whatever pixels they belong to. Bytes moved, or an error.
+// What the transfers above are made of: the byte offset of a row, which moves the record's row cache, and bytes of a
+// row of uncompressed storage, whatever pixels they belong to. Bytes moved, or an error.
 unsigned RowOffset(BitmapHandle *bitmap, int row);
 int GetRowBytes(BitmapHandle *bitmap, void *buffer, int row, unsigned firstByte, int byteCount);
 int PutRowBytes(BitmapHandle *bitmap, const void *buffer, int row, unsigned firstByte, int byteCount);

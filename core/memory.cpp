@@ -8,7 +8,9 @@ namespace {
 
 void *AllocLocked(UINT flags, unsigned size)
 {
-    const HGLOBAL handle = ::GlobalAlloc(flags, size);
+    HGLOBAL handle = ::GlobalAlloc(flags, size);
+    if (!handle && FreeKeptMappings())
+        handle = ::GlobalAlloc(flags, size);
     if (!handle)
         return nullptr;
     void *block = ::GlobalLock(handle);
@@ -32,7 +34,9 @@ void *VEXO_CALL V_OsReAlloc(void *block, unsigned size)
         return nullptr;
     const HGLOBAL handle = ::GlobalHandle(block);
     ::GlobalUnlock(handle);
-    const HGLOBAL resized = ::GlobalReAlloc(handle, size, GMEM_MOVEABLE);
+    HGLOBAL resized = ::GlobalReAlloc(handle, size, GMEM_MOVEABLE);
+    if (!resized && FreeKeptMappings())
+        resized = ::GlobalReAlloc(handle, size, GMEM_MOVEABLE);
     // Deliberate: after a failure the old block is left unlocked; ReAllocKeepingLock is for blocks that live on.
     return resized ? ::GlobalLock(resized) : nullptr;
 }

@@ -65,12 +65,6 @@ ThreadSettings *MakeThreadBlock()
     return block.Release();
 }
 
-ThreadSettings *ExistingBlock()
-{
-    return process.tlsIndex == TLS_OUT_OF_INDEXES ? nullptr
-                                                  : static_cast<ThreadSettings *>(::TlsGetValue(process.tlsIndex));
-}
-
 void DeleteFrameBrushes()
 {
     for (HBRUSH &brush : process.frameBrushes) {
@@ -99,9 +93,15 @@ int CreateFrameBrushes()
 
 } // namespace
 
+ThreadSettings *ExistingThread()
+{
+    return process.tlsIndex == TLS_OUT_OF_INDEXES ? nullptr
+                                                  : static_cast<ThreadSettings *>(::TlsGetValue(process.tlsIndex));
+}
+
 ThreadSettings *CurrentThread()
 {
-    if (ThreadSettings *block = ExistingBlock())
+    if (ThreadSettings *block = ExistingThread())
         return block;
     return process.tlsIndex == TLS_OUT_OF_INDEXES ? nullptr : MakeThreadBlock();
 }
@@ -148,9 +148,10 @@ bool AttachThread() { return MakeThreadBlock() != nullptr; }
 
 void DetachThread()
 {
-    ThreadSettings *block = ExistingBlock();
+    ThreadSettings *block = ExistingThread();
     if (!block)
         return;
+    FreeKeptMappings();
     FreeColourCache(block->colourCache);
     V_OsFree(block);
     ::TlsSetValue(process.tlsIndex, nullptr);
@@ -160,6 +161,7 @@ void DetachProcess(HMODULE module)
 {
     --process.processCount;
     DeleteFrameBrushes();
+    FreeKeptMappings();
     // Deliberate: only thread detach frees a settings block, so the detaching thread's own stays behind.
     ::TlsFree(process.tlsIndex);
     process.tlsIndex = TLS_OUT_OF_INDEXES;
@@ -245,7 +247,12 @@ VexoStatusCallback VEXO_CALL V_SetStatusCallBack(VexoStatusCallback callback)
 
 VexoStatusCallback VEXO_CALL V_GetStatusCallBack(void) { return CurrentSettings().statusCallback; }
 
-int VEXO_CALL V_SetStorageCaching(int cached) { return ExchangeSetting(&ThreadSettings::storageCaching, cached); }
+int VEXO_CALL V_SetStorageCaching(int cached)
+{
+    if (!cached)
+        FreeKeptMappings();
+    return ExchangeSetting(&ThreadSettings::storageCaching, cached);
+}
 
 int VEXO_CALL V_VersionInfo(VersionRecord *version)
 {

@@ -274,7 +274,7 @@ int BitmapFromParts(BitmapHandle *bitmap, const DibInfo &info, const uint8_t *ta
     PendingBitmap made;
     int status = DescribeBitmap(made.record(), info, table);
     if (!Failed(status))
-        status = V_AllocateBitmap(made.record(), STORAGE_MEMORY);
+        status = AllocateForFilling(made.record(), STORAGE_MEMORY);
     if (!Failed(status))
         status = StoreRows(made.record(), info, rows);
     if (!Failed(status))

@@ -112,8 +112,7 @@ int SampleRows(BitmapHandle *source, BitmapHandle *destination)
 
 int vexo::StartNewSize(PendingBitmap *made, const BitmapHandle *source, int width, int height)
 {
-    const int status =
-        V_DupBitmapNewDim(made->record(), source, width, height, source->BitsPerPixel, DUP_ALLOCATE | DUP_PALETTE);
+    const int status = DuplicateForFilling(made->record(), source, width, height, source->BitsPerPixel, DUP_PALETTE);
     if (Failed(status))
         return status;
     (*made)->Region = nullptr; // still the source's

@@ -56,8 +56,8 @@ int PlanRotation(const BitmapHandle *bitmap, int angle, bool resize, COLORREF fi
 int StartResult(PendingBitmap *result, const BitmapHandle *source, const Rotation &rotation)
 {
     V_InitBitmap(result->record(), rotation.width, rotation.height, source->BitsPerPixel);
-    return V_AllocateBitmap(result->record(),
-                            IsCompressed(source) ? STORAGE_COMPRESSED | STORAGE_MEMORY : STORAGE_MEMORY);
+    return AllocateForFilling(result->record(),
+                              IsCompressed(source) ? STORAGE_COMPRESSED | STORAGE_MEMORY : STORAGE_MEMORY);
 }
 
 // Rotates rows into `result`, counted as `orientation` tells.
@@ -85,7 +85,7 @@ void SetBits(uint8_t *row, int start, int end)
 int MaskOfRegion(PendingBitmap *mask, const BitmapHandle *bitmap)
 {
     V_InitBitmap(mask->record(), bitmap->Width, bitmap->Height, 1);
-    int status = V_AllocateBitmap(mask->record(), STORAGE_MEMORY);
+    int status = AllocateForFilling(mask->record(), STORAGE_MEMORY);
     if (Failed(status))
         return status;
     Buffer<uint8_t> row(size_t(mask->record()->BytesPerLine));

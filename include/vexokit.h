@@ -161,6 +161,8 @@ VEXO_API VexoStatusCallback VEXO_CALL V_GetStatusCallBack(void);
 /* Chooses how page-file mappings are cached: 0 (default) makes them with SEC_NOCACHE, 1 without it. On current Windows
  * versions every access to an uncached mapping goes to main memory, so 1 is many times faster; set it unless another
  * process or a device must see each write at once. It holds for bitmaps allocated afterwards by the calling thread.
+ * With 1 the calling thread also keeps storage that it frees for bitmaps to come, because new storage is dear to touch
+ * for the first time: see V_FreeBitmap. 0 gives kept storage back to the system.
  * Returns the previous value. */
 VEXO_API int VEXO_CALL V_SetStorageCaching(int cached);
 
@@ -238,7 +240,9 @@ VEXO_API int VEXO_CDECL V_RedirectedClose(INT_PTR file);
  * Returns RESULT_SUCCESS, ERR_NO_BITMAP for a null record, or ERR_BAD_BITS_PER_PIXEL (the record is zeroed). */
 VEXO_API int VEXO_CALL V_InitBitmap(BitmapHandle *bitmap, int width, int height, int bitsPerPixel);
 
-/* Makes row storage, all zero bits except for global memory, for a record that V_InitBitmap has filled.
+/* Makes row storage, all zero bits except for global memory, for a record that V_InitBitmap has filled. Storage that the
+ * calling thread has kept serves again where it is large enough and at most a quarter of it is left over; it is zero
+ * all the same. What is kept is given back to the system before anything is refused for lack of memory.
  * memoryType: a STORAGE_ value. STORAGE_COMPRESSED counts at 1 bit per pixel, where the rest of the value is not
  * looked at, and is dropped at other depths.
  * Returns RESULT_SUCCESS; ERR_INV_RANGE for an empty size, a width or height below 1 or a size beyond 32 bits;
@@ -255,7 +259,10 @@ VEXO_API int VEXO_CALL V_CreateBitmap(BitmapHandle *bitmap, int memoryType, int 
                                       int colorOrder, const RGBQUAD *palette, int orientation);
 
 /* Frees the region, the palette and the storage. Harmless on a record without them. Sizes and Data are left as they
- * were; after compressed storage FLAG_MEMORY stays set. */
+ * were; after compressed storage FLAG_MEMORY stays set.
+ * A page-file mapping is closed at once, unless the calling thread has chosen V_SetStorageCaching(1): then the last two
+ * it freed, of 256 KB to 128 MB and no more than 128 MB together, stay open for bitmaps to come, until the thread ends
+ * or chooses otherwise. The address in Data is not to be used in either case. */
 VEXO_API void VEXO_CALL V_FreeBitmap(BitmapHandle *bitmap);
 /* V_FreeBitmap for an allocated bitmap, nothing otherwise. With freeAttachments 0 Palette and Region are first set to
  * null, so that a caller who copied them keeps them. Returns RESULT_SUCCESS. */

@@ -1,0 +1,227 @@
+// Storage that a thread keeps after bitmaps are freed: how much, for how long, and that nothing of what it held shows
+// in the bitmaps made of it.
+#include "tests/support/bitmaps.h"
+#include "tests/support/faults.h"
+#include "tests/support/library_test.h"
+
+#include "vexokit.h"
+
+#include <cstring>
+#include <functional>
+
+namespace vexo::test {
+
+namespace {
+
+constexpr int kMegabyte = 1 << 20;
+
+class KeptStorage : public LibraryTest {
+protected:
+    KeptStorage() : m_start(Holdings::Now().views.size()) { V_SetStorageCaching(1); }
+
+    // Views that are open beside those of before the test.
+    size_t OpenViews() const { return Holdings::Now().views.size() - m_start; }
+
+private:
+    const size_t m_start;
+};
+
+// An 8-bit bitmap of some bytes; a divisor of them is the height.
+BitmapHandle OfBytes(unsigned bytes, int height = 1)
+{
+    BitmapHandle record;
+    V_InitBitmap(&record, int(bytes) / height, height, 8);
+    EXPECT_EQ(RESULT_SUCCESS, V_AllocateBitmap(&record, STORAGE_MEMORY));
+    EXPECT_EQ(bytes, record.Size);
+    return record;
+}
+
+void FreeFullOf(uint8_t byte, BitmapHandle record)
+{
+    memset(record.Data, byte, record.Size);
+    V_FreeBitmap(&record);
+}
+
+void AllocateAndFree(unsigned bytes)
+{
+    BitmapHandle record = OfBytes(bytes);
+    V_FreeBitmap(&record);
+}
+
+bool IsZero(const BitmapHandle &record)
+{
+    const auto *bytes = static_cast<const uint8_t *>(record.Data);
+    return bytes[0] == 0 && memcmp(bytes, bytes + 1, record.Size - 1) == 0;
+}
+
+std::vector<uint8_t> BytesOf(const BitmapHandle &record)
+{
+    const auto *bytes = static_cast<const uint8_t *>(record.Data);
+    return std::vector<uint8_t>(bytes, bytes + record.Size);
+}
+
+} // namespace
+
+TEST_F(KeptStorage, ServesAgainAsZeros)
+{
+    BitmapHandle first = OfBytes(kMegabyte);
+    const void *const place = first.Data;
+    FreeFullOf(0xFF, first);
+    BitmapHandle smaller = OfBytes(kMegabyte * 3 / 4);
+    EXPECT_EQ(place, smaller.Data);
+    EXPECT_TRUE(IsZero(smaller));
+    FreeFullOf(0xFF, smaller); // as large as it was at first
+    BitmapHandle whole = OfBytes(kMegabyte, 1024);
+    EXPECT_EQ(place, whole.Data);
+    EXPECT_TRUE(IsZero(whole));
+
+    FreeFullOf(0xFF, OfBytes(2 * kMegabyte));
+    ASSERT_EQ(RESULT_SUCCESS, V_ChangeBitmapHeight(&whole, 2000));
+    EXPECT_EQ(1024u * 2000, whole.Size);
+    EXPECT_TRUE(IsZero(whole));
+    V_FreeBitmap(&whole);
+    EXPECT_LE(OpenViews(), 2u);
+}
+
+TEST_F(KeptStorage, KeepsWithinItsBounds)
+{
+    AllocateAndFree(kMegabyte / 4 - 4096);
+    AllocateAndFree(130 * kMegabyte);
+    EXPECT_EQ(0u, OpenViews());
+    AllocateAndFree(kMegabyte / 4);
+    AllocateAndFree(kMegabyte);
+    AllocateAndFree(2 * kMegabyte);
+    EXPECT_EQ(2u, OpenViews());
+    BitmapHandle other = OfBytes(kMegabyte * 3 / 4 - 4096); // a quarter of the kept ones would be wasted
+    EXPECT_EQ(3u, OpenViews());
+    V_FreeBitmap(&other);
+    EXPECT_EQ(2u, OpenViews());
+    AllocateAndFree(60 * kMegabyte);
+    AllocateAndFree(100 * kMegabyte);
+    EXPECT_EQ(1u, OpenViews());
+    AllocateAndFree(4 * kMegabyte);
+    EXPECT_EQ(2u, OpenViews());
+
+    RunOnNewThread([&] { AllocateAndFree(4 * kMegabyte); }); // chooses nothing, so keeps nothing
+    EXPECT_EQ(2u, OpenViews());
+    EXPECT_EQ(1, V_SetStorageCaching(0));
+    EXPECT_EQ(0u, OpenViews());
+    AllocateAndFree(4 * kMegabyte);
+    EXPECT_EQ(0u, OpenViews());
+}
+
+TEST_F(KeptStorage, BelongsToTheThreadThatFreed)
+{
+    BitmapHandle record = OfBytes(kMegabyte);
+    RunOnNewThread([&] {
+        V_SetStorageCaching(1);
+        V_FreeBitmap(&record);
+        EXPECT_EQ(1u, OpenViews());
+        BitmapHandle again = OfBytes(kMegabyte);
+        EXPECT_EQ(record.Data, again.Data);
+        V_FreeBitmap(&again);
+    });
+    EXPECT_EQ(0u, OpenViews()); // ended with the thread
+}
+
+TEST_F(KeptStorage, IsGivenBackBeforeAnythingIsRefused)
+{
+    for (const bool keeps : {true, false}) {
+        if (keeps)
+            AllocateAndFree(kMegabyte);
+        FaultInjector mappings(kFaultMappings, 1);
+        BitmapHandle record;
+        V_InitBitmap(&record, 100, 100, 8);
+        EXPECT_EQ(keeps ? RESULT_SUCCESS : ERR_NO_MEMORY,
+                  mappings.Run([&] { return V_AllocateBitmap(&record, STORAGE_MEMORY); }));
+        V_FreeBitmap(&record);
+        EXPECT_EQ(0u, OpenViews());
+
+        if (keeps)
+            AllocateAndFree(kMegabyte);
+        FaultInjector memory(kFaultMemory, 1);
+        void *block = memory.Run([] { return V_OsAlloc(100); });
+        EXPECT_EQ(keeps, block != nullptr);
+        EXPECT_EQ(0u, OpenViews());
+        if (!keeps)
+            continue;
+        AllocateAndFree(kMegabyte);
+        FaultInjector growth(kFaultMemory, 1);
+        block = growth.Run([&] { return V_OsReAlloc(block, 200); });
+        EXPECT_TRUE(block);
+        EXPECT_EQ(0u, OpenViews());
+        V_OsFree(block);
+    }
+}
+
+// Each operation makes the same bytes, padding included, in storage that was full of something else.
+TEST_F(KeptStorage, OperationsLeaveNoneOfItsBytes)
+{
+    struct Operation {
+        const char *name;
+        int bits; // of the picture
+        std::function<int(BitmapHandle *)> run;
+    };
+    const auto reduce = [](int bits) {
+        return [bits](BitmapHandle *b) { return V_ColorResBitmap(b, bits, 0, nullptr, 0); };
+    };
+    const auto replaceBy = [](auto make) {
+        return [make](BitmapHandle *bitmap) {
+            BitmapHandle made = {};
+            const int status = make(&made, bitmap);
+            V_FreeBitmap(bitmap);
+            *bitmap = made;
+            return status;
+        };
+    };
+    const auto copy = replaceBy(V_CopyBitmap);
+    const auto size = [](BitmapHandle *b) { return V_SizeBitmap(b, 2101, 1003); };
+    const auto resample = [](BitmapHandle *b) { return V_ResampleBitmap(b, 2101, 1003); };
+    const auto turn = [](BitmapHandle *b) { return V_RotateBitmapFine(b, 9000, 1, 0); };
+    const auto rotate = [](BitmapHandle *b) { return V_RotateBitmapFine(b, 1500, 1, 0); };
+    const auto across = [](BitmapHandle *b) { return V_ShearBitmap(b, 1000, 1, 0); };
+    const auto down = [](BitmapHandle *b) { return V_ShearBitmap(b, 1000, 0, 0); };
+    std::vector<Operation> operations = {
+        {"alpha of 32 bits", 32,
+         replaceBy([](BitmapHandle *to, BitmapHandle *from) { return V_GetBitmapAlpha(from, to); })},
+        {"alpha of 16 bits", 16,
+         replaceBy([](BitmapHandle *to, BitmapHandle *from) { return V_GetBitmapAlpha(from, to); })},
+        {"alpha of 24 bits", 24,
+         replaceBy([](BitmapHandle *to, BitmapHandle *from) { return V_GetBitmapAlpha(from, to); })},
+        {"rectangle", 8,
+         replaceBy([](BitmapHandle *to, BitmapHandle *from) { return V_CopyBitmapRect(to, from, -3, -5, 1900, 901); })},
+        {"gray", 24, V_GrayScaleBitmap},
+        {"halftone", 24, [](BitmapHandle *b) { return V_HalfToneBitmap(b, 0); }},
+        {"to 1 bit", 24, reduce(1)},
+        {"to 4 bits", 24, reduce(4)},
+        {"to 32 bits", 8, reduce(32)},
+    };
+    for (const int bits : {1, 3, 8, 24})
+        operations.insert(operations.end(), {{"copy", bits, copy},
+                                             {"size", bits, size},
+                                             {"resample", bits, resample},
+                                             {"quarter turn", bits, turn},
+                                             {"rotation", bits, rotate},
+                                             {"shear across", bits, across},
+                                             {"shear down", bits, down}});
+    Random random(40);
+    for (const Operation &operation : operations) {
+        SCOPED_TRACE(testing::Message() << operation.name << ", " << operation.bits << " bits");
+        // Every result is large enough to be kept.
+        TestBitmap first(StorageKind::PageFile, 1861, 1143, operation.bits);
+        random.Fill(first->Data, first->Size);
+        TestBitmap second;
+        V_CopyBitmap(second.get(), first.get());
+        V_SetStorageCaching(0);
+        ASSERT_EQ(RESULT_SUCCESS, operation.run(first.get()));
+        V_SetStorageCaching(1);
+        BitmapHandle rubbish = OfBytes(first->Size, first->Height);
+        const void *const place = rubbish.Data;
+        FreeFullOf(0xA5, rubbish);
+        ASSERT_EQ(RESULT_SUCCESS, operation.run(second.get()));
+        EXPECT_EQ(place, second->Data);
+        EXPECT_TRUE(BytesOf(*first.get()) == BytesOf(*second.get()));
+    }
+}
+
+} // namespace vexo::test
