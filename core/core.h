@@ -110,17 +110,18 @@ constexpr bool TransferFailed(int byteCount) { return byteCount < 0; }
 
 // ---- Working memory -------------------------------------------------------------------------------------------
 
-// Owns a block of V_OsAlloc. Tests as false when the allocation failed.
+// Owns a block of V_OsAlloc. Tests as false when the allocation failed. The count is 64 bits wide, so that a product of
+// sizes that is too large fails, too, instead of wrapping around to a small block.
 template <class T>
 class Buffer {
 public:
     enum class Fill { None, Zero };
 
-    explicit Buffer(size_t count, Fill fill = Fill::None)
+    explicit Buffer(uint64_t count, Fill fill = Fill::None)
         : m_data(count <= kMaxBytes / sizeof(T)
                      ? static_cast<T *>(V_OsAllocInit(unsigned(count * sizeof(T)), fill == Fill::Zero))
                      : nullptr),
-          m_size(m_data ? count : 0)
+          m_size(m_data ? size_t(count) : 0)
     {
     }
     ~Buffer()
@@ -255,7 +256,7 @@ class Progress {
 public:
     explicit Progress(int steps, int from = 0, int to = 100)
         : m_callback(CurrentSettings().statusCallback), m_steps(steps > 0 ? steps : 1),
-          m_share((to > from ? to - from : 0) / m_steps), m_rest((to > from ? to - from : 0) % m_steps), m_percent(from)
+          m_share(Range(from, to) / m_steps), m_rest(Range(from, to) % m_steps), m_percent(from)
     {
     }
 
@@ -265,7 +266,7 @@ public:
     // One more step is done.
     int Step()
     {
-        const int before = m_percent;
+        const int64_t before = m_percent;
         m_percent += m_share;
         m_carry += m_rest;
         if (m_carry >= m_steps) {
@@ -276,14 +277,15 @@ public:
     }
 
 private:
-    int Report() const { return m_callback ? m_callback(m_percent) : RESULT_SUCCESS; }
+    static int64_t Range(int from, int to) { return to > from ? int64_t(to) - from : 0; }
+    int Report() const { return m_callback ? m_callback(int(m_percent)) : RESULT_SUCCESS; }
 
     VexoStatusCallback m_callback;
     int m_steps;
-    int m_share; // of the range for each step, and what is left over
-    int m_rest;
-    int m_percent;
-    int m_carry = 0;
+    int64_t m_share; // of the range for each step, and what is left over; a caller may ask for any range
+    int64_t m_rest;
+    int64_t m_percent;
+    int64_t m_carry = 0;
 };
 
 } // namespace vexo

@@ -160,7 +160,7 @@ public:
         for (size_t x = 0; x < m_fillRow.size(); x += Pixels::kPaintedBytes)
             memcpy(m_fillRow.data() + x, fill, Pixels::kPaintedBytes);
         if (Pixels::kIsPacked)
-            m_painted.emplace(PaintedBytes(result->Width) * kBandRows);
+            m_painted.emplace(uint64_t(PaintedBytes(result->Width)) * unsigned(std::min(result->Height, kBandRows)));
     }
 
     explicit operator bool() const { return m_window && m_band && m_fillRow && (!m_painted || *m_painted); }

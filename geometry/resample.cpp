@@ -158,8 +158,7 @@ class RowShrinker {
 public:
     RowShrinker(NarrowedRows *from, size_t rowBytes, int largestGroup)
         : m_from(from), m_rowBytes(rowBytes), m_keepsRows(largestGroup <= kMostMeanRows),
-          m_rooms(size_t(std::min<uint64_t>(
-              uint64_t(from->roomBytes()) * unsigned(m_keepsRows ? std::max(largestGroup, 1) : 1), SIZE_MAX))),
+          m_rooms(uint64_t(from->roomBytes()) * unsigned(m_keepsRows ? std::max(largestGroup, 1) : 1)),
           m_sums(m_keepsRows ? 1 : rowBytes)
     {
     }

@@ -14,11 +14,11 @@ class RowBand {
 public:
     // A band of at most `rows` rows of a locked bitmap. Rows in memory need no buffer and set no limit.
     RowBand(BitmapHandle *bitmap, int rows)
-        : m_bitmap(bitmap), m_isDirect(DirectRows(bitmap) != nullptr), m_capacity(m_isDirect ? bitmap->Height : rows),
-          m_rows(DirectRows(bitmap))
+        : m_bitmap(bitmap), m_isDirect(DirectRows(bitmap) != nullptr),
+          m_capacity(m_isDirect ? bitmap->Height : std::min(rows, bitmap->Height)), m_rows(DirectRows(bitmap))
     {
         if (!m_isDirect)
-            m_rows = m_buffer.emplace(size_t(rows) * size_t(stride())).data();
+            m_rows = m_buffer.emplace(uint64_t(unsigned(m_capacity)) * unsigned(bitmap->BytesPerLine)).data();
     }
 
     explicit operator bool() const { return m_rows != nullptr; }

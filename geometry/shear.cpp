@@ -153,9 +153,7 @@ class OpenRows {
 public:
     OpenRows(BitmapHandle *result, int reach)
         : m_result(result), m_rows(DirectRows(result)), m_count(reach),
-          m_ring(m_rows
-                     ? 1
-                     : size_t(std::min<uint64_t>(uint64_t(unsigned(reach)) * unsigned(result->BytesPerLine), SIZE_MAX)))
+          m_ring(m_rows ? 1 : uint64_t(unsigned(reach)) * unsigned(result->BytesPerLine))
     {
     }
     explicit operator bool() const { return bool(m_ring); }
@@ -178,8 +176,8 @@ class ColumnShear {
 public:
     ColumnShear(BitmapHandle *source, BitmapHandle *result, const Shear &shear, COLORREF fillColor)
         : m_source(source), m_result(result), m_growth(int(shear.growth())), m_direct(DirectRows(source)),
-          m_band(m_direct ? 1 : size_t(std::min<uint64_t>(uint64_t(kBand) * unsigned(source->BytesPerLine), SIZE_MAX))),
-          m_open(result, m_growth + kBand), m_runs(source, shear), m_fill(result, fillColor), m_progress(result->Height)
+          m_band(m_direct ? 1 : uint64_t(kBand) * unsigned(source->BytesPerLine)), m_open(result, m_growth + kBand),
+          m_runs(source, shear), m_fill(result, fillColor), m_progress(result->Height)
     {
     }
     explicit operator bool() const { return m_band && m_open && m_runs && m_fill; }

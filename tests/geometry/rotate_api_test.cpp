@@ -198,6 +198,19 @@ TEST_F(Rotate, LargeFilesRotateLikeMemory)
     }
 }
 
+// A band of such rows, a byte for each pixel, is more than a block can hold.
+TEST_F(Rotate, RowsOfManyMillionPixels)
+{
+    constexpr int kWidth = (1 << 27) + 64;
+    TestBitmap bitmap(StorageKind::PageFile, kWidth, 1, 1);
+    ASSERT_EQ(RESULT_SUCCESS, V_PutPixelColor(bitmap.get(), 0, kWidth / 2, COLOR_INDEX(1)));
+    ASSERT_EQ(RESULT_SUCCESS, V_RotateBitmapFine(bitmap.get(), 1, 0, COLOR_INDEX(1)));
+    const BYTE *row = static_cast<const BYTE *>(bitmap->Data);
+    EXPECT_EQ(0xFF, row[0]);
+    EXPECT_EQ(0x80, row[kWidth / 16]);
+    EXPECT_EQ(0xFF, row[kWidth / 8 - 1]);
+}
+
 TEST_F(Rotate, StoppedAndFailedCallsChangeNothing)
 {
     struct Case {
@@ -206,7 +219,7 @@ TEST_F(Rotate, StoppedAndFailedCallsChangeNothing)
     };
     const Case cases[] = {
         {258, 258, 24, 9000, StorageKind::PageFile},    {261, 261, 8, 27000, StorageKind::PageFile},
-        {140, 20, 32, 9000, StorageKind::PageFile},      {260, 20, 1, 27000, StorageKind::Compressed},
+        {140, 20, 32, 9000, StorageKind::PageFile},     {260, 20, 1, 27000, StorageKind::Compressed},
         {70, 30, 3, 27000, StorageKind::TemporaryFile}, {30, 40, 1, 3000, StorageKind::Compressed},
         {30, 11, 16, 18000, StorageKind::PageFile},     {30, 11, 5, 18000, StorageKind::TemporaryFile},
         {30, 40, 24, 1234, StorageKind::TemporaryFile}, {30, 40, 4, 1234, StorageKind::PageFile},
@@ -261,11 +274,12 @@ TEST_F(Rotate, NoAngleReportsBothEndsAndBadCallsAreRefused)
         EXPECT_EQ((std::vector<int>{20, 45}), recorder.percentages());
     }
     before.ExpectUnchanged();
-    for (int angle : {9000, 18000, 4500}) {
-        const StatusRecorder recorder;
-        EXPECT_EQ(RESULT_SUCCESS, V_IntRotateBitmapFine(bitmap.get(), angle, 0, 0, 20, 45));
-        recorder.ExpectRising(20, 45);
-    }
+    for (int angle : {9000, 18000, 4500})
+        for (const auto &[from, to] : {std::pair(20, 45), std::pair(INT_MIN, INT_MAX)}) {
+            const StatusRecorder recorder;
+            EXPECT_EQ(RESULT_SUCCESS, V_IntRotateBitmapFine(bitmap.get(), angle, 0, 0, from, to));
+            recorder.ExpectRising(from, to);
+        }
     BitmapHandle empty = {};
     EXPECT_EQ(ERR_NO_BITMAP, V_RotateBitmap(nullptr, 90, 1));
     EXPECT_EQ(ERR_NO_BITMAP, V_RotateBitmapFine(&empty, 0, 1, 0));
