@@ -112,10 +112,11 @@ struct CombineArea {
     }
 };
 
-// Cuts one dimension of the rectangles to both bitmaps. False when nothing is left.
-bool ClipSpan(int &start, int &sourceStart, int &length, int limit, int sourceLimit)
+// Cuts one dimension of the rectangles to what the destination has from `first` to `limit` and the source from 0 to
+// `sourceLimit`. False when nothing is left.
+bool ClipSpan(int &start, int &sourceStart, int &length, int first, int limit, int sourceLimit)
 {
-    const int64_t before = std::max<int64_t>({0, -int64_t(start), -int64_t(sourceStart)});
+    const int64_t before = std::max<int64_t>({0, int64_t(first) - start, -int64_t(sourceStart)});
     const int64_t end = std::min<int64_t>({length, int64_t(limit) - start, int64_t(sourceLimit) - sourceStart});
     if (before >= end)
         return false;
@@ -141,7 +142,8 @@ public:
         }
         if (m_bits < 8) {
             m_work.emplace(size_t(destination->BytesPerLine));
-            m_aligned.emplace(plan.usesChannels ? 2 * (size_t(area.width) + 8) : size_t(destination->BytesPerLine));
+            m_aligned.emplace(plan.usesChannels ? 2 * (uint64_t(unsigned(area.width)) + 8)
+                                                : uint64_t(unsigned(destination->BytesPerLine)));
         }
     }
 
@@ -279,9 +281,11 @@ int VEXO_CALL V_CombineBitmap(BitmapHandle *destination, int left, int top, int 
         return ERR_INV_PARAMETER;
     CombineArea area = {left, top, width, height, source ? sourceLeft : 0, source ? sourceTop : 0, false};
     area.mirrored = source && source->Orientation != destination->Orientation;
+    const RECT bounds = destination->Region ? destination->Region->Bounds : WholeRect(destination);
+    const RECT sourceBounds = source ? WholeRect(source) : RECT{0, 0, INT_MAX, INT_MAX};
     if (plan->ChangesNothing() ||
-        !ClipSpan(area.left, area.sourceLeft, area.width, destination->Width, source ? source->Width : INT_MAX) ||
-        !ClipSpan(area.top, area.sourceTop, area.height, destination->Height, source ? source->Height : INT_MAX))
+        !ClipSpan(area.left, area.sourceLeft, area.width, bounds.left, bounds.right, sourceBounds.right) ||
+        !ClipSpan(area.top, area.sourceTop, area.height, bounds.top, bounds.bottom, sourceBounds.bottom))
         return RESULT_SUCCESS;
 
     const BitmapLock lock(destination), sourceLock(source);

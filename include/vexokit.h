@@ -1198,7 +1198,8 @@ VEXO_API int VEXO_CALL V_ReverseBitmap(BitmapHandle *bitmap);
 
 /* Combines a rectangle of `source` into a rectangle of `destination`, within the regions of both: a source pixel
  * outside the source's region leaves its destination pixel alone. The bitmaps have the same depth; colours and palettes
- * are not looked at. Rectangles are clipped to both bitmaps; when nothing is left the call succeeds.
+ * are not looked at. Rectangles are clipped to both bitmaps and to the bounds of the destination's region; when nothing
+ * is left the call succeeds.
  *
  * left, top              the rectangle's corner in the destination, in stored rows
  * sourceLeft, sourceTop  the same in the source, whose rows count from the other end when its orientation differs, so
@@ -1211,7 +1212,7 @@ VEXO_API int VEXO_CALL V_ReverseBitmap(BitmapHandle *bitmap);
  * channels: indices of 2 to 8 bits (M = 2^bits - 1), five-bit fields of 16-bit pixels (M = 31; bit 15 stays), bytes of
  * 24 and 32-bit pixels (M = 255; the fourth byte is a channel like the others). Source and destination may be one
  * bitmap; each row is read before it is written.
- * Progress goes to the status callback for each row.
+ * Progress goes to the status callback for each row of the clipped rectangle.
  * Returns RESULT_SUCCESS; ERR_INV_PARAMETER for a null destination or one without storage (deliberately not
  * ERR_NO_BITMAP), flags outside the groups, or a source that is needed but null, without storage or of another depth;
  * ERR_NO_MEMORY; a storage error; the callback's result. Rows done before a failure or a stop stay combined. */

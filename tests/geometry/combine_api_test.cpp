@@ -229,6 +229,13 @@ TEST_F(Combine, BadCallsAreRefusedAndEmptyOnesSucceed)
                                Place{INT_MIN, 0, INT_MAX, 5, 0, 0}, Place{0, 0, 5, 5, INT_MIN, INT_MIN}})
         EXPECT_EQ(RESULT_SUCCESS, CombineAt(destination.get(), source.get(), place, CMB_OP_XOR));
     before.ExpectUnchanged();
+
+    // Rows outside the region are no part of the work.
+    const RECT rows = {5, 1, 9, 4};
+    ASSERT_EQ(RESULT_SUCCESS, V_SetBitmapRgnRect(destination.get(), nullptr, &rows, COMBINE_REPLACE));
+    const StatusRecorder recorder;
+    EXPECT_EQ(RESULT_SUCCESS, combine(destination.get(), source.get(), CMB_OP_XOR));
+    EXPECT_EQ((std::vector<int>{0, 33, 66, 100}), recorder.percentages());
 }
 
 TEST_F(Combine, FailuresAndStopsKeepWholeRows)
