@@ -8,16 +8,11 @@ namespace vexo {
 
 namespace {
 
-// Bits of the display mode
-constexpr unsigned kOrdered = 0x001;
-constexpr unsigned kClustered = 0x020;
-constexpr unsigned kAlternativePalette = 0x100;
-
 int MethodFor(unsigned displayMode)
 {
-    if (!(displayMode & kOrdered))
+    if (!(displayMode & DISPLAYMODE_BIT0))
         return DITHER_FLOYD_STEINBERG;
-    return displayMode & kClustered ? DITHER_CLUSTERED : DITHER_DISPERSED;
+    return displayMode & DISPLAYMODE_CLUSTERED ? DITHER_CLUSTERED : DITHER_DISPERSED;
 }
 
 uint8_t *AllocateErrors(int width)
@@ -43,7 +38,7 @@ SegmentDither SelectSegmentDither(int sourceBits, int deviceBits)
     switch (deviceBits) {
     case 1: routine.m_paletteClass = kClassTwoGrays; break;
     case 4: routine.m_paletteClass = kClassWindowsColors; break;
-    case 8: routine.m_paletteClass = mode & kAlternativePalette ? kClassCube : kClassEightBits; break;
+    case 8: routine.m_paletteClass = mode & DISPLAYMODE_FIXED_PALETTE_ALT ? kClassCube : kClassEightBits; break;
     default: return routine;
     }
     routine.m_colors = routine.m_paletteClass == kClassCube ? CubePalette() : FixedPalette(deviceBits);

@@ -37,8 +37,6 @@ struct PaintHeader {
 };
 static_assert(sizeof(PaintHeader) == 1064);
 
-inline constexpr unsigned kDisplayModePaletteIndices = 4;
-
 // Storage of a freed bitmap that waits for the next one (mappings.cpp).
 struct KeptMapping {
     HANDLE handle;

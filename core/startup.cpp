@@ -27,7 +27,7 @@ ThreadSettings threadDefaults;
 constexpr int kDefaultResolution = 150;
 constexpr int kDefaultDitherMode = 7;
 constexpr unsigned kHighestDitherMode = 8;
-constexpr unsigned kDefaultDisplayMode = 12;
+constexpr unsigned kDefaultDisplayMode = DISPLAYMODE_PALETTE_INDICES | DISPLAYMODE_DITHER;
 
 void ResetPaletteIndices(ThreadSettings &settings)
 {
@@ -75,18 +75,18 @@ void DeleteFrameBrushes()
 }
 
 // Diagonal stripes, four pixels on and four off; brush i is the pattern moved by i rows, so stepping through the
-// brushes makes the stripes march.
+// brushes makes the stripes march. There are all of them or none.
 int CreateFrameBrushes()
 {
     static constexpr WORD kStripes[2 * kFrameBrushCount] = {0x0F, 0x1E, 0x3C, 0x78, 0xF0, 0xE1, 0xC3, 0x87,
                                                             0x0F, 0x1E, 0x3C, 0x78, 0xF0, 0xE1, 0xC3, 0x87};
     for (int i = 0; i < kFrameBrushCount; ++i) {
         const gdi::Bitmap pattern(::CreateBitmap(8, 8, 1, 1, kStripes + i));
-        if (!pattern) {
+        process.frameBrushes[i] = pattern ? ::CreatePatternBrush(pattern.get()) : nullptr;
+        if (!process.frameBrushes[i]) {
             DeleteFrameBrushes();
             return ERR_NO_MEMORY;
         }
-        process.frameBrushes[i] = ::CreatePatternBrush(pattern.get());
     }
     return RESULT_SUCCESS;
 }
@@ -233,7 +233,7 @@ unsigned VEXO_CALL V_SetDisplayMode(unsigned mask, unsigned value)
     const unsigned old = thread->displayMode;
     thread->displayMode = (old & ~mask) | (value & mask);
     // Deliberate: the value counts here before the mask is applied.
-    if (!(old & kDisplayModePaletteIndices) && (value & kDisplayModePaletteIndices))
+    if (!(old & DISPLAYMODE_PALETTE_INDICES) && (value & DISPLAYMODE_PALETTE_INDICES))
         ResetPaletteIndices(*thread);
     return old;
 }

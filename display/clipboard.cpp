@@ -77,11 +77,10 @@ int PasteDIB(BitmapHandle *bitmap)
     const uint8_t *bytes = dib ? static_cast<const uint8_t *>(::GlobalLock(dib)) : nullptr;
     if (!bytes)
         return ERR_NO_BITMAP;
-    const uint8_t *rows;
-    int status = FindDibRows(bytes, ::GlobalSize(dib), &rows);
-    if (!Failed(status))
-        status = V_ConvertFromDIB(bitmap, reinterpret_cast<const BITMAPINFOHEADER *>(bytes), rows);
+    const int status = BitmapFromDib(bitmap, bytes, ::GlobalSize(dib));
     ::GlobalUnlock(dib);
+    if (!Failed(status))
+        bitmap->ColorOrder = COLOR_ORDER_BGR; // as V_ConvertFromDIB has it
     return status;
 }
 

@@ -39,9 +39,10 @@ struct DibLayout {
     bool Fits() const { return totalBytes <= kMaxDibBytes; }
 };
 
-DibLayout LayoutFor(const BitmapHandle *bitmap, int bits, int colorCount)
+DibLayout LayoutFor(const BitmapHandle *bitmap)
 {
-    DibLayout layout = {bits, colorCount, PaddedRowBytes(bitmap->Width, bits), 0};
+    const int bits = DibDepth(bitmap->BitsPerPixel);
+    DibLayout layout = {bits, IsPalettised(bits) ? bitmap->ColorCount : 0, PaddedRowBytes(bitmap->Width, bits), 0};
     layout.totalBytes = int64_t(layout.RowsOffset()) + layout.bytesPerLine * bitmap->Height;
     return layout;
 }
@@ -109,9 +110,21 @@ int ConvertRows(BitmapHandle *bitmap, uint8_t *rows, const DibLayout &layout, co
     return RESULT_SUCCESS;
 }
 
-// Makes a DIB around the storage block of a bitmap in global memory. The bitmap must be unlocked. Null: unchanged.
-HGLOBAL StorageToDib(BitmapHandle *bitmap, const DibLayout &layout, const RGBQUAD *colors)
+// Whether the storage of a bitmap is a block of global memory that holds the rows of a DIB.
+bool IsDibStorage(const BitmapHandle *bitmap)
 {
+    return process.isWin32s && (bitmap->Flags & FLAG_MEMORY) && !IsCompressed(bitmap) &&
+           bitmap->Orientation == ORIENT_BOTTOM_UP && !NeedsConversion(bitmap);
+}
+
+// Makes a DIB around such a block. The bitmap must be unlocked. Null: unchanged.
+HGLOBAL StorageToDib(BitmapHandle *bitmap)
+{
+    const DibLayout layout = LayoutFor(bitmap);
+    RGBQUAD colors[256];
+    ReadPalette(bitmap, colors);
+    if (!layout.Fits())
+        return nullptr;
     const HGLOBAL block =
         ::GlobalReAlloc(reinterpret_cast<HGLOBAL>(bitmap->Handle), SIZE_T(layout.totalBytes), GMEM_MOVEABLE);
     if (!block)
@@ -294,14 +307,19 @@ void ReverseRows(uint8_t *rows, const DibInfo &info)
         }
 }
 
-// Makes the DIB's own block the storage of a bitmap in global memory. The block is locked on entry, unlocked on
-// success.
-int BitmapFromBlock(BitmapHandle *bitmap, const DibInfo &info, HGLOBAL dib, uint8_t *bytes)
+// Makes the DIB's own block the storage of a bitmap in global memory. The block is locked on entry and unlocked at the
+// end.
+int BitmapFromBlock(BitmapHandle *bitmap, HGLOBAL dib, uint8_t *bytes, uint64_t available)
 {
+    DibInfo info;
     PendingBitmap made;
-    const int status = DescribeBitmap(made.record(), info, bytes + info.headerSize);
-    if (Failed(status))
+    int status = ReadPackedHeader(bytes, available, &info);
+    if (!Failed(status))
+        status = DescribeBitmap(made.record(), info, bytes + info.headerSize);
+    if (Failed(status)) {
+        ::GlobalUnlock(dib);
         return status;
+    }
     memmove(bytes, bytes + info.RowsOffset(), info.size);
     if (info.topDown)
         ReverseRows(bytes, info);
@@ -316,13 +334,29 @@ int BitmapFromBlock(BitmapHandle *bitmap, const DibInfo &info, HGLOBAL dib, uint
 
 } // namespace
 
-int vexo::FindDibRows(const uint8_t *dib, uint64_t available, const uint8_t **rows)
+HGLOBAL vexo::MakeDib(BitmapHandle *bitmap, int colorsUsed)
+{
+    const DibLayout layout = LayoutFor(bitmap);
+    GlobalBlock dib(layout.totalBytes);
+    if (!dib)
+        return nullptr;
+    RGBQUAD colors[256];
+    ReadPalette(bitmap, colors);
+    WriteHeader(dib.bytes(), bitmap, layout, colorsUsed);
+    WriteColorTable(dib.bytes(), colors, layout.colorCount);
+    const BitmapLock lock(bitmap);
+    uint8_t *rows = dib.bytes() + layout.RowsOffset();
+    const int status = NeedsConversion(bitmap)
+                           ? ConvertRows(bitmap, rows, layout, IsPalettised(layout.bits) ? colors : nullptr)
+                           : CopyRows(bitmap, rows);
+    return Failed(status) ? nullptr : dib.Release();
+}
+
+int vexo::BitmapFromDib(BitmapHandle *bitmap, const uint8_t *dib, uint64_t available)
 {
     DibInfo info;
     const int status = ReadPackedHeader(dib, available, &info);
-    if (!Failed(status))
-        *rows = dib + info.RowsOffset();
-    return status;
+    return Failed(status) ? status : BitmapFromParts(bitmap, info, dib + info.headerSize, dib + info.RowsOffset());
 }
 
 // ---- Exports --------------------------------------------------------------------------------------------------
@@ -331,55 +365,21 @@ HGLOBAL VEXO_CALL V_ConvertToDIB(BitmapHandle *bitmap)
 {
     if (!IsAllocated(bitmap))
         return nullptr;
+    if (!NeedsConversion(bitmap))
+        return MakeDib(bitmap, 0);
+    const int bits = DibDepth(bitmap->BitsPerPixel);
+    const unsigned flags = IsPalettised(bits) ? COLORRES_OWN_PALETTE : COLORRES_ORDER_BGR;
     PendingBitmap reduced;
-    BitmapHandle *source = bitmap;
-    if (NeedsConversion(bitmap)) {
-        const int bits = DibDepth(bitmap->BitsPerPixel);
-        const unsigned flags = IsPalettised(bits) ? COLORRES_OWN_PALETTE : COLORRES_ORDER_BGR;
-        if (Failed(BuildReduced(&reduced, bitmap, {bits, flags, nullptr, 0})))
-            return nullptr;
-        source = reduced.record();
-    }
-    const BitmapLock lock(source);
-    const int colorCount = IsPalettised(source->BitsPerPixel) ? source->ColorCount : 0;
-    const DibLayout layout = LayoutFor(source, source->BitsPerPixel, colorCount);
-    GlobalBlock dib(layout.totalBytes);
-    if (!dib)
+    if (Failed(BuildReduced(&reduced, bitmap, {bits, flags, nullptr, 0})))
         return nullptr;
-    RGBQUAD colors[256];
-    ReadPalette(source, colors);
-    WriteHeader(dib.bytes(), source, layout, 0);
-    WriteColorTable(dib.bytes(), colors, colorCount);
-    return Failed(CopyRows(source, dib.bytes() + layout.RowsOffset())) ? nullptr : dib.Release();
+    return MakeDib(reduced.record(), 0);
 }
 
 HGLOBAL VEXO_CALL V_ChangeToDIB(BitmapHandle *bitmap)
 {
     if (!IsAllocated(bitmap) || (bitmap->Flags & FLAG_LOCKED))
         return nullptr;
-    const bool convert = NeedsConversion(bitmap);
-    const int bits = DibDepth(bitmap->BitsPerPixel);
-    const DibLayout layout = LayoutFor(bitmap, bits, IsPalettised(bits) ? bitmap->ColorCount : 0);
-    RGBQUAD colors[256];
-    ReadPalette(bitmap, colors);
-
-    HGLOBAL result = nullptr;
-    if (!convert && process.isWin32s && (bitmap->Flags & FLAG_MEMORY) && !IsCompressed(bitmap) &&
-        bitmap->Orientation == ORIENT_BOTTOM_UP && layout.Fits()) {
-        result = StorageToDib(bitmap, layout, colors);
-    } else {
-        const BitmapLock lock(bitmap);
-        GlobalBlock dib(layout.totalBytes);
-        if (!dib)
-            return nullptr;
-        WriteHeader(dib.bytes(), bitmap, layout, bitmap->ColorCount);
-        WriteColorTable(dib.bytes(), colors, layout.colorCount);
-        uint8_t *rows = dib.bytes() + layout.RowsOffset();
-        const int status =
-            convert ? ConvertRows(bitmap, rows, layout, IsPalettised(bits) ? colors : nullptr) : CopyRows(bitmap, rows);
-        if (!Failed(status))
-            result = dib.Release();
-    }
+    const HGLOBAL result = IsDibStorage(bitmap) ? StorageToDib(bitmap) : MakeDib(bitmap, bitmap->ColorCount);
     if (result)
         V_FreeBitmap(bitmap);
     return result;
@@ -409,19 +409,9 @@ int VEXO_CALL V_ChangeFromDIB(BitmapHandle *bitmap, HGLOBAL dib)
     if (!bytes)
         return ERR_INV_PARAMETER;
     const uint64_t available = ::GlobalSize(dib);
-    DibInfo info;
-    int status = ReadPackedHeader(bytes, available, &info);
-    if (Failed(status)) {
-        ::GlobalUnlock(dib);
-        return status;
-    }
-    if (process.isWin32s) {
-        status = BitmapFromBlock(bitmap, info, dib, bytes);
-        if (Failed(status))
-            ::GlobalUnlock(dib);
-        return status;
-    }
-    status = BitmapFromParts(bitmap, info, bytes + info.headerSize, bytes + info.RowsOffset());
+    if (process.isWin32s)
+        return BitmapFromBlock(bitmap, dib, bytes, available);
+    const int status = BitmapFromDib(bitmap, bytes, available);
     ::GlobalUnlock(dib);
     if (!Failed(status))
         ::GlobalFree(dib);

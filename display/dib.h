@@ -1,5 +1,4 @@
-// What the display folder shares of packed DIBs: the global blocks they travel in, and a check of one that came from
-// outside.
+// What the display folder shares of packed DIBs: the global blocks they travel in, and the ways from and to a bitmap.
 #ifndef VEXO_DISPLAY_DIB_H
 #define VEXO_DISPLAY_DIB_H
 
@@ -64,9 +63,12 @@ private:
 inline void FreeDib(HGLOBAL dib) { ::GlobalFree(dib); }
 using Dib = gdi::Owner<HGLOBAL, FreeDib>;
 
-// Holds the header of a packed DIB of `available` bytes against what the block really contains, and finds the rows in
-// it. Errors as for V_ChangeFromDIB.
-int FindDibRows(const uint8_t *dib, uint64_t available, const uint8_t **rows);
+// Makes a packed DIB of an allocated bitmap, with a table of its own colours and `colorsUsed` in the header. The bitmap
+// stays as it is. Null: no memory, or the storage fails.
+HGLOBAL MakeDib(BitmapHandle *bitmap, int colorsUsed);
+
+// Fills a record from a packed DIB of `available` bytes, of which no other is read. Errors as for V_ChangeFromDIB.
+int BitmapFromDib(BitmapHandle *bitmap, const uint8_t *dib, uint64_t available);
 
 } // namespace vexo
 

@@ -99,8 +99,8 @@ RECT VisibleRect(const BitmapHandle *bitmap, const PaintArea &area)
 int PaintImage(HDC image, BitmapHandle *bitmap, const RECT &target, const RECT &visible)
 {
     const DisplayModeScope inRgb(DISPLAYMODE_PALETTE_INDICES, 0);
-    RECT moved = target;
-    ::OffsetRect(&moved, -visible.left, -visible.top);
+    const RECT moved = {target.left - visible.left, target.top - visible.top, target.right - visible.left,
+                        target.bottom - visible.top};
     const RECT clip = {0, 0, visible.right - visible.left, visible.bottom - visible.top};
     return V_PaintDC(image, bitmap, nullptr, nullptr, &moved, &clip, SRCCOPY);
 }
@@ -134,6 +134,8 @@ int VEXO_CALL V_PaintDCEffect(HDC hdc, BitmapHandle *bitmap, const RECT *srcRect
     const PaintArea area = {srcRect, srcClip, dstRect, dstClip};
     if (effect == 0)
         return PaintBitmap(hdc, bitmap, area, rop);
+    if (!HasMeasures(*dstRect))
+        return ERR_INV_RANGE;
     const RECT visible = VisibleRect(bitmap, area);
     return IsEmptyRect(visible) ? RESULT_SUCCESS : RunEffect(hdc, bitmap, *dstRect, visible, rop, kEffects[effect]);
 }

@@ -10,15 +10,12 @@ namespace vexo {
 
 namespace {
 
-VEXO_TARGET_AVX2 inline __m256i Load256(const uint8_t *p)
-{
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
-}
-VEXO_TARGET_AVX2 inline void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
-VEXO_TARGET_AVX2 inline void AddTo(uint8_t *p, __m256i v) { Store256(p, _mm256_add_epi8(Load256(p), v)); }
+VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
+VEXO_AVX2_PIECE void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
+VEXO_AVX2_PIECE void AddTo(uint8_t *p, __m256i v) { Store256(p, _mm256_add_epi8(Load256(p), v)); }
 
 // Each of 32 bits as a byte, -1 for a 1.
-VEXO_TARGET_AVX2 inline __m256i SpreadBits(const uint8_t *bits)
+VEXO_AVX2_PIECE __m256i SpreadBits(const uint8_t *bits)
 {
     int word;
     memcpy(&word, bits, sizeof word);
@@ -30,7 +27,7 @@ VEXO_TARGET_AVX2 inline __m256i SpreadBits(const uint8_t *bits)
 }
 
 // The number of 1 bits in each byte below 16.
-VEXO_TARGET_AVX2 inline __m256i OnesOf(__m256i nibbles)
+VEXO_AVX2_PIECE __m256i OnesOf(__m256i nibbles)
 {
     const __m256i ones = _mm256_setr_epi8(0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4, //
                                           0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4);
@@ -78,7 +75,7 @@ VEXO_TARGET_AVX2 void AddOnes8(uint8_t *counts, const uint8_t *bits, size_t coun
     plainGrayKernels.addOnes[3](counts, bits, count);
 }
 
-VEXO_TARGET_AVX2 inline __m256i Divide(__m256i ones, __m256i sign, __m256i offset, __m256i reciprocal)
+VEXO_AVX2_PIECE __m256i Divide(__m256i ones, __m256i sign, __m256i offset, __m256i reciprocal)
 {
     const __m256i black = _mm256_add_epi16(_mm256_sign_epi16(ones, sign), offset);
     return _mm256_mulhi_epu16(_mm256_mullo_epi16(black, _mm256_set1_epi16(255)), reciprocal);

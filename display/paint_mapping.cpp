@@ -7,8 +7,6 @@ namespace vexo {
 
 namespace {
 
-constexpr int64_t kMaxExtent = 0x7FFFFFFF;
-
 // A range of source pixels, which may begin far outside the bitmap.
 struct SourceRange {
     int64_t first, end;
@@ -27,13 +25,13 @@ SourceRange LinesOf(const BitmapHandle *bitmap, int64_t firstRow, int64_t endRow
 
 struct AxisRanges {
     SourceRange whole, available, clipped; // the axis, what of it exists, and what the source clip leaves of that
-    int64_t to;
+    int to;
 };
 
 // Fills in one direction. Returns false when nothing is left.
 bool MapAxis(PaintAxis *axis, Span *all, Span *shown, const AxisRanges &ranges)
 {
-    *axis = {ranges.whole.first, int(ranges.whole.count()), int(ranges.to)};
+    *axis = {ranges.whole.first, int(ranges.whole.count()), ranges.to};
     *all = axis->PixelsFrom(ranges.available.first, ranges.available.end);
     *shown = axis->PixelsFrom(ranges.clipped.first, ranges.clipped.end);
     return !shown->isEmpty();
@@ -51,10 +49,9 @@ int MapPaint(PaintMapping *mapping, const BitmapHandle *bitmap, const PaintArea 
     const RECT source = area.source ? *area.source : MakeRect(0, 0, bitmap->Width, bitmap->Height);
     if (IsEmptyRect(target) || IsEmptyRect(source))
         return RESULT_SUCCESS;
-    const SourceRange columns = {source.left, source.right}, lines = LinesOf(bitmap, source.top, source.bottom);
-    const int64_t width = int64_t(target.right) - target.left, height = int64_t(target.bottom) - target.top;
-    if (std::max({columns.count(), lines.count(), width, height}) > kMaxExtent)
+    if (!HasMeasures(target) || !HasMeasures(source))
         return ERR_INV_RANGE;
+    const SourceRange columns = {source.left, source.right}, lines = LinesOf(bitmap, source.top, source.bottom);
 
     RECT sourceClip = source, targetClip = target;
     if (area.sourceClip && !Intersect(&sourceClip, source, *area.sourceClip))
@@ -67,9 +64,9 @@ int MapPaint(PaintMapping *mapping, const BitmapHandle *bitmap, const PaintArea 
     if ((clipColumns & bitmapColumns).count() < 1 || (clipLines & bitmapLines).count() < 1)
         return RESULT_SUCCESS;
     if (!MapAxis(&mapping->x, &mapping->allColumns, &mapping->columns,
-                 {columns, columns & bitmapColumns, clipColumns & bitmapColumns, width}) ||
+                 {columns, columns & bitmapColumns, clipColumns & bitmapColumns, target.right - target.left}) ||
         !MapAxis(&mapping->y, &mapping->allLines, &mapping->lines,
-                 {lines, lines & bitmapLines, clipLines & bitmapLines, height})) {
+                 {lines, lines & bitmapLines, clipLines & bitmapLines, target.bottom - target.top})) {
         mapping->columns = {};
         return RESULT_SUCCESS;
     }

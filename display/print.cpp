@@ -3,9 +3,12 @@
 #include "colour/colour.h"
 #include "core/gdi.h"
 #include "display/device.h"
+#include "display/dib.h"
+#include "display/dib_order.h"
 #include "display/paint.h"
-#include "geometry/mirror_kernels.h"
+#include "display/rectangles.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -104,13 +107,15 @@ RECT DestinationOnPage(const Device &device, const BitmapHandle *bitmap, const P
     const RECT page = {1, 1, device.horzRes, device.vertRes};
     const int pageWidth = page.right - page.left, pageHeight = abs(page.bottom - page.top);
     const SIZE size = SizeOnPage(bitmap, placement, pageWidth, pageHeight);
-    RECT destination = {0, 0, size.cx, size.cy};
-    ::OffsetRect(&destination, placement.x ? placement.x : page.left + (pageWidth - size.cx) / 2,
-                 placement.y ? placement.y : page.top + (pageHeight - abs(size.cy)) / 2);
+    if (size.cx < 1 || size.cy < 1)
+        return {};
+    const int64_t left = placement.x ? placement.x : page.left + (pageWidth - size.cx) / 2;
+    const int64_t top = placement.y ? placement.y : page.top + (pageHeight - size.cy) / 2;
     // Deliberate: what reaches out of the page is not cut off. The whole picture goes into what remains.
-    RECT clipped;
-    ::IntersectRect(&clipped, &destination, &page);
-    return clipped;
+    const RECT clipped = {LONG(std::max<int64_t>(left, page.left)), LONG(std::max<int64_t>(top, page.top)),
+                          LONG(std::min<int64_t>(left + size.cx, page.right)),
+                          LONG(std::min<int64_t>(top + size.cy, page.bottom))};
+    return IsEmptyRect(clipped) ? RECT{} : clipped;
 }
 
 // ---- Painting -------------------------------------------------------------------------------------------------
@@ -160,66 +165,63 @@ int PaintOnPage(HDC dc, BitmapHandle *bitmap, const Placement &placement)
 
 // ---- In one piece ---------------------------------------------------------------------------------------------
 
-// Whether the pixels can be handed over as they lie, but for the order of the rows.
-bool IsPlainDib(const BitmapHandle *bitmap)
+// Rows in files and 16 and 32 bits are not worth a DIB of the whole picture. Without storage the paint fails.
+bool MustBePainted(const BitmapHandle *bitmap)
 {
     const int bits = bitmap->BitsPerPixel;
-    const bool depthFits = bits == 1 || bits == 4 || bits == 8 || (bits == 24 && bitmap->ColorOrder == COLOR_ORDER_BGR);
-    return depthFits && IsAllocated(bitmap) && !(bitmap->Flags & (FLAG_DISK | FLAG_COMPRESSED));
+    return !IsAllocated(bitmap) || (bitmap->Flags & FLAG_DISK) || bits == 16 || bits == 32;
 }
 
-// A locked bitmap's rows from the bottom line up for a scope. It needs no memory, so that they can always be put back.
-class BottomUpRows {
-public:
-    explicit BottomUpRows(const BitmapHandle *bitmap) : m_bitmap(bitmap) { TurnOver(); }
-    ~BottomUpRows() { TurnOver(); }
-    BottomUpRows(const BottomUpRows &) = delete;
-    BottomUpRows &operator=(const BottomUpRows &) = delete;
+void Stretch(HDC dc, const Placement &placement, const BITMAPINFO *info, const void *rows)
+{
+    const BITMAPINFOHEADER &header = info->bmiHeader;
+    ::StretchDIBits(dc, placement.x, placement.y, placement.width, placement.height, 0, 0, header.biWidth,
+                    header.biHeight, rows, info, DIB_RGB_COLORS, SRCCOPY);
+}
 
-    const void *data() const { return DirectRows(m_bitmap); }
-
-private:
-    void TurnOver()
-    {
-        uint8_t *const rows = DirectRows(m_bitmap);
-        const size_t lineBytes = size_t(m_bitmap->BytesPerLine);
-        if (m_bitmap->Orientation == ORIENT_BOTTOM_UP || !rows)
-            return;
-        for (int low = 0, high = m_bitmap->Height - 1; low < high; ++low, --high)
-            mirrorKernels.exchange(rows + size_t(low) * lineBytes, rows + size_t(high) * lineBytes, lineBytes);
-    }
-
-    const BitmapHandle *m_bitmap;
-};
-
-void StretchOnPage(HDC dc, BitmapHandle *bitmap, const Placement &placement)
+// Prints the pixels where they lie.
+void StretchRows(HDC dc, const Placement &placement, const BitmapHandle *bitmap, uint8_t *rows)
 {
     const Buffer<PaintHeader> info(1, Buffer<PaintHeader>::Fill::Zero);
     if (!info)
         return;
     const int bits = bitmap->BitsPerPixel;
-    info[0].header = {sizeof(BITMAPINFOHEADER),
-                      bitmap->Width,
-                      bitmap->Height,
-                      1,
-                      WORD(bits),
-                      BI_RGB,
-                      DWORD(bitmap->BytesPerLine) * DWORD(bitmap->Height),
-                      0,
-                      0,
-                      DWORD(IsPalettised(bits) ? bitmap->ColorCount : 0),
-                      0};
-    // The bitmap's own colours: its indices mean no others, whatever a paint would dither to.
-    if (IsPalettised(bits))
-        ReadPalette(bitmap, info[0].colors);
+    BITMAPINFOHEADER &header = info[0].header;
+    header.biSize = sizeof header;
+    header.biWidth = bitmap->Width;
+    header.biHeight = bitmap->Height;
+    header.biPlanes = 1;
+    header.biBitCount = WORD(bits);
+    header.biSizeImage = DWORD(bitmap->BytesPerLine) * DWORD(bitmap->Height);
+    header.biClrUsed = DWORD(IsPalettised(bits) ? bitmap->ColorCount : 0);
+    ReadPalette(bitmap, info[0].colors);
+    const DibOrder order(bitmap, rows, bitmap->Height, bitmap->Orientation != ORIENT_BOTTOM_UP);
+    Stretch(dc, placement, reinterpret_cast<const BITMAPINFO *>(info.data()), rows);
+}
+
+// Prints pixels that no DIB can have, compressed or of odd depths, by way of a DIB made of them.
+void StretchCopy(HDC dc, const Placement &placement, BitmapHandle *bitmap)
+{
+    const Dib dib(MakeDib(bitmap, bitmap->ColorCount));
+    if (!dib)
+        return;
+    const auto *info = static_cast<const BITMAPINFO *>(::GlobalLock(dib.get()));
+    Stretch(dc, placement, info, reinterpret_cast<const uint8_t *>(info->bmiColors + info->bmiHeader.biClrUsed));
+    ::GlobalUnlock(dib.get());
+}
+
+// The bitmap's own colours are printed: its indices mean no others, whatever a paint would dither to.
+void StretchOnPage(HDC dc, BitmapHandle *bitmap, const Placement &placement)
+{
+    const int bits = bitmap->BitsPerPixel;
     const gdi::Palette palette(IsPalettised(bits) ? ::V_CreatePaintPalette(dc, bitmap) : nullptr);
     const gdi::PaletteSelection selection(dc, palette.get());
     const BitmapLock lock(bitmap);
-    const BottomUpRows rows(bitmap);
-    if (rows.data())
-        ::StretchDIBits(dc, placement.x, placement.y, placement.width, placement.height, 0, 0, bitmap->Width,
-                        bitmap->Height, rows.data(), reinterpret_cast<const BITMAPINFO *>(info.data()), DIB_RGB_COLORS,
-                        SRCCOPY);
+    uint8_t *const rows = DirectRows(bitmap);
+    if (rows && DibDepth(bits) == bits)
+        StretchRows(dc, placement, bitmap, rows);
+    else
+        StretchCopy(dc, placement, bitmap);
 }
 
 } // namespace
@@ -238,7 +240,7 @@ HDC VEXO_CALL V_PrintBitmapExt(HDC hdc, BitmapHandle *bitmap, int x, int y, int 
 
 HDC VEXO_CALL V_PrintBitmapFast(HDC hdc, BitmapHandle *bitmap, int x, int y, int width, int height, int endDoc)
 {
-    if (bitmap && !IsPlainDib(bitmap))
+    if (bitmap && MustBePainted(bitmap))
         return V_PrintBitmapExt(hdc, bitmap, x, y, width, height, endDoc);
     const HDC dc = hdc ? hdc : OpenDefaultPrinter();
     if (!dc)

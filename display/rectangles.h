@@ -4,11 +4,20 @@
 
 #include <windows.h>
 
+#include <cstdint>
+
 namespace vexo {
 
 constexpr RECT MakeRect(LONG left, LONG top, LONG right, LONG bottom) { return {left, top, right, bottom}; }
 
 constexpr bool IsEmptyRect(const RECT &rect) { return rect.right <= rect.left || rect.top >= rect.bottom; }
+
+// Whether the width and the height, either of which may be negative, are at most 0x7FFFFFFF.
+constexpr bool HasMeasures(const RECT &rect)
+{
+    const int64_t width = int64_t(rect.right) - rect.left, height = int64_t(rect.bottom) - rect.top;
+    return width == int(width) && width != INT32_MIN && height == int(height) && height != INT32_MIN;
+}
 
 // Stores what two rectangles have in common; `result` may be one of them. Returns whether it has any pixel.
 constexpr bool Intersect(RECT *result, const RECT &a, const RECT &b)

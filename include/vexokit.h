@@ -659,7 +659,9 @@ VEXO_API int VEXO_CALL V_ColorResBitmapList(HGLOBAL list, int bitsPerPixel, unsi
 /* Makes a packed DIB: one movable global block with a 40-byte header, the colour table and the rows, bottom line
  * first. 1, 4, 8 and 24 bits are kept; 2 and 3 bits become 4, 5 to 7 bits become 8, 16 and 32 bits become 24.
  * The bitmap is unchanged. The caller owns the block (GlobalFree, or the clipboard).
- * Returns null for a null or unallocated bitmap, or when memory or the storage fails. */
+ * Another depth or red first is converted as by V_ColorResBitmap, which reports to the status callback and can be
+ * stopped by it.
+ * Returns null for a null or unallocated bitmap, or when memory or the storage fails or the callback stops. */
 VEXO_API HGLOBAL VEXO_CALL V_ConvertToDIB(BitmapHandle *bitmap);
 /* The same, and frees the bitmap on success; its storage becomes the DIB where that is possible. The header's
  * colours-used field is the bitmap's ColorCount, and the colour table has that many entries.
@@ -837,8 +839,9 @@ VEXO_API HDC VEXO_CALL V_PrintBitmapExt(HDC hdc, BitmapHandle *bitmap, int x, in
 
 /* The same with one StretchDIBits to exactly the rectangle given: nothing is centred, fitted or clipped, and there is
  * no progress. When memory for it runs out the picture is left out, and page and job are ended as asked all the same
- * (deliberate). Bitmaps whose storage is no DIB go to V_PrintBitmapExt instead: those in temporary files or of 16 or
- * 32 bits, compressed ones, depths of 2, 3, 5, 6 and 7 bits, and 24 bits with red first. */
+ * (deliberate). Bitmaps in temporary files or of 16 or 32 bits go to V_PrintBitmapExt instead. Of compressed ones and
+ * those of 2, 3, 5, 6 and 7 bits a DIB is made first; otherwise rows and colours are put in order in the bitmap itself
+ * while the call runs. */
 VEXO_API HDC VEXO_CALL V_PrintBitmapFast(HDC hdc, BitmapHandle *bitmap, int x, int y, int width, int height,
                                          int endDoc);
 
@@ -863,8 +866,8 @@ VEXO_API HDC VEXO_CALL V_PrintBitmap(BitmapHandle *bitmap, int x, int y, int wid
  *                    13, 14 rows, columns the same,         27, 28 rows from the bottom, top, every eighth first
  *                           every eighth first              29 to 32 slides in from the left, right, bottom, top
  * Returns RESULT_SUCCESS, also when nothing shows; ERR_INV_PARAMETER for a null bitmap, hdc or dstRect, a bitmap
- * without storage or an effect above 32; ERR_NO_MEMORY when there is no image in memory for the device (metafiles have none);
- * the errors of V_PaintDC; the callback's result. */
+ * without storage or an effect above 32; ERR_NO_MEMORY when there is no image in memory for the device (metafiles have
+ * none); the errors of V_PaintDC; the callback's result. */
 VEXO_API int VEXO_CALL V_PaintDCEffect(HDC hdc, BitmapHandle *bitmap, const RECT *srcRect, const RECT *srcClip,
                                        const RECT *dstRect, const RECT *dstClip, DWORD rop, unsigned effect);
 
@@ -1009,10 +1012,10 @@ VEXO_API int VEXO_CALL V_ClearBitmap(BitmapHandle *bitmap);
 
 /* ---- Painting and framing regions ---------------------------------------------------------------------------- */
 
-/* V_PaintDC, V_PaintDCBuffer and V_PaintDCEffect, with only the pixels of the bitmap's region showing; without a region,
- * those of the whole bitmap. The region is scaled so that the bitmap's whole width and height fill dstRect, whatever srcRect says,
- * and rounded as by V_GetBitmapRgnHandle for ORIENT_TOP_DOWN. It takes the place of the clip that the device context
- * has; the context's state is as before at the end, whatever the paint returned.
+/* V_PaintDC, V_PaintDCBuffer and V_PaintDCEffect, with only the pixels of the bitmap's region showing; without a
+ * region, those of the whole bitmap. The region is scaled so that the bitmap's whole width and height fill dstRect,
+ * whatever srcRect says, and rounded as by V_GetBitmapRgnHandle for ORIENT_TOP_DOWN. It takes the place of the clip
+ * that the device context has; the context's state is as before at the end, whatever the paint returned.
  * Return as the functions named; a null bitmap and then a null dstRect or hdc are looked for first. Also ERR_NO_MEMORY,
  * when the region cannot be made or set, and ERR_INV_PARAMETER for a bitmap of no size: nothing is painted then. */
 VEXO_API int VEXO_CALL V_PaintRgnDC(HDC hdc, BitmapHandle *bitmap, const RECT *srcRect, const RECT *srcClip,

@@ -1,5 +1,6 @@
 // Painting within a region: the paint of the whole, with the region as the clip of the device context.
 #include "core/gdi.h"
+#include "display/rectangles.h"
 #include "regions/region.h"
 
 using namespace vexo;
@@ -28,12 +29,12 @@ private:
 // How the region lies where V_PaintDC puts the whole bitmap.
 int TransformTo(RegionTransform *transform, const BitmapHandle *bitmap, const RECT &destination)
 {
-    const int64_t width = int64_t(destination.right) - destination.left;
-    const int64_t height = int64_t(destination.bottom) - destination.top;
-    if (width != int(width) || height != int(height))
+    if (!HasMeasures(destination))
         return ERR_INV_RANGE;
-    *transform = {ORIENT_TOP_DOWN, int(width),       bitmap->Width,  int(height),
-                  bitmap->Height,  destination.left, destination.top};
+    *transform = {ORIENT_TOP_DOWN, destination.right - destination.left,
+                  bitmap->Width,   destination.bottom - destination.top,
+                  bitmap->Height,  destination.left,
+                  destination.top};
     return RESULT_SUCCESS;
 }
 

@@ -278,6 +278,10 @@ TEST_F(HostileClipboard, GivesAPictureOrNothing)
     EXPECT_EQ(0, PasteBytes(DibBytes(4, 4, 24, 0xFFFFFFFF, 4096)));
     EXPECT_EQ(0, PasteBytes(DibBytes(4, 4, 2, 0, 4096)));
 
+    std::vector<uint8_t> longer = DibBytes(1, 1, 24, 0, 200 + 4);
+    longer[0] = 200; // the size of a header that is not known yet
+    EXPECT_EQ(1, PasteBytes(longer));
+
     std::vector<uint8_t> core(12 + 6 + 4, 0); // the old header with its three-byte colours
     const BITMAPCOREHEADER header = {12, 2, 1, 1, 1};
     memcpy(core.data(), &header, 12);

@@ -294,6 +294,9 @@ TEST_F(Effects, CheckTheirArgumentsAndRestoreTheDisplayMode)
               V_PaintDCEffect(nullptr, bitmap.get(), nullptr, nullptr, &target, nullptr, SRCCOPY, 1));
     EXPECT_EQ(ERR_INV_PARAMETER, Paint(device, bitmap.get(), target, 33));
     EXPECT_EQ(ERR_INV_PARAMETER, Paint(device, bitmap.get(), target, ~0u));
+    EXPECT_EQ(ERR_INV_RANGE, Paint(device, bitmap.get(), {-0x7FFFFFFF, 0, 0x7FFFFFFF, 10}, 1, nullptr, &target));
+    const LONG farLeft = LONG(0x80000000);
+    EXPECT_EQ(RESULT_SUCCESS, Paint(device, bitmap.get(), {farLeft, 0, farLeft + 20, 10}, 29));
     EXPECT_EQ(RESULT_SUCCESS, Paint(device, bitmap.get(), target, 5, nullptr, &nowhere));
     EXPECT_EQ(RESULT_SUCCESS, Paint(device, bitmap.get(), {5, 5, 5, 9}, 5));
     EXPECT_EQ(std::vector<COLORREF>(200, 0), device.ColorsFromTop());

@@ -180,8 +180,9 @@ TEST_F(PaintBuffer, RefusesBadArguments)
         EXPECT_EQ(RESULT_SUCCESS,
                   V_PaintDCBuffer(dc, &record, nullptr, nullptr, &target, nullptr, SRCCOPY, rows, first, 10));
     for (const int count : {0, -2, int(0x80000000)})
-        EXPECT_EQ(RESULT_SUCCESS,
-                  V_PaintDCBuffer(dc, &record, nullptr, nullptr, &target, nullptr, SRCCOPY, rows, 0, count));
+        for (const int first : {0, int(0x80000000)})
+            EXPECT_EQ(RESULT_SUCCESS,
+                      V_PaintDCBuffer(dc, &record, nullptr, nullptr, &target, nullptr, SRCCOPY, rows, first, count));
     EXPECT_TRUE(recorder.calls.empty());
     record.BitsPerPixel = 9;
     EXPECT_EQ(ERR_BAD_BITS_PER_PIXEL,

@@ -245,6 +245,8 @@ TEST_F(Printing, FindsThePlaceOnThePage)
         {10, 5, -5, -20, 20, 30, {1, 1, 14, 9}}, // squeezed into what the page leaves
         {10, 5, 500, 10, 20, 30, {}},
         {10, 5, 50, 60, 20, -30, {}},
+        {10, 5, 0, 0, 0x7FFFFFFF, int(0x80000000), {}},
+        {10, 5, 5, 0, 0x7FFFFFFF, 20, {5, 61, 96, 20}},
     };
     for (const auto &c : kCases) {
         TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, c.width, c.height, 24));
@@ -366,23 +368,20 @@ TEST_F(Printing, FastHandsPlainPixelsOverInOnePiece)
     }
 }
 
-TEST_F(Printing, FastLeavesTheOthersToTheSlowWay)
+TEST_F(Printing, FastPaintsDeepPixelsAndFilesAndHandsOverAllOthers)
 {
     for (const int bits : kAllDepths) {
         for (const StorageKind kind : StorageKinds(bits)) {
-            const bool plain = (bits == 1 || bits == 4 || bits == 8) &&
-                               (kind == StorageKind::PageFile || kind == StorageKind::GlobalMemory);
+            const int left = bits == 16 || bits == 32 || kind == StorageKind::TemporaryFile ? 40 : 0; // centred or not
             for (const int order : {COLOR_ORDER_RGB, COLOR_ORDER_BGR}) {
-                if (plain || (bits == 24 && order == COLOR_ORDER_BGR && kind != StorageKind::TemporaryFile))
-                    continue;
                 const StorageScope scope(kind);
                 TestBitmap bitmap(kind, Image::Random(random, 21, 13, bits), {order, ORIENT_TOP_DOWN, {}});
                 const BitmapSnapshot snapshot(bitmap.get());
-                LogOf([&] { EXPECT_EQ(dc, V_PrintBitmapFast(dc, bitmap.get(), 0, 5, 21, 0, 0)); });
+                LogOf([&] { EXPECT_EQ(dc, V_PrintBitmapFast(dc, bitmap.get(), 0, 5, 21, 13, 0)); });
                 ASSERT_EQ(1u, printer.blits.size());
-                const RECT place = {40, 5, 21, 13}; // centred, and with a height
-                EXPECT_TRUE(EqualRect(&place, &printer.blits[0].destination));
-                EXPECT_EQ(ColorsFromTop(bitmap.get()), PageColors(40, 5, bitmap.get()));
+                const RECT place = {left, 5, 21, 13};
+                EXPECT_TRUE(EqualRect(&place, &printer.blits[0].destination)) << bits << " bits, " << kind;
+                EXPECT_EQ(ColorsFromTop(bitmap.get()), PageColors(left, 5, bitmap.get())) << bits << " bits, " << kind;
                 snapshot.ExpectUnchanged();
             }
         }
@@ -392,7 +391,7 @@ TEST_F(Printing, FastLeavesTheOthersToTheSlowWay)
 TEST_F(Printing, LosesNothingWhenMemoryRunsOut)
 {
     for (const PrintCall print : {V_PrintBitmapExt, V_PrintBitmapFast}) {
-        for (const int bits : {8, 16}) {
+        for (const int bits : {8, 6, 16}) {
             TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 21, 13, bits),
                               {COLOR_ORDER_BGR, ORIENT_TOP_DOWN, {}});
             const BitmapSnapshot snapshot(bitmap.get());
