@@ -122,8 +122,7 @@ int CountColors(ColorQuantizer &quantizer, BitmapHandle *source, Progress &progr
     }
     if (IsPalettised(source->BitsPerPixel)) {
         RGBQUAD own[256];
-        if (!ReadPalette(source, own))
-            memcpy(own, FixedPalette(source->BitsPerPixel), sizeof(RGBQUAD) << source->BitsPerPixel);
+        ReadColors(source, own);
         for (int i = 0; i < 1 << source->BitsPerPixel; ++i)
             quantizer.AddColor(own[i], uses[i]);
     }

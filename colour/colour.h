@@ -27,6 +27,8 @@ constexpr COLORREF UnpackPixel16(unsigned pixel, int order)
 
 // Reads up to 1 << bits entries of a bitmap's palette into quads and pads with black. False without a palette.
 bool ReadPalette(const BitmapHandle *bitmap, RGBQUAD (&colors)[256]);
+// The same for what a palettised bitmap's indices stand for: without a palette, the fixed colours of the depth.
+void ReadColors(const BitmapHandle *bitmap, RGBQUAD (&colors)[256]);
 
 // Maps the colours of one palette to indices of another. Without a destination the result is gray levels; without a
 // source it is the map of the 256 gray levels; without either nothing is written. Returns whether map[i] = i

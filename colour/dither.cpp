@@ -131,8 +131,7 @@ int vexo::BeginDithering(BitmapHandle *bitmap, const RGBQUAD *colors, int count,
     state->width = bitmap->Width;
     state->sourceBits = bitmap->BitsPerPixel;
     state->method = bitmap->DitherMode;
-    if (IsPalettised(state->sourceBits) && !ReadPalette(bitmap, state->sourceColors))
-        memcpy(state->sourceColors, FixedPalette(state->sourceBits), sizeof(RGBQUAD) << state->sourceBits);
+    ReadColors(bitmap, state->sourceColors);
     int status = StartErrors(&*state);
     if (!Failed(status)) // last, because it writes to the caller's table
         status = StartTarget(&*state, colors, count, depth, matchTable);

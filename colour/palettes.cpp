@@ -254,6 +254,12 @@ bool vexo::ReadPalette(const BitmapHandle *bitmap, RGBQUAD (&colors)[256])
     return V_GetPaletteEntries(bitmap->Palette, 0, 1 << bitmap->BitsPerPixel, colors) > 0;
 }
 
+void vexo::ReadColors(const BitmapHandle *bitmap, RGBQUAD (&colors)[256])
+{
+    if (!ReadPalette(bitmap, colors) && IsPalettised(bitmap->BitsPerPixel))
+        memcpy(colors, FixedPalette(bitmap->BitsPerPixel), sizeof colors[0] << bitmap->BitsPerPixel);
+}
+
 int VEXO_CALL V_GetBitmapColors(const BitmapHandle *bitmap, int first, int count, RGBQUAD *colors)
 {
     if (!bitmap)

@@ -4,7 +4,6 @@
 
 #include "colour/colour.h"
 #include "colour/dither.h"
-#include "colour/fixed_palettes.h"
 #include "colour/nearest_colour.h"
 #include "core/packed_pixels.h"
 
@@ -47,8 +46,7 @@ int RowReduction::Start(const BitmapHandle *source, const BitmapHandle *result, 
     m_target = &target;
     const bool isIndexed = IsPalettised(source->BitsPerPixel);
     const int ownCount = isIndexed ? 1 << source->BitsPerPixel : 0;
-    if (isIndexed && !ReadPalette(source, m_own))
-        memcpy(m_own, FixedPalette(source->BitsPerPixel), sizeof(RGBQUAD) * size_t(ownCount));
+    ReadColors(source, m_own);
     if (!IsPalettised(m_bits)) {
         m_way = Way::Repack;
         return RESULT_SUCCESS;

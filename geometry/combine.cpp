@@ -40,9 +40,10 @@ constexpr unsigned OperationTable(unsigned operation, unsigned d, unsigned s)
     case CMB_OP_XOR: return d ^ s;
     case CMB_OP_SUBTRACT_SRC: return d & ~s;
     case CMB_OP_SUBTRACT_DST: return ~d & s;
+    // Deliberate: at one bit a quotient is the dividend, although a divisor of 0 would give 1, and the average is OR,
+    // although the arithmetic on 0 and 1 would give AND.
     case CMB_OP_DIVIDE_SRC: return d;
     case CMB_OP_DIVIDE_DST: return s;
-    // Deliberate: at one bit the average is OR, although the arithmetic on 0 and 1 would give AND.
     default: return d | s;
     }
 }

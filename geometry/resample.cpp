@@ -29,8 +29,7 @@ struct WorkFormat {
             return;
         order = COLOR_ORDER_BGR;
         dithers = bitmap->BitsPerPixel != 8 || V_IsGrayScaleBitmap(bitmap) == GRAYSCALE_NO;
-        if (!ReadPalette(bitmap, palette))
-            V_GetFixedPalette(palette, bitmap->BitsPerPixel);
+        ReadColors(bitmap, palette);
     }
     int pixelBytes() const { return bits / 8; }
 };

@@ -5,7 +5,6 @@
 #include "geometry/row_sampler.h"
 #include "regions/region.h"
 
-#include <algorithm>
 #include <cstring>
 
 using namespace vexo;

@@ -17,6 +17,7 @@ using namespace vexo;
 namespace {
 
 constexpr int kSteepest = 4500;
+// Deliberate: wider results are refused, whatever a bitmap could hold.
 constexpr int kMostRowBytes = 32768;
 constexpr int kBand = 32;  // rows
 constexpr int kStrip = 64; // runs of columns

@@ -2,18 +2,8 @@
 // extracted bits and sums sorted by channel for shrunk ones, whole rows 32 bytes at a time (AVX2).
 #include "geometry/size_kernels.h"
 
-#include "colour/pixel_kernels.h"
-
 #include <cstring>
 #include <immintrin.h>
-
-// The pieces of an AVX2 kernel are always inlined: no 32-byte value may pass through the stack of the 64-bit GNU build,
-// which is aligned to 16 bytes only.
-#if defined(_MSC_VER) && !defined(__clang__)
-#define VEXO_AVX2_PIECE __forceinline
-#else
-#define VEXO_AVX2_PIECE VEXO_TARGET_AVX2 __attribute__((always_inline)) inline
-#endif
 
 namespace vexo {
 

@@ -33,7 +33,7 @@ bool HasFormatOf(const BitmapHandle *underlay, const BitmapHandle *bitmap, const
     if (!IsPalettised(bitmap->BitsPerPixel))
         return underlay->ColorOrder == bitmap->ColorOrder;
     RGBQUAD own[256];
-    ReadPalette(underlay, own);
+    ReadColors(underlay, own);
     const auto isSame = [](const RGBQUAD &a, const RGBQUAD &b) {
         return a.rgbRed == b.rgbRed && a.rgbGreen == b.rgbGreen && a.rgbBlue == b.rgbBlue;
     };
@@ -207,7 +207,7 @@ int VEXO_CALL V_UnderlayBitmap(BitmapHandle *bitmap, BitmapHandle *underlay, uns
     if (Failed(status))
         return status;
     RGBQUAD colors[256];
-    ReadPalette(bitmap, colors);
+    ReadColors(bitmap, colors);
     const bool stretch =
         flags == UNDERLAY_STRETCH && (underlay->Width != bitmap->Width || underlay->Height != bitmap->Height);
     PendingBitmap copy;

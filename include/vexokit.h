@@ -1095,7 +1095,8 @@ VEXO_API int VEXO_CALL V_Resize(void *buffer, int row, int bitsPerPixel, int *ne
 VEXO_API int VEXO_CALL V_ResizeBitmap(BitmapHandle *source, BitmapHandle *destination);
 
 /* Resizes a bitmap in place by nearest sampling; the region is scaled with it, everything else but the pixels is kept.
- * The storage and the palette are new objects. The current size changes nothing.
+ * The storage and the palette are new objects, and the animation colours are those that V_DupBitmapNewDim makes. The
+ * current size changes nothing.
  * Returns RESULT_SUCCESS; ERR_INV_PARAMETER (deliberately not ERR_NO_BITMAP) for a null record or one without storage;
  * ERR_INV_RANGE for a width or height below 1 or a size beyond 32 bits; ERR_NO_MEMORY; a storage error; the
  * callback's result. */

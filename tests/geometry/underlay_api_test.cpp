@@ -126,6 +126,10 @@ TEST_F(Underlay, OtherFormatsAndSizesAreConvertedAndStretched)
                 if (bits <= 8 && bits != belowBits)
                     convert();
                 const Image expected = LaidImage(bitmap.get(), copy.get());
+                if (random.OneIn(2)) { // its colours are the fixed ones all the same
+                    ::DeleteObject(bitmap->Palette);
+                    bitmap->Palette = nullptr;
+                }
                 const StatusRecorder recorder;
                 ASSERT_EQ(RESULT_SUCCESS, V_UnderlayBitmap(bitmap.get(), below.get(), flags));
                 recorder.ExpectRising(0, 100);
