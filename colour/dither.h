@@ -77,8 +77,9 @@ private:
 };
 
 // Chooses the routine: device depth 1 or 4 from 2 to 8, 16, 24 and 32 bits, device depth 8 from those and 1 bit. The
-// thread's display mode decides the rest: Floyd-Steinberg; with value 1 ordered by the dispersed matrix; with 1 and 32
-// ordered by the clustered one; with 256 to the cube palette instead of the fixed one on 8-bit devices.
+// thread's display mode decides the rest: Floyd-Steinberg; with DISPLAYMODE_BIT0 ordered by the dispersed matrix, with
+// DISPLAYMODE_CLUSTERED as well by the clustered one; with DISPLAYMODE_FIXED_PALETTE_ALT to the cube palette instead of
+// the fixed one on 8-bit devices.
 SegmentDither SelectSegmentDither(int sourceBits, int deviceBits);
 
 } // namespace vexo
