@@ -1,9 +1,9 @@
 // Alpha out of and into bitmaps against plain images: every depth and storage, differing sizes and orientations, and
 // calls that fail or are stopped.
-#include "tests/support/bitmaps.h"
-#include "tests/support/faults.h"
 #include "tests/support/library_test.h"
 #include "tests/support/page_heap.h"
+#include "tests/support/regions.h"
+#include "tests/support/status_recorder.h"
 
 #include <algorithm>
 
@@ -12,9 +12,6 @@ namespace vexo::test {
 namespace {
 
 class Alpha : public LibraryTest {
-protected:
-    ~Alpha() override { V_SetStatusCallBack(nullptr); }
-
 private:
     const PageHeapScope m_pageHeap;
 };
@@ -25,12 +22,6 @@ std::vector<RGBQUAD> Grays()
     for (int i = 0; i < 256; ++i)
         grays.push_back({BYTE(i), BYTE(i), BYTE(i), 0});
     return grays;
-}
-
-StorageKind RandomKind(Random &random, int bits)
-{
-    const std::vector<StorageKind> kinds = StorageKinds(bits);
-    return kinds[size_t(random.Below(int(kinds.size())))];
 }
 
 uint32_t AlphaOf(uint32_t pixel, int bits) { return bits == 32 ? pixel >> 24 : bits == 16 && pixel >> 15 ? 255 : 0; }
@@ -63,61 +54,59 @@ Image GrayLevels(BitmapHandle *bitmap)
     return Load(copy.get());
 }
 
-int stopAtCall;
-int VEXO_CALL StopAtCall(int) { return --stopAtCall == 0 ? -77 : RESULT_SUCCESS; }
-
 } // namespace
 
 TEST_F(Alpha, ExtractedIsAGrayBitmapOfTheSameRows)
 {
     Random random(61);
-    for (const int bits : kAllDepths)
-        for (const StorageKind kind : StorageKinds(bits)) {
-            SCOPED_TRACE(testing::Message() << bits << " bits, " << kind);
-            const StorageScope scope(kind);
-            const Image image = Image::Random(random, random.Between(1, 150), random.Between(1, 9), bits);
-            TestBitmap source(kind, image, {random.Below(2), random.Below(2) * 2, {}}), alpha;
-            source->XResolution = 72;
-            const BitmapSnapshot before(source.get());
-            ASSERT_EQ(RESULT_SUCCESS, V_GetBitmapAlpha(source.get(), alpha.get()));
-            before.ExpectUnchanged();
-            Image expected(image.width, image.height, 8);
-            std::ranges::transform(image.pixels, expected.pixels.begin(),
-                                   [&](uint32_t pixel) { return AlphaOf(pixel, bits); });
-            EXPECT_EQ(expected, Load(alpha.get()));
-            EXPECT_EQ(GRAYSCALE_BLACK_FIRST, V_IsGrayScaleBitmap(alpha.get()));
-            EXPECT_EQ(256, V_GetPaletteSize(alpha->Palette));
-            EXPECT_EQ(source->Orientation, alpha->Orientation);
-            EXPECT_EQ(72, alpha->XResolution);
-            ASSERT_EQ(RESULT_SUCCESS, V_GetBitmapAlpha(source.get(), source.get()));
-            EXPECT_EQ(expected, Load(source.get()));
-        }
+    ForEachVariant(random, 2, [&](const Variant &variant) {
+        const Image image = Image::Random(random, random.Between(1, 150), random.Between(1, 9), variant.bits);
+        TestBitmap source(variant.kind, image, variant.options), alpha;
+        source->XResolution = 72;
+        SetRandomRegion(source.get(), random);
+        const Image mask = MaskOf(source.get());
+        const BitmapSnapshot before(source.get());
+        ASSERT_EQ(RESULT_SUCCESS, V_GetBitmapAlpha(source.get(), alpha.get()));
+        before.ExpectUnchanged();
+        Image expected(image.width, image.height, 8);
+        std::ranges::transform(image.pixels, expected.pixels.begin(),
+                               [&](uint32_t pixel) { return AlphaOf(pixel, variant.bits); });
+        EXPECT_EQ(expected, Load(alpha.get()));
+        EXPECT_EQ(mask, MaskOf(alpha.get()));
+        EXPECT_EQ(GRAYSCALE_BLACK_FIRST, V_IsGrayScaleBitmap(alpha.get()));
+        EXPECT_EQ(256, V_GetPaletteSize(alpha->Palette));
+        EXPECT_EQ(source->Orientation, alpha->Orientation);
+        EXPECT_EQ(72, alpha->XResolution);
+        ASSERT_EQ(RESULT_SUCCESS, V_GetBitmapAlpha(source.get(), source.get()));
+        EXPECT_EQ(expected, Load(source.get()));
+    });
 }
 
 TEST_F(Alpha, AppliedIsMatchedFromTheTopLeft)
 {
     Random random(62);
-    for (const int bits : {16, 32})
-        for (const StorageKind kind : StorageKinds(bits))
-            for (const int levelBits : kAllDepths)
-                for (int round = 0; round < 4; ++round) {
-                    const StorageScope scope(kind);
-                    const bool fromRamp = levelBits == 8 && round % 2;
-                    const StorageKind levelKind =
-                        kind == StorageKind::PageFile && levelBits == 1 ? StorageKind::Compressed : kind;
-                    const Image image = Image::Random(random, random.Between(1, 80), random.Between(1, 8), bits);
-                    const Image levels = Image::Random(random, random.Between(1, 80), random.Between(1, 8), levelBits);
-                    const int orientation = random.Below(2) * 2, levelOrientation = random.Below(2) * 2;
-                    TestBitmap bitmap(kind, image, {random.Below(2), orientation, {}});
-                    TestBitmap source(levelKind, levels,
-                                      {COLOR_ORDER_BGR, levelOrientation, fromRamp ? Grays() : std::vector<RGBQUAD>()});
-                    SCOPED_TRACE(testing::Message() << levelBits << " to " << bits << " bits, " << kind);
-                    const BitmapSnapshot before(source.get());
-                    const Image gray = fromRamp ? levels : GrayLevels(source.get());
-                    ASSERT_EQ(RESULT_SUCCESS, V_SetBitmapAlpha(bitmap.get(), source.get()));
-                    ASSERT_EQ(Apply(image, orientation, gray, levelOrientation), Load(bitmap.get()));
-                    before.ExpectUnchanged();
-                }
+    constexpr int kDepths[] = {16, 32};
+    ForEachVariant(
+        random, 33,
+        [&](const Variant &variant) {
+            const int levelBits = kAllDepths[size_t(random.Below(11))];
+            const bool fromRamp = levelBits == 8 && random.OneIn(2);
+            BitmapOptions options = RandomOptions(random, levelBits);
+            if (fromRamp)
+                options.palette = Grays();
+            const Image image = Image::Random(random, random.Between(1, 80), random.Between(1, 8), variant.bits);
+            const Image levels = Image::Random(random, random.Between(1, 80), random.Between(1, 8), levelBits);
+            const bool runs = variant.kind == StorageKind::PageFile && levelBits == 1;
+            TestBitmap bitmap(variant.kind, image, variant.options);
+            TestBitmap source(runs ? StorageKind::Compressed : variant.kind, levels, options);
+            SCOPED_TRACE(levelBits);
+            const BitmapSnapshot before(source.get());
+            const Image gray = fromRamp ? levels : GrayLevels(source.get());
+            ASSERT_EQ(RESULT_SUCCESS, V_SetBitmapAlpha(bitmap.get(), source.get()));
+            ASSERT_EQ(Apply(image, variant.options.orientation, gray, options.orientation), Load(bitmap.get()));
+            before.ExpectUnchanged();
+        },
+        kDepths);
 }
 
 TEST_F(Alpha, OtherDepthsBecome32Bits)
@@ -160,54 +149,22 @@ TEST_F(Alpha, ABitmapCanBeItsOwnAlpha)
     }
 }
 
-TEST_F(Alpha, MissingBitmapsAreRefused)
-{
-    TestBitmap bitmap(StorageKind::PageFile, 4, 4, 32), alpha;
-    BitmapHandle empty;
-    V_InitBitmap(&empty, 4, 4, 32);
-    for (BitmapHandle *missing : {static_cast<BitmapHandle *>(nullptr), &empty}) {
-        EXPECT_EQ(ERR_NO_BITMAP, V_GetBitmapAlpha(missing, alpha.get()));
-        EXPECT_EQ(ERR_NO_BITMAP, V_SetBitmapAlpha(bitmap.get(), missing));
-        EXPECT_EQ(ERR_NO_BITMAP, V_SetBitmapAlpha(missing, bitmap.get()));
-    }
-    EXPECT_EQ(ERR_NO_BITMAP, V_GetBitmapAlpha(bitmap.get(), nullptr));
-}
-
-TEST_F(Alpha, FailedAndStoppedCallsChangeNothing)
+// Two stages report: the source is turned to gray, the bitmap is converted.
+TEST_F(Alpha, StoppedCallsChangeNothing)
 {
     Random random(65);
-    for (const StorageKind kind : StorageKinds(8)) {
-        SCOPED_TRACE(kind);
-        const StorageScope scope(kind);
-        const Image image = Image::Random(random, 30, 6, 24), deep = Image::Random(random, 30, 6, 32);
-        const Image levels = Image::Random(random, 30, 6, 8);
-        ForEachFault(kFaultAll, [&](FaultInjector &faults) {
-            TestBitmap source(kind, deep), alpha;
-            const BitmapSnapshot before(source.get());
-            const int status = faults.Run([&] { return V_GetBitmapAlpha(source.get(), alpha.get()); });
-            before.ExpectUnchanged();
-            EXPECT_EQ(status == RESULT_SUCCESS, (alpha->Flags & FLAG_ALLOCATED) != 0);
-        });
-        ForEachFault(kFaultAll, [&](FaultInjector &faults) {
-            TestBitmap bitmap(kind, image), source(kind, levels);
-            const BitmapSnapshot before(bitmap.get()), sourceBefore(source.get());
-            const int status = faults.Run([&] { return V_SetBitmapAlpha(bitmap.get(), source.get()); });
-            if (status != RESULT_SUCCESS)
-                before.ExpectUnchanged();
-            sourceBefore.ExpectUnchanged();
-        });
-        // Two stages report: the source is turned to gray, the bitmap is converted.
-        V_SetStatusCallBack(StopAtCall);
-        for (int call = 1; call <= 8; ++call) {
-            TestBitmap bitmap(kind, image), source(kind, levels);
-            const BitmapSnapshot before(bitmap.get());
-            stopAtCall = call;
-            EXPECT_EQ(-77, V_SetBitmapAlpha(bitmap.get(), source.get()));
-            stopAtCall = 0;
-            before.ExpectUnchanged();
-        }
-        V_SetStatusCallBack(nullptr);
+    TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 30, 6, 24));
+    TestBitmap source(StorageKind::PageFile, Image::Random(random, 30, 6, 8));
+    const BitmapSnapshot before(bitmap.get());
+    for (int stop = 0; stop < 8; ++stop) {
+        const StatusRecorder recorder(stop);
+        EXPECT_EQ(StatusRecorder::kStopped, V_SetBitmapAlpha(bitmap.get(), source.get()));
+        before.ExpectUnchanged();
     }
+    BitmapHandle empty = {};
+    for (BitmapHandle *missing : {static_cast<BitmapHandle *>(nullptr), &empty})
+        EXPECT_EQ(ERR_NO_BITMAP, V_SetBitmapAlpha(bitmap.get(), missing));
+    EXPECT_EQ(ERR_NO_BITMAP, V_GetBitmapAlpha(bitmap.get(), nullptr));
 }
 
 } // namespace vexo::test

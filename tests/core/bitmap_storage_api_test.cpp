@@ -101,41 +101,35 @@ TEST_F(Storage, AllocationChecksSizeAndType)
 TEST_F(Storage, EveryKindHoldsPixelsUntilItIsFreed)
 {
     Random random(4);
-    for (int bits : kAllDepths) {
-        for (StorageKind kind : StorageKinds(bits)) {
-            SCOPED_TRACE(testing::Message() << bits << " bits, " << kind);
-            const StorageScope scope(kind);
-            const int width = random.Between(1, 67), height = random.Between(1, 40);
-            TestBitmap bitmap(kind, width, height, bits);
-            const bool isDisk = kind == StorageKind::TemporaryFile;
-            const unsigned storage =
-                (isDisk ? FLAG_DISK : FLAG_MEMORY) | (kind == StorageKind::Compressed ? FLAG_COMPRESSED : 0u);
-            EXPECT_EQ(FLAG_ALLOCATED | storage, bitmap->Flags);
-            if (kind != StorageKind::GlobalMemory) {
-                EXPECT_EQ(Image(width, height, bits), Load(bitmap.get())) << "new storage is zero";
-            }
-            const Image image = Image::Random(random, width, height, bits);
-            Store(bitmap.get(), image);
-            EXPECT_EQ(image, Load(bitmap.get()));
-            if (isDisk) {
-                EXPECT_EQ(bitmap->Size + 1, GetFileSize(reinterpret_cast<HANDLE>(bitmap->Handle), nullptr));
-            }
+    ForEachVariant(random, 1, [&](const Variant &variant) {
+        const StorageKind kind = variant.kind;
+        const int width = random.Between(1, 67), height = random.Between(1, 40);
+        TestBitmap bitmap(kind, width, height, variant.bits);
+        const bool isDisk = kind == StorageKind::TemporaryFile, isCompressed = kind == StorageKind::Compressed;
+        EXPECT_EQ(FLAG_ALLOCATED | (isDisk ? FLAG_DISK : FLAG_MEMORY) | (isCompressed ? FLAG_COMPRESSED : 0u),
+                  bitmap->Flags);
+        if (kind != StorageKind::GlobalMemory)
+            EXPECT_EQ(Image(width, height, variant.bits), Load(bitmap.get())) << "new storage is zero";
+        const Image image = Image::Random(random, width, height, variant.bits);
+        Store(bitmap.get(), image);
+        EXPECT_EQ(image, Load(bitmap.get()));
+        if (isDisk)
+            EXPECT_EQ(bitmap->Size + 1, GetFileSize(reinterpret_cast<HANDLE>(bitmap->Handle), nullptr));
 
-            V_FreeBitmap(bitmap.get());
-            EXPECT_EQ(kind == StorageKind::Compressed ? FLAG_MEMORY : 0u, bitmap->Flags);
-            EXPECT_EQ(nullptr, bitmap->Palette);
-            const BitmapHandle freed = *bitmap.get();
-            V_FreeBitmap(bitmap.get());
-            EXPECT_EQ(RESULT_SUCCESS, V_FreeImage(bitmap.get(), 1));
-            EXPECT_TRUE(SameRecord(freed, *bitmap.get()));
-            uint8_t byte = 0;
-            EXPECT_EQ(ERR_NO_MEMORY, V_GetBitmapRow(bitmap.get(), &byte, 0, 1));
-            EXPECT_EQ(ERR_NO_MEMORY, V_PutBitmapRow(bitmap.get(), &byte, 0, 1));
-            EXPECT_EQ(COLOR_INVALID, V_GetPixelColor(bitmap.get(), 0, 0));
-            EXPECT_EQ(ERR_NO_BITMAP, V_PutPixelColor(bitmap.get(), 0, 0, 0));
-            EXPECT_EQ(ERR_NO_BITMAP, V_ChangeBitmapHeight(bitmap.get(), 3));
-        }
-    }
+        V_FreeBitmap(bitmap.get());
+        EXPECT_EQ(isCompressed ? FLAG_MEMORY : 0u, bitmap->Flags);
+        EXPECT_EQ(nullptr, bitmap->Palette);
+        const BitmapHandle freed = *bitmap.get();
+        V_FreeBitmap(bitmap.get());
+        EXPECT_EQ(RESULT_SUCCESS, V_FreeImage(bitmap.get(), 1));
+        EXPECT_TRUE(SameRecord(freed, *bitmap.get()));
+        uint8_t byte = 0;
+        EXPECT_EQ(ERR_NO_MEMORY, V_GetBitmapRow(bitmap.get(), &byte, 0, 1));
+        EXPECT_EQ(ERR_NO_MEMORY, V_PutBitmapRow(bitmap.get(), &byte, 0, 1));
+        EXPECT_EQ(COLOR_INVALID, V_GetPixelColor(bitmap.get(), 0, 0));
+        EXPECT_EQ(ERR_NO_BITMAP, V_PutPixelColor(bitmap.get(), 0, 0, 0));
+        EXPECT_EQ(ERR_NO_BITMAP, V_ChangeBitmapHeight(bitmap.get(), 3));
+    });
 }
 
 TEST_F(Storage, CreateGivesPaletteOrderAndOrientation)
@@ -218,120 +212,86 @@ TEST_F(Storage, LockPairsNest)
 TEST_F(Storage, HeightChangesKeepTheStoredRows)
 {
     Random random(6);
-    for (int bits : kAllDepths) {
-        for (StorageKind kind : StorageKinds(bits)) {
-            SCOPED_TRACE(testing::Message() << bits << " bits, " << kind);
-            const StorageScope scope(kind);
-            const int width = random.Between(1, 300);
-            Image image = Image::RandomRuns(random, width, random.Between(1, 30), bits);
-            TestBitmap bitmap(kind, image);
-            for (int step = 0; step < 12; ++step) {
-                const int height = random.OneIn(3) ? random.Between(1, 400) : random.Between(1, 30);
-                const unsigned sizeBefore = bitmap->Size;
-                ASSERT_EQ(RESULT_SUCCESS, V_ChangeBitmapHeight(bitmap.get(), height));
-                ASSERT_EQ(height, bitmap->Height);
-                if (height != image.height) {
-                    EXPECT_EQ(0, bitmap->CachedRow);
-                    EXPECT_EQ(0u, bitmap->CachedRowOffset);
-                }
-                EXPECT_EQ(kind == StorageKind::Compressed ? sizeBefore : unsigned(bitmap->BytesPerLine * height),
-                          bitmap->Size);
-                Image resized = Load(bitmap.get());
-                const int kept = std::min(height, image.height);
-                ASSERT_TRUE(
-                    std::equal(image.pixels.begin(), image.pixels.begin() + kept * width, resized.pixels.begin()));
-                if (kind == StorageKind::PageFile || kind == StorageKind::Compressed) {
-                    ASSERT_TRUE(std::all_of(resized.pixels.begin() + kept * width, resized.pixels.end(),
-                                            [](uint32_t pixel) { return pixel == 0; }));
-                }
-                // Write every row once, so that the storage of the new ones is used.
-                image = Image::RandomRuns(random, width, height, bits);
-                Store(bitmap.get(), image);
-                ASSERT_EQ(image, Load(bitmap.get()));
-            }
-            const BitmapSnapshot before(bitmap.get());
-            for (int refused : {0, -1, -1000, 0x7FFFFFFF})
-                if (refused < 1 || bitmap->BytesPerLine > 4) {
-                    EXPECT_EQ(ERR_INV_RANGE, V_ChangeBitmapHeight(bitmap.get(), refused)) << refused;
-                }
-            before.ExpectUnchanged();
+    ForEachVariant(random, 1, [&](const Variant &variant) {
+        const int width = random.Between(1, 300);
+        Image image = Image::RandomRuns(random, width, random.Between(1, 30), variant.bits);
+        TestBitmap bitmap(variant.kind, image);
+        for (int step = 0; step < 12; ++step) {
+            const int height = random.OneIn(3) ? random.Between(1, 400) : random.Between(1, 30);
+            const int kept = std::min(height, image.height);
+            const unsigned sizeBefore = bitmap->Size;
+            const bool isCompressed = variant.kind == StorageKind::Compressed;
+            ASSERT_EQ(RESULT_SUCCESS, V_ChangeBitmapHeight(bitmap.get(), height));
+            ASSERT_EQ(height, bitmap->Height);
+            if (height != image.height)
+                EXPECT_EQ(0, bitmap->CachedRow);
+            EXPECT_EQ(isCompressed ? sizeBefore : unsigned(bitmap->BytesPerLine * height), bitmap->Size);
+            const Image resized = Load(bitmap.get());
+            const auto added = resized.pixels.begin() + kept * width;
+            ASSERT_TRUE(std::equal(resized.pixels.begin(), added, image.pixels.begin()));
+            if (isCompressed || variant.kind == StorageKind::PageFile)
+                ASSERT_EQ(0, resized.pixels.end() - added - std::count(added, resized.pixels.end(), 0u));
+            // Write every row once, so that the storage of the new ones is used.
+            image = Image::RandomRuns(random, width, height, variant.bits);
+            Store(bitmap.get(), image);
+            ASSERT_EQ(image, Load(bitmap.get()));
         }
-    }
+        const BitmapSnapshot before(bitmap.get());
+        for (const int refused : {0, -1, -1000, 0x7FFFFFFF})
+            if (refused < 1 || bitmap->BytesPerLine > 4)
+                EXPECT_EQ(ERR_INV_RANGE, V_ChangeBitmapHeight(bitmap.get(), refused)) << refused;
+        before.ExpectUnchanged();
+    });
     EXPECT_EQ(ERR_NO_BITMAP, V_ChangeBitmapHeight(nullptr, 5));
 }
 
 TEST_F(Storage, DuplicateTakesTheAttributes)
 {
     Random random(7);
-    for (int sourceBits : {1, 4, 8, 16, 24}) {
-        for (int bits : {1, 4, 8, 16, 24, 32}) {
-            for (StorageKind kind : StorageKinds(sourceBits)) {
-                SCOPED_TRACE(testing::Message() << sourceBits << " to " << bits << " bits, " << kind);
-                const StorageScope scope(kind);
-                TestBitmap source(kind, Image::Random(random, 9, 9, sourceBits),
-                                  {COLOR_ORDER_RGB, ORIENT_TOP_DOWN, {}});
-                source->Flags |= FLAG_BIT5 | FLAG_TRANSPARENT;
-                source->XResolution = 72;
-                source->YResolution = 96;
-                source->AnimLeft = -3;
-                source->AnimTop = 4;
-                source->AnimDelay = 50;
-                source->AnimDisposal = 3;
-                source->AnimBackground = RGB(10, 200, 30);
-                const BitmapSnapshot before(source.get());
-                for (unsigned flags = 0; flags < 8; ++flags) {
-                    BitmapHandle copy = Rubbish();
-                    ASSERT_EQ(RESULT_SUCCESS, V_DupBitmapNewDim(&copy, source.get(), 21, 12, bits, flags));
-                    EXPECT_EQ(21, copy.Width);
-                    EXPECT_EQ(12, copy.Height);
-                    EXPECT_EQ(bits, copy.BitsPerPixel);
-                    EXPECT_EQ(source->ColorOrder, copy.ColorOrder);
-                    EXPECT_EQ(ORIENT_TOP_DOWN, copy.Orientation);
-                    EXPECT_EQ(72, copy.XResolution);
-                    EXPECT_EQ(96, copy.YResolution);
-                    EXPECT_EQ(-3, copy.AnimLeft);
-                    EXPECT_EQ(4, copy.AnimTop);
-                    EXPECT_EQ(50u, copy.AnimDelay);
-                    EXPECT_EQ(3, copy.AnimDisposal);
-                    if (bits > 8) {
-                        EXPECT_EQ(RGB(10, 200, 30), copy.AnimBackground);
-                    }
-                    const bool isCompressed = kind == StorageKind::Compressed && bits == 1;
-                    const unsigned carried = FLAG_BIT5 | FLAG_TRANSPARENT | (isCompressed ? FLAG_COMPRESSED : 0u);
-                    const bool isAllocated = flags & DUP_ALLOCATE;
-                    EXPECT_EQ(carried, copy.Flags & (FLAG_BIT5 | FLAG_TRANSPARENT | FLAG_WAIT_INPUT | FLAG_COMPRESSED));
-                    EXPECT_EQ(isAllocated, (copy.Flags & FLAG_ALLOCATED) != 0);
-                    const bool isShared = !(flags & DUP_PALETTE);
-                    EXPECT_EQ(isShared || !source->Palette, copy.Palette == source->Palette);
-                    EXPECT_EQ(V_GetPaletteSize(source->Palette), V_GetPaletteSize(copy.Palette));
-                    if (isShared)
-                        copy.Palette = nullptr;
-                    if (isAllocated) {
-                        const Image image = Image::Random(random, 21, 12, bits);
-                        Store(&copy, image);
-                        EXPECT_EQ(image, Load(&copy));
-                    }
-                    V_FreeBitmap(&copy);
+    ForEachVariant(random, 1, [&](const Variant &variant) {
+        TestBitmap source(variant.kind, Image::Random(random, 9, 9, variant.bits),
+                          {COLOR_ORDER_RGB, ORIENT_TOP_DOWN, {}});
+        source->Flags |= FLAG_BIT5 | FLAG_TRANSPARENT;
+        source->XResolution = 72;
+        source->AnimLeft = -3;
+        source->AnimDelay = 50;
+        source->AnimBackground = RGB(10, 200, 30);
+        const BitmapSnapshot before(source.get());
+        for (const int bits : {1, 4, 8, 16, 24, 32})
+            for (unsigned flags = 0; flags < 8; ++flags) {
+                BitmapHandle copy = Rubbish();
+                ASSERT_EQ(RESULT_SUCCESS, V_DupBitmapNewDim(&copy, source.get(), 21, 12, bits, flags));
+                const bool isCompressed = variant.kind == StorageKind::Compressed && bits == 1;
+                EXPECT_EQ(FLAG_BIT5 | FLAG_TRANSPARENT | (isCompressed ? FLAG_COMPRESSED : 0u) |
+                              (flags & DUP_ALLOCATE ? FLAG_ALLOCATED : 0u),
+                          copy.Flags & ~(FLAG_MEMORY | FLAG_DISK));
+                EXPECT_TRUE(copy.Width == 21 && copy.Height == 12 && copy.BitsPerPixel == bits);
+                EXPECT_EQ(source->ColorOrder, copy.ColorOrder);
+                EXPECT_EQ(ORIENT_TOP_DOWN, copy.Orientation);
+                EXPECT_EQ(72, copy.XResolution);
+                EXPECT_TRUE(copy.AnimLeft == -3 && copy.AnimDelay == 50);
+                if (bits > 8)
+                    EXPECT_EQ(RGB(10, 200, 30), copy.AnimBackground);
+                const bool isShared = !(flags & DUP_PALETTE);
+                EXPECT_EQ(isShared || !source->Palette, copy.Palette == source->Palette);
+                EXPECT_EQ(V_GetPaletteSize(source->Palette), V_GetPaletteSize(copy.Palette));
+                if (isShared)
+                    copy.Palette = nullptr;
+                if (flags & DUP_ALLOCATE) {
+                    const Image image = Image::Random(random, 21, 12, bits);
+                    Store(&copy, image);
+                    EXPECT_EQ(image, Load(&copy));
                 }
-                before.ExpectUnchanged();
-                BitmapHandle copy;
-                EXPECT_EQ(ERR_NO_BITMAP, V_DupBitmapNewDim(nullptr, source.get(), 1, 1, 1, 0));
-                EXPECT_EQ(ERR_NO_BITMAP, V_DupBitmapNewDim(&copy, nullptr, 1, 1, 1, 0));
-                EXPECT_EQ(ERR_INV_RANGE, V_DupBitmapNewDim(&copy, source.get(), 0, 1, bits, DUP_ALLOCATE));
+                V_FreeBitmap(&copy);
             }
-        }
-    }
+        before.ExpectUnchanged();
+    });
+    TestBitmap source(StorageKind::PageFile, 9, 9, 8);
     BitmapHandle freed = {}, copy;
+    EXPECT_EQ(ERR_NO_BITMAP, V_DupBitmapNewDim(nullptr, source.get(), 1, 1, 1, 0));
+    EXPECT_EQ(ERR_NO_BITMAP, V_DupBitmapNewDim(&copy, nullptr, 1, 1, 1, 0));
     EXPECT_EQ(ERR_NO_BITMAP, V_DupBitmapNewDim(&copy, &freed, 1, 1, 1, 0));
-}
-
-TEST_F(Storage, CopiedHandleSharesEverything)
-{
-    TestBitmap bitmap(StorageKind::PageFile, 5, 5, 8);
-    bitmap->Reserved = 0x12345678;
-    BitmapHandle copy = Rubbish();
-    V_CopyBitmapHandle(&copy, bitmap.get());
-    EXPECT_TRUE(SameRecord(copy, *bitmap.get()));
+    EXPECT_EQ(ERR_INV_RANGE, V_DupBitmapNewDim(&copy, source.get(), 0, 1, 8, DUP_ALLOCATE));
 }
 
 TEST_F(Storage, PlaybackParametersAndColours)

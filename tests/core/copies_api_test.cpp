@@ -1,9 +1,9 @@
 // Copies of bitmaps against plain images: every depth, storage and orientation, rectangles that lie anywhere, failures
 // that must leave nothing behind.
-#include "tests/support/bitmaps.h"
 #include "tests/support/faults.h"
 #include "tests/support/library_test.h"
 #include "tests/support/page_heap.h"
+#include "tests/support/regions.h"
 
 #include <algorithm>
 #include <climits>
@@ -16,26 +16,6 @@ class Copies : public LibraryTest {
 private:
     const PageHeapScope m_pageHeap; // new memory is full of rubbish, which must not show
 };
-
-// Calls test(bits, kind) in the environment of each kind of storage that a depth has.
-template <class Test>
-void ForEachStorage(std::initializer_list<int> depths, Test &&test)
-{
-    for (const int bits : depths)
-        for (const StorageKind kind : StorageKinds(bits)) {
-            SCOPED_TRACE(testing::Message() << bits << " bits, " << kind);
-            const StorageScope scope(kind);
-            test(bits, kind);
-        }
-}
-
-BitmapOptions RandomOptions(Random &random, int bits)
-{
-    BitmapOptions options = {random.Below(2), random.Below(2) * 2, {}};
-    if (bits <= 8)
-        options.palette = RandomPalette(random, 1 << bits);
-    return options;
-}
 
 // Everything that a copy takes over besides pixels, given values that nothing has by default.
 void SetAttributes(BitmapHandle *bitmap)
@@ -97,24 +77,28 @@ Image RectOf(const Image &image, int left, int top, int width, int height)
 TEST_F(Copies, RectanglesAreThoseOfTheImage)
 {
     Random random(71);
-    ForEachStorage({1, 2, 3, 4, 5, 6, 7, 8, 16, 24, 32}, [&](int bits, StorageKind kind) {
-        for (int round = 0; round < 12; ++round) {
-            const Image image = Image::Random(random, random.Between(1, 90), random.Between(1, 6), bits);
-            TestBitmap source(kind, image, RandomOptions(random, bits)), copy;
-            SetAttributes(source.get());
-            const BitmapSnapshot before(source.get());
-            const int left = random.Between(-20, image.width + 3), top = random.Between(-3, image.height + 1);
-            const int width = random.Between(1, 100), height = random.Between(1, 8);
-            SCOPED_TRACE(testing::Message() << left << ", " << top << ", " << width << " x " << height);
-            ASSERT_EQ(RESULT_SUCCESS, V_CopyBitmapRect(copy.get(), source.get(), left, top, width, height));
-            ExpectRows(RectOf(image, left, top, width, height), copy.get());
-            ExpectAttributesOf(source.get(), copy.get());
-            before.ExpectUnchanged();
-            // The same in the bitmap's own record.
-            ASSERT_EQ(RESULT_SUCCESS, V_CopyBitmapRect(source.get(), source.get(), left, top, width, height));
-            ExpectRows(RectOf(image, left, top, width, height), source.get());
-            if (HasFailure())
-                return;
+    ForEachVariant(random, 8, [&](const Variant &variant) {
+        const Image image = Image::Random(random, random.Between(1, 90), random.Between(1, 6), variant.bits);
+        TestBitmap source(variant.kind, image, variant.options), copy;
+        SetAttributes(source.get());
+        const bool hasRegion = random.OneIn(2);
+        if (hasRegion)
+            SetMask(source.get(), RandomMask(random, image.width, image.height));
+        const Image mask = MaskOf(source.get());
+        const BitmapSnapshot before(source.get());
+        const int left = random.Between(-20, image.width + 3), top = random.Between(-3, image.height + 1);
+        const int width = random.Between(1, 100), height = random.Between(1, 8);
+        SCOPED_TRACE(testing::Message() << left << ", " << top << ", " << width << " x " << height);
+        ASSERT_EQ(RESULT_SUCCESS, V_CopyBitmapRect(copy.get(), source.get(), left, top, width, height));
+        ExpectAttributesOf(source.get(), copy.get());
+        before.ExpectUnchanged();
+        // The same in the bitmap's own record.
+        ASSERT_EQ(RESULT_SUCCESS, V_CopyBitmapRect(source.get(), source.get(), left, top, width, height));
+        for (BitmapHandle *made : {source.get(), copy.get()}) {
+            ExpectRows(RectOf(image, left, top, width, height), made);
+            EXPECT_EQ(hasRegion, V_BitmapHasRgn(made) == 1);
+            if (hasRegion)
+                EXPECT_EQ(RectOf(mask, left, top, width, height), MaskOf(made));
         }
     });
 }
@@ -139,12 +123,14 @@ TEST_F(Copies, RectanglesFarAwayAreEmpty)
 TEST_F(Copies, WholeCopiesAreIndependent)
 {
     Random random(73);
-    ForEachStorage({1, 2, 3, 4, 5, 6, 7, 8, 16, 24, 32}, [&](int bits, StorageKind kind) {
-        const Image image = Image::RandomRuns(random, random.Between(1, 300), random.Between(1, 9), bits);
+    ForEachVariant(random, 2, [&](const Variant &variant) {
+        const Image image = Image::RandomRuns(random, random.Between(1, 300), random.Between(1, 9), variant.bits);
+        const Image mask = RandomMask(random, image.width, image.height);
         TestBitmap copy;
         {
-            TestBitmap source(kind, image, RandomOptions(random, bits));
+            TestBitmap source(variant.kind, image, variant.options);
             SetAttributes(source.get());
+            SetMask(source.get(), mask);
             const BitmapSnapshot before(source.get());
             ASSERT_EQ(RESULT_SUCCESS, V_CopyBitmap(copy.get(), source.get()));
             ExpectAttributesOf(source.get(), copy.get());
@@ -153,6 +139,7 @@ TEST_F(Copies, WholeCopiesAreIndependent)
             EXPECT_EQ(image, Load(source.get()));
         }
         EXPECT_EQ(image, Load(copy.get()));
+        EXPECT_EQ(mask, MaskOf(copy.get()));
     });
 }
 
@@ -182,21 +169,19 @@ TEST_F(Copies, DataGoesBetweenAllKindsOfStorage)
 TEST_F(Copies, DataOfOtherSizesStaysWithinBoth)
 {
     Random random(75);
-    ForEachStorage({1, 8, 24}, [&](int bits, StorageKind kind) {
-        for (int round = 0; round < 20; ++round) {
-            const Image image = Image::Random(random, random.Between(1, 70), random.Between(1, 6), bits);
-            const Image former = Image::Random(random, random.Between(1, 70), random.Between(1, 6), bits);
-            TestBitmap source(kind, image), destination(kind, former);
-            ASSERT_EQ(RESULT_SUCCESS, V_CopyBitmapData(destination.get(), source.get()));
-            const Image result = Load(destination.get());
-            const int bytes = std::min(source->BytesPerLine, destination->BytesPerLine);
-            for (int y = 0; y < former.height; ++y) {
-                std::vector<uint8_t> expected = former.PackedRow(y);
-                if (y < image.height)
-                    std::ranges::copy_n(image.PackedRow(y).begin(), bytes, expected.begin());
-                for (int x = 0; x < former.width; ++x)
-                    ASSERT_EQ(PixelOf(expected.data(), size_t(x), bits), result.At(y, x)) << x << ", " << y;
-            }
+    ForEachVariant(random, 8, [&](const Variant &variant) {
+        const Image image = Image::Random(random, random.Between(1, 70), random.Between(1, 6), variant.bits);
+        const Image former = Image::Random(random, random.Between(1, 70), random.Between(1, 6), variant.bits);
+        TestBitmap source(variant.kind, image), destination(variant.kind, former);
+        ASSERT_EQ(RESULT_SUCCESS, V_CopyBitmapData(destination.get(), source.get()));
+        const Image result = Load(destination.get());
+        const int bytes = std::min(source->BytesPerLine, destination->BytesPerLine);
+        for (int y = 0; y < former.height; ++y) {
+            std::vector<uint8_t> expected = former.PackedRow(y);
+            if (y < image.height)
+                std::ranges::copy_n(image.PackedRow(y).begin(), bytes, expected.begin());
+            for (int x = 0; x < former.width; ++x)
+                ASSERT_EQ(PixelOf(expected.data(), size_t(x), variant.bits), result.At(y, x)) << x << ", " << y;
         }
     });
 }
@@ -235,31 +220,36 @@ TEST_F(Copies, MissingBitmapsAreRefused)
 TEST_F(Copies, FailuresLeaveTheRecordsAlone)
 {
     Random random(77);
-    ForEachStorage({1, 6, 24}, [&](int bits, StorageKind kind) {
-        const Image image = Image::RandomRuns(random, 40, 6, bits);
-        const auto run = [&](const Image &expected, bool mayLoseRows, auto copy) {
-            ForEachFault(kFaultAll, [&](FaultInjector &faults) {
-                TestBitmap source(kind, image);
-                TestBitmap made;
-                memset(static_cast<void *>(made.get()), 0, sizeof(BitmapHandle));
-                const BitmapSnapshot before(source.get());
-                const int status = faults.Run([&] { return copy(made.get(), source.get()); });
-                before.ExpectUnchanged();
-                if (status == RESULT_SUCCESS && !(faults.struck() && mayLoseRows))
-                    EXPECT_EQ(expected, Load(made.get()));
-                else if (status != RESULT_SUCCESS) {
-                    EXPECT_TRUE(faults.struck());
-                    EXPECT_EQ(0u, made->Flags);
-                    EXPECT_EQ(nullptr, made->Palette);
-                }
-            });
-        };
-        // Rows of a temporary file that cannot be read are not reported by whole copies.
-        const bool isFile = kind == StorageKind::TemporaryFile;
-        run(image, isFile, [](BitmapHandle *copy, BitmapHandle *source) { return V_CopyBitmap(copy, source); });
-        run(RectOf(image, 3, -1, 30, 5), false,
-            [](BitmapHandle *copy, BitmapHandle *source) { return V_CopyBitmapRect(copy, source, 3, -1, 30, 5); });
-    });
+    constexpr int kDepths[] = {1, 6, 24};
+    ForEachVariant(
+        random, 1,
+        [&](const Variant &variant) {
+            const Image image = Image::RandomRuns(random, 40, 6, variant.bits);
+            const auto run = [&](const Image &expected, bool mayLoseRows, auto copy) {
+                ForEachFault(kFaultAll, [&](FaultInjector &faults) {
+                    TestBitmap source(variant.kind, image), made;
+                    SetRandomRegion(source.get(), random);
+                    const BitmapSnapshot before(source.get());
+                    const int status = faults.Run([&] { return copy(made.get(), source.get()); });
+                    before.ExpectUnchanged();
+                    if (status != RESULT_SUCCESS) {
+                        EXPECT_TRUE(faults.struck());
+                        EXPECT_TRUE(SameRecord(BitmapHandle{}, *made.get()));
+                    } else if (!faults.struck() || !mayLoseRows) {
+                        EXPECT_EQ(expected, Load(made.get()));
+                        EXPECT_EQ(1, V_BitmapHasRgn(made.get()));
+                    }
+                });
+            };
+            // Rows of a temporary file that cannot be read are not reported by whole copies.
+            const bool isFile = variant.kind == StorageKind::TemporaryFile;
+            run(image, isFile, [](auto *copy, auto *source) { return V_CopyBitmap(copy, source); });
+            run(RectOf(image, 3, -1, 30, 5), false,
+                [](auto *copy, auto *source) { return V_CopyBitmapRect(copy, source, 3, -1, 30, 5); });
+            Image levels(40, 6, 8); // these depths have no alpha
+            run(levels, false, [](auto *copy, auto *source) { return V_GetBitmapAlpha(source, copy); });
+        },
+        kDepths);
 }
 
 } // namespace vexo::test

@@ -88,37 +88,6 @@ TEST_F(Rows, TransfersMatchOneArrayOfBytes)
     }
 }
 
-// Compressed rows have tests of their own; this is what callers see who do not know that rows are compressed.
-TEST_F(Rows, CompressedRowsAreRowsLikeOthers)
-{
-    Random random(11);
-    for (int width = 1; width <= 130; ++width) {
-        const int height = random.Between(1, 12);
-        Image image = Image::RandomRuns(random, width, height, 1);
-        TestBitmap bitmap(StorageKind::Compressed, image);
-        const size_t bytesPerLine = size_t(bitmap->BytesPerLine);
-        for (int i = 0; i < 20; ++i) {
-            const int row = random.Below(height), count = random.Between(1, height - row);
-            GuardedBuffer buffer(bytesPerLine * size_t(count));
-            const int bytes = int(buffer.size());
-            if (random.OneIn(2)) {
-                const Image other = Image::RandomRuns(random, width, count, 1);
-                for (int r = 0; r < count; ++r) {
-                    std::copy_n(other.pixels.begin() + r * width, width, image.pixels.begin() + (row + r) * width);
-                    memcpy(buffer.data() + size_t(r) * bytesPerLine, other.PackedRow(r).data(), bytesPerLine);
-                }
-                ASSERT_EQ(bytes, V_PutBitmapRow(bitmap.get(), buffer.data(), row, bytes));
-            }
-            ASSERT_EQ(bytes, V_GetBitmapRow(bitmap.get(), buffer.data(), row, bytes));
-            for (int r = 0; r < count; ++r)
-                for (int x = 0; x < width; ++x)
-                    ASSERT_EQ(image.At(row + r, x), PixelOf(buffer.data() + size_t(r) * bytesPerLine, size_t(x), 1))
-                        << "row " << row << " + " << r << ", pixel " << x << " of " << width;
-        }
-        ASSERT_EQ(image, Load(bitmap.get()));
-    }
-}
-
 TEST_F(Rows, RefusedTransfers)
 {
     uint8_t buffer[16] = {};
@@ -153,21 +122,7 @@ TEST_F(Rows, RefusedTransfers)
 
 namespace {
 
-// What a pixel's number means as a colour, and the number that stands for a colour; written out from the layout.
-COLORREF ColorOfPixel(uint32_t pixel, int bits, int order, const std::vector<RGBQUAD> &palette)
-{
-    const auto byte = [&](int i) { return BYTE(pixel >> (8 * i)); };
-    const auto wide = [&](int shift) {
-        const unsigned five = pixel >> shift & 31;
-        return BYTE(five * 8 + five / 4);
-    };
-    if (bits <= 8)
-        return RGB(palette[pixel].rgbRed, palette[pixel].rgbGreen, palette[pixel].rgbBlue);
-    if (bits == 16)
-        return order == COLOR_ORDER_RGB ? RGB(wide(0), wide(5), wide(10)) : RGB(wide(10), wide(5), wide(0));
-    return order == COLOR_ORDER_RGB ? RGB(byte(0), byte(1), byte(2)) : RGB(byte(2), byte(1), byte(0));
-}
-
+// The number that stands for a colour, written out from the layout.
 uint32_t PixelOfColor(COLORREF color, int bits, int order, const std::vector<RGBQUAD> &palette)
 {
     const uint32_t red = GetRValue(color), green = GetGValue(color), blue = GetBValue(color);
@@ -187,39 +142,30 @@ uint32_t PixelOfColor(COLORREF color, int bits, int order, const std::vector<RGB
 TEST_F(Rows, PixelsAreColours)
 {
     Random random(13);
-    for (int bits : kAllDepths) {
-        for (StorageKind kind : StorageKinds(bits)) {
-            for (int order : {COLOR_ORDER_RGB, COLOR_ORDER_BGR}) {
-                SCOPED_TRACE(testing::Message() << bits << " bits, " << kind << ", order " << order);
-                const StorageScope scope(kind);
-                const auto palette = bits <= 8 ? RandomPalette(random, 1 << bits) : std::vector<RGBQUAD>();
-                const int width = random.Between(1, 67), height = random.Between(1, 9);
-                Image image = Image::Random(random, width, height, bits);
-                TestBitmap bitmap(kind, image, {order, ORIENT_BOTTOM_UP, palette});
-                const unsigned flags = bitmap->Flags;
-                for (int i = 0; i < 300; ++i) {
-                    const int row = random.Below(height), column = random.Below(width);
-                    ASSERT_EQ(ColorOfPixel(image.At(row, column), bits, order, palette),
-                              V_GetPixelColor(bitmap.get(), row, column))
-                        << row << ", " << column << " of " << width;
-                    const COLORREF color =
-                        random.OneIn(3) ? COLOR_INDEX(random.Below(0x10000)) : COLORREF(random.Next()) & 0xFFFFFF;
-                    ASSERT_EQ(RESULT_SUCCESS, V_PutPixelColor(bitmap.get(), row, column, color));
-                    image.At(row, column) = PixelOfColor(color, bits, order, palette);
-                }
-                EXPECT_EQ(image, Load(bitmap.get())) << "no other pixel has changed";
-                EXPECT_EQ(flags, bitmap->Flags) << "unlocked again";
-                const struct {
-                    int row, column;
-                } outside[] = {{-1, 0}, {0, -1}, {height, 0}, {0, width}, {INT_MIN, INT_MAX}};
-                for (const auto &place : outside) {
-                    EXPECT_EQ(COLOR_INVALID, V_GetPixelColor(bitmap.get(), place.row, place.column));
-                    EXPECT_EQ(ERR_INV_RANGE, V_PutPixelColor(bitmap.get(), place.row, place.column, 0));
-                }
-                EXPECT_EQ(image, Load(bitmap.get()));
-            }
+    ForEachVariant(random, 4, [&](const Variant &variant) {
+        const auto &[order, orientation, palette] = variant.options;
+        const int width = random.Between(1, 67), height = random.Between(1, 9);
+        Image image = Image::Random(random, width, height, variant.bits);
+        TestBitmap bitmap(variant.kind, image, variant.options);
+        const unsigned flags = bitmap->Flags;
+        for (int i = 0; i < 150; ++i) {
+            const int row = random.Below(height), column = random.Below(width);
+            ASSERT_EQ(ColorOfPixel(image.At(row, column), variant.bits, order, palette),
+                      V_GetPixelColor(bitmap.get(), row, column))
+                << row << ", " << column << " of " << width;
+            const COLORREF color =
+                random.OneIn(3) ? COLOR_INDEX(random.Below(0x10000)) : COLORREF(random.Next()) & 0xFFFFFF;
+            ASSERT_EQ(RESULT_SUCCESS, V_PutPixelColor(bitmap.get(), row, column, color));
+            image.At(row, column) = PixelOfColor(color, variant.bits, order, palette);
         }
-    }
+        const POINT outside[] = {{-1, 0}, {0, -1}, {height, 0}, {0, width}, {INT_MIN, INT_MAX}};
+        for (const auto &[row, column] : outside) {
+            EXPECT_EQ(COLOR_INVALID, V_GetPixelColor(bitmap.get(), row, column));
+            EXPECT_EQ(ERR_INV_RANGE, V_PutPixelColor(bitmap.get(), row, column, 0));
+        }
+        EXPECT_EQ(image, Load(bitmap.get())) << "no other pixel has changed";
+        EXPECT_EQ(flags, bitmap->Flags) << "unlocked again";
+    });
     EXPECT_EQ(COLOR_INVALID, V_GetPixelColor(nullptr, 0, 0));
     EXPECT_EQ(ERR_NO_BITMAP, V_PutPixelColor(nullptr, 0, 0, 0));
 }

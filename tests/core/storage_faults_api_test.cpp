@@ -1,9 +1,9 @@
 // Every acquisition of the storage functions fails once: the caller's record and pixels stay as they were, and nothing
 // is left behind.
-#include "tests/support/bitmaps.h"
 #include "tests/support/faults.h"
 #include "tests/support/library_test.h"
 #include "tests/support/page_heap.h"
+#include "tests/support/regions.h"
 
 #include "vexokit.h"
 
@@ -35,98 +35,76 @@ void ExpectWholeOrUntouched(const FaultInjector &faults, int status, BitmapHandl
     V_FreeBitmap(&record);
 }
 
-template <class Test>
-void ForEachKind(std::initializer_list<int> depths, Test &&test)
-{
-    for (int bits : depths) {
-        for (StorageKind kind : StorageKinds(bits)) {
-            SCOPED_TRACE(testing::Message() << bits << " bits, " << kind);
-            const StorageScope scope(kind);
-            test(bits, kind);
-        }
-    }
-}
-
 } // namespace
 
-TEST_F(StorageFaults, CreateAndAllocate)
+TEST_F(StorageFaults, NewBitmaps)
 {
-    ForEachKind({0, 1, 4, 24}, [](int bits, StorageKind kind) {
-        BitmapHandle rubbish;
-        memset(&rubbish, 0xCD, sizeof rubbish);
-        ForEachFault(kFaultAll, [&](FaultInjector &faults) {
-            BitmapHandle record = rubbish;
-            const int status = faults.Run([&] {
-                return V_CreateBitmap(&record, MemoryType(kind), 50, 20, bits, COLOR_ORDER_BGR, nullptr,
-                                      ORIENT_TOP_DOWN);
+    Random random(22);
+    constexpr int kDepths[] = {1, 4, 24};
+    ForEachVariant(
+        random, 1,
+        [&](const Variant &variant) {
+            const int bits = variant.bits, type = MemoryType(variant.kind);
+            BitmapHandle rubbish, fresh;
+            memset(&rubbish, 0xCD, sizeof rubbish);
+            ASSERT_EQ(RESULT_SUCCESS, V_InitBitmap(&fresh, 50, 20, bits));
+            TestBitmap source(variant.kind, Image::RandomRuns(random, 40, 30, bits));
+            SetRandomRegion(source.get(), random);
+            const BitmapSnapshot sourceBefore(source.get());
+            const auto check = [&](const BitmapHandle &before, auto make) {
+                ForEachFault(kFaultAll, [&](FaultInjector &faults) {
+                    BitmapHandle record = before;
+                    ExpectWholeOrUntouched(faults, faults.Run([&] { return make(&record); }), record, before);
+                    sourceBefore.ExpectUnchanged();
+                });
+            };
+            check(fresh, [&](auto *made) { return V_AllocateBitmap(made, type); });
+            for (const int depth : {bits, 0})
+                check(rubbish, [&](auto *made) {
+                    return V_CreateBitmap(made, type, 50, 20, depth, COLOR_ORDER_BGR, nullptr, ORIENT_TOP_DOWN);
+                });
+            check(rubbish, [&](auto *made) {
+                return V_DupBitmapNewDim(made, source.get(), 50, 20, bits, DUP_ALLOCATE | DUP_PALETTE | DUP_REGION);
             });
-            ExpectWholeOrUntouched(faults, status, record, rubbish);
-        });
-        if (bits == 0)
-            return;
-        BitmapHandle fresh;
-        ASSERT_EQ(RESULT_SUCCESS, V_InitBitmap(&fresh, 50, 20, bits));
-        ForEachFault(kFaultAll, [&](FaultInjector &faults) {
-            BitmapHandle record = fresh;
-            const int status = faults.Run([&] { return V_AllocateBitmap(&record, MemoryType(kind)); });
-            ExpectWholeOrUntouched(faults, status, record, fresh);
-        });
-    });
+        },
+        kDepths);
 }
 
 TEST_F(StorageFaults, ChangeHeight)
 {
     Random random(21);
-    ForEachKind({1, 8, 24}, [&](int bits, StorageKind kind) {
-        const Image image = Image::RandomRuns(random, 40, 30, bits);
-        for (int height : {10, 31, 3000}) {
-            SCOPED_TRACE(height);
-            ForEachFault(kFaultAll, [&](FaultInjector &faults) {
-                TestBitmap bitmap(kind, image);
-                BitmapSnapshot before(bitmap.get());
-                const BitmapHandle record = *bitmap.get();
-                const int status = faults.Run([&] { return V_ChangeBitmapHeight(bitmap.get(), height); });
-                if (status != RESULT_SUCCESS) {
-                    EXPECT_TRUE(faults.struck());
-                    EXPECT_EQ(ERR_NO_MEMORY, status);
-                    if (kind == StorageKind::Compressed && height < image.height) {
-                        // The rows beyond are gone when the table cannot be made smaller.
-                        BitmapHandle expected = record;
-                        expected.Height = height;
-                        EXPECT_TRUE(SameRecord(expected, *bitmap.get())) << Describe(*bitmap.get());
-                    } else {
-                        before.ExpectUnchanged();
+    constexpr int kDepths[] = {1, 8, 24};
+    ForEachVariant(
+        random, 1,
+        [&](const Variant &variant) {
+            const Image image = Image::RandomRuns(random, 40, 30, variant.bits);
+            for (const int height : {10, 31, 3000})
+                ForEachFault(kFaultAll, [&](FaultInjector &faults) {
+                    TestBitmap bitmap(variant.kind, image);
+                    const BitmapSnapshot before(bitmap.get());
+                    BitmapHandle expected = *bitmap.get();
+                    const int status = faults.Run([&] { return V_ChangeBitmapHeight(bitmap.get(), height); });
+                    if (status != RESULT_SUCCESS) {
+                        EXPECT_TRUE(faults.struck());
+                        EXPECT_EQ(ERR_NO_MEMORY, status);
+                        if (variant.kind == StorageKind::Compressed && height < image.height) {
+                            // The rows beyond are gone when the table cannot be made smaller.
+                            expected.Height = height;
+                            EXPECT_TRUE(SameRecord(expected, *bitmap.get())) << Describe(*bitmap.get());
+                        } else {
+                            before.ExpectUnchanged();
+                        }
                     }
-                }
-                // Whatever happened, the rows that are left can be read, written and freed.
-                const int kept = std::min(bitmap->Height, image.height);
-                const Image rows = Load(bitmap.get());
-                EXPECT_TRUE(std::equal(rows.pixels.begin(), rows.pixels.begin() + kept * 40, image.pixels.begin()));
-                const Image other = Image::RandomRuns(random, 40, bitmap->Height, bits);
-                Store(bitmap.get(), other);
-                EXPECT_EQ(other, Load(bitmap.get()));
-            });
-        }
-    });
-}
-
-TEST_F(StorageFaults, Duplicate)
-{
-    Random random(22);
-    ForEachKind({1, 8}, [&](int bits, StorageKind kind) {
-        TestBitmap source(kind, Image::RandomRuns(random, 40, 30, bits));
-        const BitmapSnapshot sourceBefore(source.get());
-        BitmapHandle rubbish;
-        memset(&rubbish, 0xCD, sizeof rubbish);
-        ForEachFault(kFaultAll, [&](FaultInjector &faults) {
-            BitmapHandle copy = rubbish;
-            const int status = faults.Run([&] {
-                return V_DupBitmapNewDim(&copy, source.get(), 50, 20, bits, DUP_ALLOCATE | DUP_PALETTE | DUP_REGION);
-            });
-            ExpectWholeOrUntouched(faults, status, copy, rubbish);
-            sourceBefore.ExpectUnchanged();
-        });
-    });
+                    // Whatever happened, the rows that are left can be read, written and freed.
+                    const int kept = std::min(bitmap->Height, image.height);
+                    const Image rows = Load(bitmap.get());
+                    EXPECT_TRUE(std::equal(rows.pixels.begin(), rows.pixels.begin() + kept * 40, image.pixels.begin()));
+                    const Image other = Image::RandomRuns(random, 40, bitmap->Height, variant.bits);
+                    Store(bitmap.get(), other);
+                    EXPECT_EQ(other, Load(bitmap.get()));
+                });
+        },
+        kDepths);
 }
 
 // Rows of compressed storage take memory as they are written; a write that fails leaves the others alone.

@@ -12,21 +12,6 @@ class Dib : public LibraryTest {};
 
 int DibBits(int bits) { return bits <= 1 ? 1 : bits <= 4 ? 4 : bits <= 8 ? 8 : 24; }
 
-uint32_t Colour24(const Image &image, const BitmapHandle &record, int row, int x)
-{
-    uint32_t pixel = image.At(row, x) & (image.bits == 16 ? 0x7FFF : 0xFFFFFF);
-    if (image.bits == 16) {
-        const auto wide = [&](int shift) {
-            const uint32_t five = pixel >> shift & 31;
-            return five << 3 | five >> 2;
-        };
-        pixel = wide(10) << 16 | wide(5) << 8 | wide(0);
-    }
-    if (record.ColorOrder == COLOR_ORDER_RGB)
-        pixel = (pixel & 0xFF00) | pixel >> 16 | (pixel & 255) << 16;
-    return pixel;
-}
-
 // Holds a block against the bitmap it was made from.
 void CheckDib(HGLOBAL dib, const Image &image, const BitmapHandle &record, const std::vector<RGBQUAD> &palette,
               DWORD colorsUsed, int tableEntries)
@@ -51,10 +36,14 @@ void CheckDib(HGLOBAL dib, const Image &image, const BitmapHandle &record, const
         EXPECT_EQ(0, memcmp(bytes + 40 + 4 * i, &palette[size_t(i)], 3)) << "entry " << i;
     for (int y = 0; y < image.height; ++y) {
         const int row = record.Orientation == ORIENT_BOTTOM_UP ? y : image.height - 1 - y;
-        for (int x = 0; x < image.width; ++x)
-            ASSERT_EQ(image.bits <= 8 ? image.At(row, x) : Colour24(image, record, row, x),
-                      PixelOf(rows + size_t(y) * lineBytes, size_t(x), bits))
-                << image.bits << " bits, row " << y << ", pixel " << x;
+        for (int x = 0; x < image.width; ++x) {
+            uint32_t expected = image.At(row, x);
+            if (image.bits > 8) {
+                const COLORREF color = ColorOfPixel(expected, image.bits, record.ColorOrder, {});
+                expected = GetRValue(color) << 16 | GetGValue(color) << 8 | GetBValue(color);
+            }
+            ASSERT_EQ(expected, PixelOf(rows + size_t(y) * lineBytes, size_t(x), bits)) << x << ", " << y;
+        }
     }
     GlobalUnlock(dib);
 }
@@ -94,65 +83,36 @@ BITMAPINFOHEADER Header(LONG width, LONG height, WORD bits)
 TEST_F(Dib, HoldsThePictureAtEveryDepthOrderAndStorage)
 {
     Random random(31);
-    for (const int bits : kAllDepths)
-        for (const StorageKind kind : StorageKinds(bits))
-            for (int variant = 0; variant < 4; ++variant) {
-                const StorageScope scope(kind);
-                const Image image = Image::Random(random, random.Between(1, 40), random.Between(1, 9), bits);
-                BitmapOptions options = {variant & 1 ? COLOR_ORDER_BGR : COLOR_ORDER_RGB,
-                                         variant & 2 ? ORIENT_BOTTOM_UP : ORIENT_TOP_DOWN,
-                                         {}};
-                if (bits <= 8)
-                    options.palette = RandomPalette(random, 1 << bits);
-                TestBitmap bitmap(kind, image, options);
-                const BitmapSnapshot snapshot(bitmap.get());
-                const int ownColors = bits <= 8 ? 1 << bits : 0, dibColors = bits <= 8 ? 1 << DibBits(bits) : 0;
+    ForEachVariant(random, 4, [&](const Variant &variant) {
+        const int bits = variant.bits;
+        const Image image = Image::Random(random, random.Between(1, 40), random.Between(1, 9), bits);
+        TestBitmap bitmap(variant.kind, image, variant.options);
+        const BitmapSnapshot snapshot(bitmap.get());
+        const int ownColors = bits <= 8 ? 1 << bits : 0, dibColors = bits <= 8 ? 1 << DibBits(bits) : 0;
+        const HGLOBAL converted = V_ConvertToDIB(bitmap.get());
+        ASSERT_NE(nullptr, converted);
+        CheckDib(converted, image, *bitmap.get(), variant.options.palette, 0, dibColors);
+        snapshot.ExpectUnchanged();
+        TestBitmap back;
+        ASSERT_EQ(RESULT_SUCCESS, V_ChangeFromDIB(back.get(), converted));
+        EXPECT_EQ(ColorsFromTop(bitmap.get()), ColorsFromTop(back.get()));
+        EXPECT_EQ(150, back->XResolution);
+        EXPECT_EQ(ORIENT_BOTTOM_UP, back->Orientation);
+        EXPECT_EQ(bits > 8 ? COLOR_ORDER_BGR : 0, back->ColorOrder);
 
-                const HGLOBAL converted = V_ConvertToDIB(bitmap.get());
-                ASSERT_NE(nullptr, converted);
-                CheckDib(converted, image, *bitmap.get(), options.palette, 0, dibColors);
-                snapshot.ExpectUnchanged();
-                GlobalFree(converted);
-
-                const BitmapHandle record = *bitmap.get();
-                const HGLOBAL changed = V_ChangeToDIB(bitmap.get());
-                ASSERT_NE(nullptr, changed);
-                EXPECT_FALSE(bitmap->Flags & FLAG_ALLOCATED);
-                CheckDib(changed, image, record, options.palette, DWORD(ownColors), ownColors);
-                GlobalFree(changed);
-                if (HasFailure())
-                    FAIL() << bits << " bits, " << kind << ", variant " << variant;
-            }
-}
-
-TEST_F(Dib, ComesBackAsItWentOut)
-{
-    Random random(32);
-    for (const int bits : {1, 4, 8, 24})
-        for (const StorageKind kind : {StorageKind::PageFile, StorageKind::GlobalMemory}) {
-            if (!IsAvailable(kind, bits))
-                continue;
-            const StorageScope scope(kind);
-            const Image image = Image::Random(random, 37, 5, bits);
-            TestBitmap bitmap(kind, image);
-            const HGLOBAL dib = V_ConvertToDIB(bitmap.get());
-            ASSERT_NE(nullptr, dib);
-            TestBitmap back, second;
-            const auto *header = static_cast<const BITMAPINFOHEADER *>(GlobalLock(dib));
-            const int table = bits <= 8 ? 1 << bits : 0;
-            const uint8_t *rows = reinterpret_cast<const uint8_t *>(header) + 40 + 4 * table;
-            ASSERT_EQ(RESULT_SUCCESS, V_ConvertFromDIB(back.get(), header, rows));
-            GlobalUnlock(dib);
-            EXPECT_EQ(image, Load(back.get()));
-            ASSERT_EQ(RESULT_SUCCESS, V_ChangeFromDIB(second.get(), dib));
-            EXPECT_EQ(image, Load(second.get()));
-            for (BitmapHandle *made : {back.get(), second.get()}) {
-                EXPECT_EQ(150, made->XResolution);
-                EXPECT_EQ(ORIENT_BOTTOM_UP, made->Orientation);
-                EXPECT_EQ(bits > 8 || made == back.get() ? COLOR_ORDER_BGR : 0, made->ColorOrder);
-                EXPECT_EQ(1, bits > 8 || V_CompareHandleToPalette(made->Palette, V_IntGetFixedPalette(bits), table));
-            }
-        }
+        const BitmapHandle record = *bitmap.get();
+        const HGLOBAL changed = V_ChangeToDIB(bitmap.get());
+        ASSERT_NE(nullptr, changed);
+        EXPECT_FALSE(bitmap->Flags & FLAG_ALLOCATED);
+        CheckDib(changed, image, record, variant.options.palette, DWORD(ownColors), ownColors);
+        const auto *header = static_cast<const BITMAPINFOHEADER *>(GlobalLock(changed));
+        TestBitmap second;
+        ASSERT_EQ(RESULT_SUCCESS,
+                  V_ConvertFromDIB(second.get(), header, reinterpret_cast<const RGBQUAD *>(header + 1) + ownColors));
+        EXPECT_EQ(ColorsFromTop(back.get()), ColorsFromTop(second.get()));
+        GlobalUnlock(changed);
+        GlobalFree(changed);
+    });
 }
 
 TEST_F(Dib, ReadsTopDownRowsOtherHeadersAndOddColourTables)

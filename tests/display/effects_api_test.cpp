@@ -5,6 +5,7 @@
 #include "tests/support/import_hooks.h"
 #include "tests/support/library_test.h"
 #include "tests/support/memory_device.h"
+#include "tests/support/status_recorder.h"
 
 #include <algorithm>
 #include <memory>
@@ -38,23 +39,9 @@ private:
 };
 BlitRecorder *BlitRecorder::s_current;
 
-std::vector<int> percents;
-int stopAt = -1; // the call that asks to stop
-
-int VEXO_CALL Watch(int percent)
-{
-    percents.push_back(percent);
-    return int(percents.size()) - 1 == stopAt ? -77 : RESULT_SUCCESS;
-}
-
 class Effects : public LibraryTest {
 protected:
-    Effects()
-    {
-        percents.clear();
-        stopAt = -1;
-        V_SetDisplayMode(~0u, 0);
-    }
+    Effects() { V_SetDisplayMode(~0u, 0); }
     static int Paint(MemoryDevice &device, BitmapHandle *bitmap, const RECT &target, unsigned effect,
                      const RECT *source = nullptr, const RECT *clip = nullptr, DWORD rop = SRCCOPY)
     {
@@ -65,7 +52,8 @@ protected:
 struct Size {
     int width, height;
 };
-constexpr Size kSizes[] = {{1, 1}, {1, 7}, {9, 1}, {2, 2}, {5, 3}, {16, 16}, {17, 33}, {32, 31}, {40, 24}, {53, 100}};
+constexpr Size kSizes[] = {{1, 1},   {1, 7},   {9, 1},   {2, 2},    {5, 3},    {16, 16},
+                           {17, 33}, {32, 31}, {40, 24}, {53, 100}, {253, 187}};
 
 // How often each pixel of a device was copied.
 std::vector<int> CountCopies(const std::vector<RECT> &rects, int width, int height)
@@ -86,39 +74,26 @@ std::vector<int> CountCopies(const std::vector<RECT> &rects, int width, int heig
 TEST_F(Effects, EndWithThePicturePaintedAndCopyEveryPixelOnce)
 {
     Random random(131);
-    V_SetStatusCallBack(Watch);
-    const auto check = [&](Size size, unsigned effect) {
-        constexpr int kLeft = 3, kTop = 2;
-        const RECT area = {kLeft, kTop, kLeft + size.width, kTop + size.height};
-        TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 30, 20, 24),
-                          {COLOR_ORDER_BGR, random.OneIn(2) ? ORIENT_BOTTOM_UP : ORIENT_TOP_DOWN, {}});
-        const RECT target = random.OneIn(3) ? RECT{area.left, area.bottom, area.right, area.top} : area;
-        const int width = size.width + 5, height = size.height + 5;
-        MemoryDevice plain(width, height, 32), device(width, height, 32);
-        ASSERT_EQ(RESULT_SUCCESS, V_PaintDC(plain.dc(), bitmap.get(), nullptr, nullptr, &target, nullptr, SRCCOPY));
-        percents.clear();
-        BlitRecorder recorder(device.dc());
-        ASSERT_EQ(RESULT_SUCCESS, Paint(device, bitmap.get(), target, effect));
-        ASSERT_EQ(plain.ColorsFromTop(), device.ColorsFromTop());
-        const std::vector<int> counts = CountCopies(recorder.rects, width, height);
-        for (int i = 0; i < int(counts.size()) && effect < kFirstScroll; ++i) {
-            const POINT point = {i % width, i / width};
-            ASSERT_EQ(PtInRect(&area, point), counts[size_t(i)]) << point.x << ", " << point.y;
-        }
-        ASSERT_GE(percents.size(), 2u);
-        EXPECT_EQ(0, percents.front());
-        EXPECT_EQ(100, percents.back());
-        for (size_t i = 1; i < percents.size(); ++i)
-            ASSERT_LT(percents[i - 1], percents[i]);
-    };
-    for (unsigned effect = 1; effect <= kEffects; ++effect) {
+    for (unsigned effect = 1; effect <= kEffects; ++effect)
         for (const Size size : kSizes) {
             SCOPED_TRACE(testing::Message() << "effect " << effect << ", " << size.width << " x " << size.height);
-            ASSERT_NO_FATAL_FAILURE(check(size, effect));
+            const RECT area = {3, 2, 3 + size.width, 2 + size.height};
+            TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 30, 20, 24), RandomOptions(random, 24));
+            const RECT target = random.OneIn(3) ? RECT{area.left, area.bottom, area.right, area.top} : area;
+            const int width = size.width + 5, height = size.height + 5;
+            MemoryDevice plain(width, height, 32), device(width, height, 32);
+            V_PaintDC(plain.dc(), bitmap.get(), nullptr, nullptr, &target, nullptr, SRCCOPY);
+            const StatusRecorder status;
+            BlitRecorder recorder(device.dc());
+            ASSERT_EQ(RESULT_SUCCESS, Paint(device, bitmap.get(), target, effect));
+            ASSERT_EQ(plain.ColorsFromTop(), device.ColorsFromTop());
+            const std::vector<int> counts = CountCopies(recorder.rects, width, height);
+            for (int i = 0; i < int(counts.size()) && effect < kFirstScroll; ++i) {
+                const POINT point = {i % width, i / width};
+                ASSERT_EQ(PtInRect(&area, point), counts[size_t(i)]) << point.x << ", " << point.y;
+            }
+            status.ExpectRising(0, 100);
         }
-        SCOPED_TRACE(testing::Message() << "effect " << effect << ", 253 x 187");
-        ASSERT_NO_FATAL_FAILURE(check({253, 187}, effect));
-    }
 }
 
 // The first two and the last copies on a 40 x 24 area at the origin.
@@ -177,15 +152,13 @@ TEST_F(Effects, SlideTheImageInWithItsFrontEdgeFirst)
     MemoryDevice plain(20, 15, 32);
     const RECT target = {0, 0, 20, 15};
     V_PaintDC(plain.dc(), bitmap.get(), nullptr, nullptr, &target, nullptr, SRCCOPY);
-    V_SetStatusCallBack(Watch);
     for (const unsigned effect : {29u, 30u, 31u, 32u}) {
         MemoryDevice device(20, 15, 32);
         for (int y = 0; y < 15; ++y)
             for (int x = 0; x < 20; ++x)
                 device.SetPixelAt(x, y, unsigned(x << 8 | y));
-        percents.clear();
-        stopAt = 3; // after three steps of two
-        ASSERT_EQ(-77, Paint(device, bitmap.get(), target, effect));
+        const StatusRecorder stop(3); // after three steps of two
+        ASSERT_EQ(StatusRecorder::kStopped, Paint(device, bitmap.get(), target, effect));
         const int dx = effect == 29 ? 6 : effect == 30 ? -6 : 0, dy = effect == 32 ? 6 : effect == 31 ? -6 : 0;
         for (int y = 0; y < 15; ++y)
             for (int x = 0; x < 20; ++x) {
@@ -217,19 +190,6 @@ TEST_F(Effects, ShowThroughAClippedDevice)
         }
 }
 
-// A raster operation that undoes itself tells whether any pixel was copied twice.
-TEST_F(Effects, ApplyTheRasterOperationOnce)
-{
-    Random random(134);
-    TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 21, 33, 24));
-    for (unsigned effect = 1; effect < kFirstScroll; ++effect) {
-        MemoryDevice device(21, 33, 32);
-        Paint(device, bitmap.get(), {0, 0, 21, 33}, effect, nullptr, nullptr, SRCINVERT);
-        Paint(device, bitmap.get(), {0, 0, 21, 33}, effect, nullptr, nullptr, SRCINVERT);
-        ASSERT_EQ(std::vector<COLORREF>(21 * 33, 0), device.ColorsFromTop()) << effect;
-    }
-}
-
 TEST_F(Effects, TouchTheVisibleRectangleOnly)
 {
     Random random(135);
@@ -258,18 +218,16 @@ TEST_F(Effects, StopWhereTheCallbackWants)
     const RECT target = {0, 0, 20, 30};
     V_PaintDC(plain.dc(), bitmap.get(), nullptr, nullptr, &target, nullptr, SRCCOPY);
     const std::vector<COLORREF> picture = plain.ColorsFromTop();
-    V_SetStatusCallBack(Watch);
     for (unsigned effect = 1; effect < kFirstScroll; ++effect)
         for (const int stop : {0, 1, 4}) {
             MemoryDevice device(20, 30, 32);
             BlitRecorder recorder(device.dc());
-            percents.clear();
-            stopAt = stop;
+            const StatusRecorder progress(stop);
             const int status = Paint(device, bitmap.get(), target, effect);
-            if (int(percents.size()) <= stop)
+            if (int(progress.percentages().size()) <= stop)
                 continue; // the effect has fewer steps
-            EXPECT_EQ(-77, status);
-            EXPECT_EQ(stop + 1, int(percents.size())) << "called again, effect " << effect;
+            EXPECT_EQ(StatusRecorder::kStopped, status);
+            EXPECT_EQ(stop + 1, int(progress.percentages().size())) << "called again, effect " << effect;
             EXPECT_EQ(stop == 0, recorder.rects.empty());
             const std::vector<int> counts = CountCopies(recorder.rects, 20, 30);
             const std::vector<COLORREF> colors = device.ColorsFromTop();

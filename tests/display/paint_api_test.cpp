@@ -31,15 +31,6 @@ struct ColorDevice : MemoryDevice {
     }
 };
 
-BitmapOptions RandomOptions(Random &random, int bits)
-{
-    BitmapOptions options = {
-        random.OneIn(2) ? COLOR_ORDER_RGB : COLOR_ORDER_BGR, random.OneIn(2) ? ORIENT_TOP_DOWN : ORIENT_BOTTOM_UP, {}};
-    if (bits <= 8)
-        options.palette = RandomPalette(random, 1 << bits);
-    return options;
-}
-
 // Black and white in either order.
 std::vector<RGBQUAD> TwoColors(bool blackIsOne)
 {
@@ -58,6 +49,11 @@ void ExpectPixels(const MemoryDevice &device, const PaintModel &model, Expected 
         }
 }
 
+void ExpectColors(const MemoryDevice &device, const PaintModel &model)
+{
+    ExpectPixels(device, model, [&](const PaintedPixel &pixel) { return model.ColorOf(pixel); });
+}
+
 COLORREF GrayColor(int level) { return RGB(level, level, level); }
 
 } // namespace
@@ -65,27 +61,22 @@ COLORREF GrayColor(int level) { return RGB(level, level, level); }
 TEST_F(Paint, ShowsTheBitmapsColoursAtEveryDepthAndStorage)
 {
     Random random(61);
-    for (const int bits : kAllDepths)
-        for (const StorageKind kind : StorageKinds(bits))
-            for (int round = 0; round < 10; ++round) {
-                const StorageScope scope(kind);
-                const Image image = Image::Random(random, random.Between(1, 60), random.Between(1, 40), bits);
-                const BitmapOptions options = RandomOptions(random, bits);
-                TestBitmap bitmap(kind, image, options);
-                const BitmapSnapshot snapshot(bitmap.get());
-                const PaintRects rects = round % 2 ? PaintRects::Random(random, image.width, image.height)
-                                                   : PaintRects::RandomUnscaled(random, image.width, image.height);
-                SCOPED_TRACE(testing::Message() << bits << " bits, " << image.width << " x " << image.height << ", "
-                                                << kind << ", orientation " << options.orientation << ", " << rects);
-                const FakeDevice fake(round % 4 ? 24 : 4);
-                V_SetDisplayMode(~0u, 0);
-                ColorDevice device(round % 3 ? 32 : 24);
-                ASSERT_EQ(RESULT_SUCCESS, PaintOn(device, bitmap.get(), rects));
-                const PaintModel model(image, options, rects);
-                ASSERT_NO_FATAL_FAILURE(
-                    ExpectPixels(device, model, [&](const PaintedPixel &pixel) { return model.ColorOf(pixel); }));
-                snapshot.ExpectUnchanged();
-            }
+    int round = 0;
+    ForEachVariant(random, 8, [&](const Variant &variant) {
+        ++round;
+        const Image image = Image::Random(random, random.Between(1, 60), random.Between(1, 40), variant.bits);
+        TestBitmap bitmap(variant.kind, image, variant.options);
+        const BitmapSnapshot snapshot(bitmap.get());
+        const PaintRects rects = random.OneIn(2) ? PaintRects::Random(random, image.width, image.height)
+                                                 : PaintRects::RandomUnscaled(random, image.width, image.height);
+        SCOPED_TRACE(testing::Message() << image.width << " x " << image.height << ", " << rects);
+        const FakeDevice fake(round % 4 ? 24 : 4);
+        V_SetDisplayMode(~0u, 0);
+        ColorDevice device(round % 3 ? 32 : 24);
+        ASSERT_EQ(RESULT_SUCCESS, PaintOn(device, bitmap.get(), rects));
+        ExpectColors(device, PaintModel(image, variant.options, rects));
+        snapshot.ExpectUnchanged();
+    });
 }
 
 TEST_F(Paint, GivesOneBitBitmapsGraysOrKeepsTheirBlack)
@@ -165,10 +156,8 @@ TEST_F(Paint, ReachesDevicesOfEveryDepth)
             V_SetDisplayMode(~0u, 0);
             const PaintRects rects = {{}, {}, {0, 0, kDeviceWidth, kDeviceHeight}, {}};
             ASSERT_EQ(RESULT_SUCCESS, PaintOn(device, bitmap.get(), rects));
-            const PaintModel model(image, options, rects);
             SCOPED_TRACE(testing::Message() << bits << " bits on " << deviceBits);
-            ASSERT_NO_FATAL_FAILURE(
-                ExpectPixels(device, model, [&](const PaintedPixel &pixel) { return model.ColorOf(pixel); }));
+            ASSERT_NO_FATAL_FAILURE(ExpectColors(device, PaintModel(image, options, rects)));
         }
 }
 
@@ -189,10 +178,7 @@ TEST_F(Paint, NamesColoursByTheirPlaceInTheSelectedPalette)
         ASSERT_EQ(RESULT_SUCCESS, PaintOn(device, bitmap.get(), rects));
         SelectPalette(device.dc(), former, TRUE);
         DeleteObject(palette);
-        const PaintModel model(image, options, rects);
-        ASSERT_NO_FATAL_FAILURE(
-            ExpectPixels(device, model, [&](const PaintedPixel &pixel) { return model.ColorOf(pixel); }))
-            << bits << " bits";
+        ASSERT_NO_FATAL_FAILURE(ExpectColors(device, PaintModel(image, options, rects))) << bits << " bits";
     }
 }
 
@@ -213,24 +199,8 @@ TEST_F(Paint, ShowsOwnColoursWhereNoDitheringExists)
         ColorDevice device;
         const PaintRects rects = {{}, {}, {3, 4, 60, 70}, {}};
         ASSERT_EQ(RESULT_SUCCESS, PaintOn(device, bitmap.get(), rects));
-        const PaintModel model(image, options, rects);
-        ASSERT_NO_FATAL_FAILURE(
-            ExpectPixels(device, model, [&](const PaintedPixel &pixel) { return model.ColorOf(pixel); }))
-            << bits << " bits";
+        ASSERT_NO_FATAL_FAILURE(ExpectColors(device, PaintModel(image, options, rects))) << bits << " bits";
     }
-}
-
-TEST_F(Paint, AppliesTheRasterOperation)
-{
-    Random random(66);
-    TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 50, 40, 24));
-    ColorDevice device;
-    const std::vector<COLORREF> before = device.ColorsFromTop();
-    const PaintRects rects = {{}, {}, {3, 4, 60, 70}, {}};
-    PaintOn(device, bitmap.get(), rects, SRCINVERT);
-    EXPECT_NE(before, device.ColorsFromTop());
-    PaintOn(device, bitmap.get(), rects, SRCINVERT);
-    EXPECT_EQ(before, device.ColorsFromTop());
 }
 
 TEST_F(Paint, RefusesBadArgumentsAndSkipsEmptyPaints)

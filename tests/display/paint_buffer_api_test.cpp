@@ -45,14 +45,6 @@ struct Description {
     ~Description() { V_FreeBitmap(&record); }
 };
 
-BitmapOptions RandomOptions(Random &random, int bits)
-{
-    BitmapOptions options = {random.Below(2), random.OneIn(2) ? ORIENT_TOP_DOWN : ORIENT_BOTTOM_UP, {}};
-    if (bits <= 8)
-        options.palette = RandomPalette(random, 1 << bits);
-    return options;
-}
-
 } // namespace
 
 // Bands from any number of rows, in any order, put the picture together that one paint shows.

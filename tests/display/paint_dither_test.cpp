@@ -44,31 +44,26 @@ TEST_F(PaintDither, DithersTheStretchedPictureFromTheTop)
     Random random(91);
     constexpr unsigned kModes[] = {0, DISPLAYMODE_BIT0, DISPLAYMODE_BIT0 | DISPLAYMODE_CLUSTERED,
                                    DISPLAYMODE_FIXED_PALETTE_ALT};
-    for (const StorageKind kind : StorageKinds(1))
-        for (const int bits : kAllDepths)
-            for (const int deviceBits : {1, 4, 8}) {
-                if ((bits == 1 && deviceBits != 8) || !IsAvailable(kind, bits))
-                    continue;
-                const StorageScope scope(kind);
-                const FakeDevice fake(deviceBits);
-                const Image image = Image::Random(random, random.Between(1, 60), random.Between(1, 40), bits);
-                BitmapOptions options = {random.Below(2), random.OneIn(2) ? ORIENT_TOP_DOWN : ORIENT_BOTTOM_UP, {}};
-                if (bits <= 8)
-                    options.palette = RandomPalette(random, 1 << bits);
-                TestBitmap bitmap(kind, image, options);
-                const unsigned mode = kModes[random.Below(4)];
-                V_SetDisplayMode(~0u, mode | DISPLAYMODE_DITHER | DISPLAYMODE_FIXED_PALETTE);
-                const bool scaled = random.OneIn(2), mirrored = random.OneIn(3);
-                const int width = scaled ? random.Between(1, 90) : image.width;
-                const int height = scaled ? random.Between(1, 70) : image.height;
-                MemoryDevice device(width, height, 32);
-                const RECT target = {0, mirrored ? height : 0, width, mirrored ? 0 : height};
-                ASSERT_EQ(RESULT_SUCCESS,
-                          V_PaintDC(device.dc(), bitmap.get(), nullptr, nullptr, &target, nullptr, SRCCOPY));
-                ASSERT_EQ(DitheredPicture(image, options, width, height, mirrored, deviceBits), device.ColorsFromTop())
-                    << bits << " bits on " << deviceBits << ", " << kind << ", mode " << mode << ", " << width << " x "
-                    << height;
-            }
+    for (const int deviceBits : {1, 4, 8})
+        ForEachVariant(random, 2, [&](const Variant &variant) {
+            if (variant.bits == 1 && deviceBits != 8)
+                return;
+            const FakeDevice fake(deviceBits);
+            const Image image = Image::Random(random, random.Between(1, 60), random.Between(1, 40), variant.bits);
+            TestBitmap bitmap(variant.kind, image, variant.options);
+            const unsigned mode = kModes[random.Below(4)];
+            V_SetDisplayMode(~0u, mode | DISPLAYMODE_DITHER | DISPLAYMODE_FIXED_PALETTE);
+            const bool scaled = random.OneIn(2), mirrored = random.OneIn(3);
+            const int width = scaled ? random.Between(1, 90) : image.width;
+            const int height = scaled ? random.Between(1, 70) : image.height;
+            MemoryDevice device(width, height, 32);
+            const RECT target = {0, mirrored ? height : 0, width, mirrored ? 0 : height};
+            ASSERT_EQ(RESULT_SUCCESS,
+                      V_PaintDC(device.dc(), bitmap.get(), nullptr, nullptr, &target, nullptr, SRCCOPY));
+            ASSERT_EQ(DitheredPicture(image, variant.options, width, height, mirrored, deviceBits),
+                      device.ColorsFromTop())
+                << "on " << deviceBits << " bits, mode " << mode << ", " << width << " x " << height;
+        });
 }
 
 // A device whose own palette is the fixed one gets the indices themselves.

@@ -1,11 +1,11 @@
 // What printing asks of a printer: a memory device stands in for one, by way of the functions that the library calls,
 // and their order is written down. One page is really spooled where there is a printer for it.
-#include "tests/geometry/status_recorder.h"
 #include "tests/support/bitmaps.h"
 #include "tests/support/faults.h"
 #include "tests/support/import_hooks.h"
 #include "tests/support/library_test.h"
 #include "tests/support/memory_device.h"
+#include "tests/support/status_recorder.h"
 
 #include <cstdio>
 

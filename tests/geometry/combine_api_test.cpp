@@ -1,11 +1,11 @@
 // Combining against a model that follows the tables pixel by pixel: every flag word, all depths and storages, clipped
 // rectangles, different orientations and regions on both sides.
-#include "tests/geometry/region_masks.h"
-#include "tests/geometry/status_recorder.h"
 #include "tests/support/bitmaps.h"
 #include "tests/support/faults.h"
 #include "tests/support/library_test.h"
 #include "tests/support/page_heap.h"
+#include "tests/support/regions.h"
+#include "tests/support/status_recorder.h"
 
 namespace vexo::test {
 
@@ -192,19 +192,6 @@ TEST_F(Combine, WordsWithoutASourceWriteTheClippedRectangle)
     }
 }
 
-TEST_F(Combine, ABitmapCombinesWithItself)
-{
-    Random random(74);
-    for (int bits : {1, 4, 8, 24}) {
-        const Image image = Image::Random(random, 50, 1, bits);
-        TestBitmap bitmap(StorageKind::PageFile, image);
-        ASSERT_EQ(RESULT_SUCCESS, V_CombineBitmap(bitmap.get(), 7, 0, 40, 1, bitmap.get(), 2, 0, CMB_DST_ONES));
-        const Image result = Load(bitmap.get());
-        for (int x = 0; x < 50; ++x)
-            ASSERT_EQ(image.At(0, x >= 7 && x < 47 ? x - 5 : x), result.At(0, x));
-    }
-}
-
 TEST_F(Combine, BadCallsAreRefusedAndEmptyOnesSucceed)
 {
     Random random(75);
@@ -241,47 +228,45 @@ TEST_F(Combine, BadCallsAreRefusedAndEmptyOnesSucceed)
 TEST_F(Combine, FailuresAndStopsKeepWholeRows)
 {
     Random random(76);
-    for (int bits : kAllDepths)
-        for (StorageKind kind : StorageKinds(bits)) {
-            if (kind == StorageKind::PageFile && bits >= 8)
-                continue; // works in place
-            if (kind == StorageKind::GlobalMemory)
-                continue;
-            SCOPED_TRACE(testing::Message() << bits << " bits, " << kind);
-            const StorageScope scope(kind);
-            const Image image = Image::RandomRuns(random, 40, 3, bits), other = Image::RandomRuns(random, 40, 3, bits);
-            TestBitmap source(kind, other);
-            const auto expectWholeRows = [&](BitmapHandle *bitmap, int status) {
-                const Image result = Load(bitmap);
-                bool untouched = false;
-                for (int row = 0; row < 3; ++row) {
-                    bool isOld = true, isNew = true;
-                    for (int x = 0; x < 40; ++x) {
-                        isOld = isOld && result.At(row, x) == image.At(row, x);
-                        isNew = isNew && result.At(row, x) == (image.At(row, x) ^ other.At(row, x));
-                    }
-                    EXPECT_TRUE(isOld || isNew);
-                    EXPECT_TRUE(!untouched || isOld) << "rows are combined from the first on";
-                    untouched = !isNew;
+    ForEachVariant(random, 1, [&](const Variant &variant) {
+        const Image image = Image::RandomRuns(random, 40, 3, variant.bits);
+        const Image sourceImage = Image::Random(random, 40, 3, variant.bits);
+        TestBitmap source(variant.kind, sourceImage);
+        const auto combine = [&](BitmapHandle *bitmap) {
+            return V_CombineBitmap(bitmap, 0, 0, 40, 3, source.get(), 0, 0, CMB_OP_XOR);
+        };
+        const auto expectWholeRows = [&](BitmapHandle *bitmap, bool isDone) {
+            const Image result = Load(bitmap);
+            bool untouched = false;
+            for (int row = 0; row < 3; ++row) {
+                bool isOld = true, isNew = true;
+                for (int x = 0; x < 40; ++x) {
+                    isOld = isOld && result.At(row, x) == image.At(row, x);
+                    isNew = isNew && result.At(row, x) == (image.At(row, x) ^ sourceImage.At(row, x));
                 }
-                EXPECT_EQ(status == RESULT_SUCCESS, !untouched);
-            };
-            ForEachFault(kFaultAll, [&](FaultInjector &faults) {
-                TestBitmap bitmap(kind, image);
-                const int status = faults.Run(
-                    [&] { return V_CombineBitmap(bitmap.get(), 0, 0, 40, 3, source.get(), 0, 0, CMB_OP_XOR); });
-                EXPECT_EQ(faults.struck(), status < 0) << faults.function();
-                expectWholeRows(bitmap.get(), status);
-            });
-            for (int stopAt = 0; stopAt < 4; ++stopAt) {
-                TestBitmap bitmap(kind, image);
-                const StatusRecorder recorder(stopAt);
-                EXPECT_EQ(StatusRecorder::kStopped,
-                          V_CombineBitmap(bitmap.get(), 0, 0, 40, 3, source.get(), 0, 0, CMB_OP_XOR));
-                EXPECT_EQ(size_t(stopAt) + 1, recorder.percentages().size());
-                expectWholeRows(bitmap.get(), stopAt == 3 ? RESULT_SUCCESS : StatusRecorder::kStopped);
+                EXPECT_TRUE(isOld || isNew);
+                EXPECT_TRUE(!untouched || isOld) << "rows are combined from the first on";
+                untouched = !isNew;
             }
+            EXPECT_EQ(isDone, !untouched);
+        };
+        ForEachFault(
+            kFaultAll,
+            [&](FaultInjector &faults) {
+                TestBitmap bitmap(variant.kind, image);
+                const int status = faults.Run([&] { return combine(bitmap.get()); });
+                EXPECT_EQ(faults.struck(), status < 0) << faults.function();
+                expectWholeRows(bitmap.get(), status == RESULT_SUCCESS);
+            },
+            0);
+        for (int stopAt = 0; stopAt < 4; ++stopAt) {
+            TestBitmap bitmap(variant.kind, image);
+            const StatusRecorder recorder(stopAt);
+            EXPECT_EQ(StatusRecorder::kStopped, combine(bitmap.get()));
+            EXPECT_EQ(size_t(stopAt) + 1, recorder.percentages().size());
+            expectWholeRows(bitmap.get(), stopAt == 3);
         }
+    });
 }
 
 } // namespace vexo::test

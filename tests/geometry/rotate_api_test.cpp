@@ -1,11 +1,10 @@
 // Rotation as it is seen: quarter and half turns pixel by pixel, other angles against the mapping in floating point,
-// the region with the picture, and calls that fail or are stopped.
-#include "tests/geometry/region_masks.h"
-#include "tests/geometry/status_recorder.h"
-#include "tests/support/bitmaps.h"
-#include "tests/support/faults.h"
+// the region with the picture.
+#include "tests/support/all_or_nothing.h"
 #include "tests/support/library_test.h"
 #include "tests/support/page_heap.h"
+#include "tests/support/regions.h"
+#include "tests/support/status_recorder.h"
 
 #include <cmath>
 
@@ -72,12 +71,6 @@ double BoxSide(int along, int across, int angle)
 {
     const double radians = angle * (std::acos(-1.0) / 18000);
     return std::abs(along * std::cos(radians)) + std::abs(across * std::sin(radians));
-}
-
-StorageKind RandomKind(Random &random, int bits)
-{
-    const auto kinds = StorageKinds(bits);
-    return kinds[size_t(random.Below(int(kinds.size())))];
 }
 
 } // namespace
@@ -211,78 +204,42 @@ TEST_F(Rotate, RowsOfManyMillionPixels)
     EXPECT_EQ(0xFF, row[kWidth / 8 - 1]);
 }
 
-TEST_F(Rotate, StoppedAndFailedCallsChangeNothing)
+// The ways that turn blocks in place, or that a small picture does not take.
+TEST_F(Rotate, StoppedAndFailedCallsOfLargerPicturesChangeNothing)
 {
-    struct Case {
+    const struct {
         int width, height, bits, angle;
         StorageKind kind;
-    };
-    const Case cases[] = {
-        {258, 258, 24, 9000, StorageKind::PageFile},    {261, 261, 8, 27000, StorageKind::PageFile},
-        {140, 20, 32, 9000, StorageKind::PageFile},     {260, 20, 1, 27000, StorageKind::Compressed},
-        {70, 30, 3, 27000, StorageKind::TemporaryFile}, {30, 40, 1, 3000, StorageKind::Compressed},
-        {30, 11, 16, 18000, StorageKind::PageFile},     {30, 11, 5, 18000, StorageKind::TemporaryFile},
-        {30, 40, 24, 1234, StorageKind::TemporaryFile}, {30, 40, 4, 1234, StorageKind::PageFile},
-    };
+    } kCases[] = {{258, 258, 24, 9000, StorageKind::PageFile},
+                  {261, 261, 8, 27000, StorageKind::PageFile},
+                  {140, 20, 32, 9000, StorageKind::PageFile},
+                  {260, 20, 1, 27000, StorageKind::Compressed},
+                  {70, 30, 3, 27000, StorageKind::TemporaryFile}};
     Random random(85);
-    for (const Case &c : cases) {
+    for (const auto &c : kCases) {
         if (!IsAvailable(c.kind, c.bits))
             continue;
         SCOPED_TRACE(testing::Message() << c.width << " x " << c.height << " x " << c.bits << ", angle " << c.angle);
         const StorageScope scope(c.kind);
-        const Image image = Image::RandomRuns(random, c.width, c.height, c.bits);
-        const auto rotate = [&](TestBitmap &bitmap) { return V_RotateBitmapFine(bitmap.get(), c.angle, 1, 0); };
-        TestBitmap stopped(c.kind, image);
-        SetRandomRegion(stopped.get(), random);
-        const Image mask = RegionMask(stopped.get());
-        int calls = 0;
-        for (int status = StatusRecorder::kStopped; status == StatusRecorder::kStopped; ++calls) {
-            const StatusRecorder recorder(calls);
-            status = rotate(stopped);
-            if (status == RESULT_SUCCESS)
-                break;
-            ASSERT_EQ(StatusRecorder::kStopped, status);
-            ASSERT_EQ(image, Load(stopped.get()));
-            ASSERT_EQ(mask, RegionMask(stopped.get()));
-        }
-        EXPECT_GE(calls, 3);
-        if (c.angle == 18000 && c.bits != 5)
-            continue; // acquires nothing
-        ForEachFault(kFaultAll, [&](FaultInjector &faults) {
-            TestBitmap bitmap(c.kind, image);
-            SetRandomRegion(bitmap.get(), random);
-            const Image before = RegionMask(bitmap.get());
-            const int status = faults.Run([&] { return rotate(bitmap); });
-            if (status == RESULT_SUCCESS)
-                return;
-            EXPECT_TRUE(faults.struck());
-            ASSERT_EQ(image, Load(bitmap.get()));
-            ASSERT_EQ(before, RegionMask(bitmap.get()));
-        });
+        const Victim victim = {c.kind, Image::RandomRuns(random, c.width, c.height, c.bits), {}, random.Next()};
+        const auto rotate = [&](BitmapHandle *bitmap) { return V_RotateBitmapFine(bitmap, c.angle, 1, 0); };
+        ExpectAllOrNothingOnFailure(victim, rotate);
+        ExpectAllOrNothingOnStop(victim, rotate);
     }
 }
 
-TEST_F(Rotate, NoAngleReportsBothEndsAndBadCallsAreRefused)
+TEST_F(Rotate, ReportsTheRangeGiven)
 {
-    Random random(86);
-    const Image image = Image::Random(random, 20, 30, 24);
-    TestBitmap bitmap(StorageKind::PageFile, image);
+    TestBitmap bitmap(StorageKind::PageFile, 20, 30, 24);
     const BitmapSnapshot before(bitmap.get());
-    {
-        const StatusRecorder recorder;
-        EXPECT_EQ(RESULT_SUCCESS, V_IntRotateBitmapFine(bitmap.get(), -72000, 1, 0, 20, 45));
-        EXPECT_EQ((std::vector<int>{20, 45}), recorder.percentages());
-    }
-    before.ExpectUnchanged();
-    for (int angle : {9000, 18000, 4500})
+    for (const int angle : {-72000, 9000, 18000, 4500})
         for (const auto &[from, to] : {std::pair(20, 45), std::pair(INT_MIN, INT_MAX)}) {
             const StatusRecorder recorder;
             EXPECT_EQ(RESULT_SUCCESS, V_IntRotateBitmapFine(bitmap.get(), angle, 0, 0, from, to));
             recorder.ExpectRising(from, to);
+            if (angle == -72000)
+                before.ExpectUnchanged();
         }
-    BitmapHandle empty = {};
-    EXPECT_EQ(ERR_NO_BITMAP, V_RotateBitmap(nullptr, 90, 1));
-    EXPECT_EQ(ERR_NO_BITMAP, V_RotateBitmapFine(&empty, 0, 1, 0));
 }
 
 } // namespace vexo::test

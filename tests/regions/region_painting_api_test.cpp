@@ -1,8 +1,8 @@
 // Painting within regions: what the plain paint shows inside the region, and the device as it was outside.
-#include "tests/regions/masks.h"
 #include "tests/support/faults.h"
 #include "tests/support/library_test.h"
 #include "tests/support/memory_device.h"
+#include "tests/support/regions.h"
 
 #include <iterator>
 

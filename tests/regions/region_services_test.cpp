@@ -1,11 +1,10 @@
-// What other folders use of regions: the builder, copies moved and scaled, mirrors, clips; and the comparison kernels
-// of every processor level.
+// The builder of regions, and the comparison kernels of every processor level.
 #include "regions/match_kernels.h"
 #include "regions/region.h"
-#include "tests/regions/masks.h"
 #include "tests/support/faults.h"
 #include "tests/support/library_test.h"
 #include "tests/support/page_heap.h"
+#include "tests/support/regions.h"
 
 namespace vexo::test {
 
@@ -14,17 +13,6 @@ namespace {
 class RegionServices : public LibraryTest {
 private:
     const PageHeapScope m_pageHeap;
-};
-
-// A bitmap without storage that has a random region.
-class Carrier : public TestBitmap {
-public:
-    Carrier(Random &random, int width, int height) : mask(RandomMask(random, width, height))
-    {
-        V_InitBitmap(get(), width, height, 1);
-        SetMask(get(), mask);
-    }
-    Image mask;
 };
 
 template <class Source>
@@ -84,62 +72,6 @@ TEST_F(RegionServices, TheBuilderRemembersThatMemoryRanOut)
             ExpectSoundRecord(*region);
         FreeRegion(region);
     });
-}
-
-TEST_F(RegionServices, CopiesAndChanges)
-{
-    Random random(80);
-    for (int round = 0; round < 200; ++round) {
-        const int width = random.Between(1, 40), height = random.Between(1, 12);
-        Carrier source(random, width, height);
-        const Image &mask = source.mask;
-        const auto at = [&](int row, int x) {
-            return row >= 0 && row < height && x >= 0 && x < width ? mask.At(row, x) : 0;
-        };
-        const int newWidth = random.Between(1, 60), newHeight = random.Between(1, 20);
-        Carrier target(random, newWidth, newHeight);
-        const int dx = random.Between(-20, 20), dy = random.Between(-9, 9);
-        ASSERT_EQ(RESULT_SUCCESS, CopyRegionMoved(target.get(), source.get(), dx, dy));
-        ASSERT_EQ(Made(newWidth, newHeight, [&](int row, int x) { return at(row - dy, x - dx); }),
-                  MaskOf(target.get()));
-
-        // A pixel fills what lies up to its neighbour's place.
-        ASSERT_EQ(RESULT_SUCCESS, CopyRegionScaled(target.get(), source.get()));
-        Image scaled(newWidth, newHeight, 1);
-        for (int row = 0; row < height; ++row)
-            for (int x = 0; x < width; ++x)
-                for (int y = row * newHeight / height; y < (row + 1) * newHeight / height; ++y)
-                    for (int c = x * newWidth / width; c < (x + 1) * newWidth / width; ++c)
-                        scaled.At(y, c) = mask.At(row, x);
-        ASSERT_EQ(scaled, MaskOf(target.get()));
-
-        FlipRegion(*source->Region, height);
-        ASSERT_EQ(Made(width, height, [&](int row, int x) { return at(height - 1 - row, x); }), MaskOf(source.get()));
-        const int cut = random.Between(0, height);
-        BitmapRegion *flipped = DupRegion(*source->Region);
-        CutRegion(*flipped, cut); // rows are stored from the last to the first now
-        ReplaceRegion(source.get(), flipped);
-        ASSERT_EQ(Made(width, height, [&](int row, int x) { return row < cut ? at(height - 1 - row, x) : 0; }),
-                  MaskOf(source.get()));
-        ReverseRegion(*source->Region, width);
-        const auto turned = [&](int row, int x) { return row < cut ? at(height - 1 - row, width - 1 - x) : 0; };
-        ASSERT_EQ(Made(width, height, turned), MaskOf(source.get()));
-        const RECT rect = {random.Below(width), random.Below(height), random.Between(1, width),
-                           random.Between(1, height)};
-        ASSERT_EQ(RESULT_SUCCESS, ClipRegion(*source->Region, rect));
-        const auto clipped = [&](int row, int x) {
-            return row >= rect.top && row < rect.bottom && x >= rect.left && x < rect.right ? turned(row, x) : 0;
-        };
-        ASSERT_EQ(Made(width, height, clipped), MaskOf(source.get()));
-        for (int row = 0; row < height; ++row) {
-            const int left = random.Between(-2, width), right = random.Between(-2, width + 2);
-            ForEachSegment(source.get(), row, left, right, [&](int start, int end) {
-                EXPECT_TRUE(start >= left && end <= right && start < end);
-                for (int x = start; x < end; ++x)
-                    EXPECT_TRUE(clipped(row, x));
-            });
-        }
-    }
 }
 
 // ---- Kernels --------------------------------------------------------------------------------------------------

@@ -36,6 +36,12 @@ std::vector<StorageKind> StorageKinds(int bits)
     return kinds;
 }
 
+StorageKind RandomKind(Random &random, int bits)
+{
+    const std::vector<StorageKind> kinds = StorageKinds(bits);
+    return kinds[size_t(random.Below(int(kinds.size())))];
+}
+
 int MemoryType(StorageKind kind)
 {
     switch (kind) {
@@ -102,6 +108,18 @@ void SetPixelOf(uint8_t *row, size_t x, int bits, uint32_t value)
         for (size_t i = 0; i < bytes; ++i)
             row[x * bytes + i] = uint8_t(value >> (8 * i));
     }
+}
+
+COLORREF ColorOfPixel(uint32_t pixel, int bits, int colorOrder, const std::vector<RGBQUAD> &palette)
+{
+    if (bits <= 8)
+        return RGB(palette[pixel].rgbRed, palette[pixel].rgbGreen, palette[pixel].rgbBlue);
+    int parts[3];
+    for (int i = 0; i < 3; ++i) {
+        const int five = int(pixel >> (5 * i) & 31);
+        parts[i] = bits == 16 ? five << 3 | five >> 2 : int(pixel >> (8 * i) & 255);
+    }
+    return colorOrder == COLOR_ORDER_RGB ? RGB(parts[0], parts[1], parts[2]) : RGB(parts[2], parts[1], parts[0]);
 }
 
 Image::Image(int w, int h, int depth) : width(w), height(h), bits(depth), pixels(size_t(w) * size_t(h)) {}
@@ -187,6 +205,17 @@ std::vector<COLORREF> ColorsFromTop(BitmapHandle *bitmap)
 
 // ---- Bitmaps --------------------------------------------------------------------------------------------------
 
+BitmapOptions RandomOptions(Random &random, int bits)
+{
+    BitmapOptions options;
+    options.orientation = random.OneIn(2) ? ORIENT_TOP_DOWN : ORIENT_BOTTOM_UP;
+    if (bits > 8)
+        options.colorOrder = random.OneIn(2) ? COLOR_ORDER_RGB : COLOR_ORDER_BGR;
+    else
+        options.palette = RandomPalette(random, 1 << bits);
+    return options;
+}
+
 TestBitmap::TestBitmap(StorageKind kind, int width, int height, int bits, const BitmapOptions &options)
 {
     EXPECT_TRUE(options.palette.empty() || (bits <= 8 && options.palette.size() >= size_t(1) << bits));
@@ -220,10 +249,20 @@ Image LoadKeepingRecord(BitmapHandle *bitmap)
     return image;
 }
 
+std::vector<bool> RegionOf(BitmapHandle *bitmap)
+{
+    std::vector<bool> inside;
+    for (int row = 0; bitmap->Region && row < bitmap->Height; ++row)
+        for (int x = 0; x < bitmap->Width; ++x)
+            inside.push_back(V_IsPtInBitmapRgn(bitmap, row, x) != 0);
+    return inside;
+}
+
 } // namespace
 
 BitmapSnapshot::BitmapSnapshot(BitmapHandle *bitmap)
-    : m_bitmap(bitmap), m_record(*bitmap), m_image(LoadKeepingRecord(bitmap)), m_palette(PaletteOf(m_record))
+    : m_bitmap(bitmap), m_record(*bitmap), m_image(LoadKeepingRecord(bitmap)), m_region(RegionOf(bitmap)),
+      m_palette(PaletteOf(m_record))
 {
 }
 
@@ -235,7 +274,13 @@ void BitmapSnapshot::ExpectUnchanged() const
     record.CachedRowOffset = m_record.CachedRowOffset;
     ASSERT_TRUE(SameRecord(m_record, record))
         << "before: " << Describe(m_record) << "\nafter:  " << Describe(*m_bitmap);
+    ExpectSamePicture();
+}
+
+void BitmapSnapshot::ExpectSamePicture() const
+{
     EXPECT_EQ(m_image, LoadKeepingRecord(m_bitmap));
+    EXPECT_EQ(m_region, RegionOf(m_bitmap)) << "the region";
     const std::vector<RGBQUAD> palette = PaletteOf(*m_bitmap);
     ASSERT_EQ(m_palette.size(), palette.size());
     EXPECT_TRUE(palette.empty() || memcmp(m_palette.data(), palette.data(), palette.size() * sizeof(RGBQUAD)) == 0);

@@ -6,6 +6,8 @@
 
 #include "vexokit.h"
 
+#include <gtest/gtest.h>
+
 #include <array>
 #include <ostream>
 #include <span>
@@ -29,6 +31,8 @@ int MemoryType(StorageKind kind);
 const char *NameOf(StorageKind kind);
 inline std::ostream &operator<<(std::ostream &out, StorageKind kind) { return out << NameOf(kind); }
 
+StorageKind RandomKind(Random &random, int bits);
+
 // The environment that a kind of storage needs. It must be there from the making of a bitmap until it is freed.
 class StorageScope {
 public:
@@ -47,6 +51,9 @@ std::vector<RGBQUAD> RandomPalette(Random &random, int count);
 // Pixel x of a row in the packed form of a depth, read and written bit by bit.
 uint32_t PixelOf(const uint8_t *row, size_t x, int bits);
 void SetPixelOf(uint8_t *row, size_t x, int bits, uint32_t value);
+
+// The colour that a pixel's number stands for.
+COLORREF ColorOfPixel(uint32_t pixel, int bits, int colorOrder, const std::vector<RGBQUAD> &palette);
 
 // A bitmap's pixels as plain numbers: indices, or the bytes of deeper pixels with the first one lowest.
 struct Image {
@@ -82,6 +89,9 @@ struct BitmapOptions {
     std::vector<RGBQUAD> palette; // empty: the fixed one
 };
 
+// Any orientation, a colour order where the depth has one, and a palette where it has one.
+BitmapOptions RandomOptions(Random &random, int bits);
+
 // A bitmap of the given kind of storage, freed at the end of the scope.
 class TestBitmap {
 public:
@@ -103,19 +113,51 @@ private:
 // The colours of a bitmap's pixels as V_GetPixelColor tells them, top line first.
 std::vector<COLORREF> ColorsFromTop(BitmapHandle *bitmap);
 
-// A record's bytes, pixels and palette, to see later whether an operation left them alone. The row cache may move, as
-// it does with every row that is read, but must still tell the truth.
+// A record's bytes, pixels, palette and region, to see later whether an operation left them alone. The row cache may
+// move, as it does with every row that is read, but must still tell the truth.
 class BitmapSnapshot {
 public:
     explicit BitmapSnapshot(BitmapHandle *bitmap);
     void ExpectUnchanged() const;
+    // Storage may have moved, as that of compressed rows does when one is written back.
+    void ExpectSamePicture() const;
 
 private:
     BitmapHandle *m_bitmap;
     BitmapHandle m_record;
     Image m_image;
+    std::vector<bool> m_region; // empty without one
     std::vector<RGBQUAD> m_palette;
 };
+
+// ---- Everything there is ----------------------------------------------------------------------------------------
+
+struct Variant {
+    int bits;
+    StorageKind kind;
+    BitmapOptions options;
+};
+
+// Runs a test for every depth in every kind of storage, `rounds` times each: with all orientations and colour orders in
+// turn and random palettes.
+template <class Test>
+void ForEachVariant(Random &random, int rounds, Test &&test, std::span<const int> depths = kAllDepths)
+{
+    for (const int bits : depths)
+        for (const StorageKind kind : StorageKinds(bits)) {
+            const StorageScope scope(kind);
+            for (int round = 0; round < rounds; ++round) {
+                Variant variant = {bits, kind, RandomOptions(random, bits)};
+                variant.options.orientation = round % 2 ? ORIENT_TOP_DOWN : ORIENT_BOTTOM_UP;
+                if (bits > 8)
+                    variant.options.colorOrder = round / 2 % 2 ? COLOR_ORDER_RGB : COLOR_ORDER_BGR;
+                SCOPED_TRACE(testing::Message() << bits << " bits, " << kind << ", round " << round);
+                test(variant);
+                if (testing::Test::HasFailure())
+                    return;
+            }
+        }
+}
 
 // The fields of a record, for messages and for comparing two records.
 std::string Describe(const BitmapHandle &record);

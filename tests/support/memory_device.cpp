@@ -42,19 +42,7 @@ void MemoryDevice::SetPixelAt(int x, int y, uint32_t value) { SetPixelOf(Row(y),
 
 COLORREF MemoryDevice::ColorAt(int x, int y) const
 {
-    const uint32_t pixel = PixelAt(x, y);
-    if (m_bits <= 8) {
-        const RGBQUAD &color = m_palette[pixel];
-        return RGB(color.rgbRed, color.rgbGreen, color.rgbBlue);
-    }
-    if (m_bits == 16) {
-        const auto wide = [&](int shift) {
-            const uint32_t five = pixel >> shift & 31;
-            return five << 3 | five >> 2;
-        };
-        return RGB(wide(10), wide(5), wide(0));
-    }
-    return RGB(pixel >> 16 & 255, pixel >> 8 & 255, pixel & 255);
+    return ColorOfPixel(PixelAt(x, y), m_bits, COLOR_ORDER_BGR, m_palette);
 }
 
 std::vector<COLORREF> MemoryDevice::ColorsFromTop() const

@@ -100,17 +100,7 @@ std::optional<PaintedPixel> PaintModel::PixelAt(int x, int y) const
 
 COLORREF PaintModel::ColorOf(const PaintedPixel &pixel) const
 {
-    const uint32_t value = m_image.At(pixel.row, pixel.column);
-    if (m_image.bits <= 8) {
-        const RGBQUAD &color = m_options.palette[value];
-        return RGB(color.rgbRed, color.rgbGreen, color.rgbBlue);
-    }
-    unsigned first = value & 255, second = value >> 8 & 255, third = value >> 16 & 255;
-    if (m_image.bits == 16) {
-        const auto widen = [&](int shift) { return (value >> shift & 31) << 3 | (value >> shift & 31) >> 2; };
-        first = widen(0), second = widen(5), third = widen(10);
-    }
-    return m_options.colorOrder == COLOR_ORDER_RGB ? RGB(first, second, third) : RGB(third, second, first);
+    return ColorOfPixel(m_image.At(pixel.row, pixel.column), m_image.bits, m_options.colorOrder, m_options.palette);
 }
 
 int PaintModel::ShrunkLevel(const PaintedPixel &pixel, bool blackIsOne) const

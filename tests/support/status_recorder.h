@@ -1,6 +1,6 @@
 // A status callback for tests of long operations: it notes the percentages and stops the work at one of its calls.
-#ifndef VEXO_TESTS_GEOMETRY_STATUS_RECORDER_H
-#define VEXO_TESTS_GEOMETRY_STATUS_RECORDER_H
+#ifndef VEXO_TESTS_SUPPORT_STATUS_RECORDER_H
+#define VEXO_TESTS_SUPPORT_STATUS_RECORDER_H
 
 #include "vexokit.h"
 

@@ -1,7 +1,7 @@
 // Regions in tests as masks: an image of one bit for each pixel, 1 inside. Reading a mask also checks everything that
 // must hold for a region, so that every test that compares masks validates them.
-#ifndef VEXO_TESTS_REGIONS_MASKS_H
-#define VEXO_TESTS_REGIONS_MASKS_H
+#ifndef VEXO_TESTS_SUPPORT_REGIONS_H
+#define VEXO_TESTS_SUPPORT_REGIONS_H
 
 #include "regions/region.h"
 #include "tests/support/bitmaps.h"
@@ -9,8 +9,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
+#include <cstring>
 #include <vector>
-
 
 namespace vexo::test {
 
@@ -81,6 +82,16 @@ inline Image MaskOf(BitmapHandle *bitmap)
     return mask;
 }
 
+// The mask alone, for tests that are about something else.
+inline Image RegionMask(BitmapHandle *bitmap)
+{
+    Image mask(bitmap->Width, bitmap->Height, 1);
+    for (int row = 0; row < mask.height; ++row)
+        for (int x = 0; x < mask.width; ++x)
+            mask.At(row, x) = uint32_t(V_IsPtInBitmapRgn(bitmap, row, x));
+    return mask;
+}
+
 // What a combine mode makes of a pixel.
 inline bool Combined(bool old, bool made, unsigned mode)
 {
@@ -127,6 +138,18 @@ inline void SetMask(BitmapHandle *bitmap, const Image &mask, unsigned mode = COM
     ASSERT_EQ(RESULT_SUCCESS, V_GetBitmapRgnHandle(shape.get(), nullptr, &region));
     EXPECT_EQ(RESULT_SUCCESS, V_SetBitmapRgnHandle(bitmap, nullptr, region, mode));
     DeleteObject(region);
+}
+
+// Some rectangles over each other, each turning inside to outside.
+inline void SetRandomRegion(BitmapHandle *bitmap, Random &random)
+{
+    for (int i = random.Between(1, 5); i >= 0; --i) {
+        const int x = random.Below(bitmap->Width + 1), y = random.Below(bitmap->Height + 1);
+        const RECT rect = {std::min<LONG>(x, random.Below(bitmap->Width + 1)), std::min<LONG>(y, random.Below(y + 1)),
+                           x, std::max<LONG>(y, random.Below(bitmap->Height + 1))};
+        ASSERT_EQ(RESULT_SUCCESS,
+                  V_SetBitmapRgnRect(bitmap, nullptr, &rect, bitmap->Region ? COMBINE_XOR : COMBINE_REPLACE));
+    }
 }
 
 } // namespace vexo::test

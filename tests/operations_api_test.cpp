@@ -1,0 +1,108 @@
+// Every operation that works on a bitmap in place, held to the same promises: a bitmap that does not exist is refused,
+// and what fails or is stopped leaves pixels, palette, region and record alone.
+#include "tests/support/all_or_nothing.h"
+#include "tests/support/library_test.h"
+
+namespace vexo::test {
+
+namespace {
+
+class Operations : public LibraryTest {};
+
+// The second bitmap of operations that take one.
+BitmapHandle *other;
+
+constexpr RGBQUAD kPair[2] = {{90, 10, 20, 0}, {200, 255, 250, 0}};
+constexpr RECT kRect = {3, 1, 15, 9};
+constexpr POINT kPoints[] = {{0, 0}, {19, 5}, {10, 9}, {15, 0}, {5, 8}};
+constexpr RegionTransform kTransform = {ORIENT_TOP_DOWN, 3, 2, 4, 3, -2, 1};
+
+enum : unsigned {
+    kReports = 1,
+    kInPlace = 2,     // acquires nothing at some depths
+    kNeedsNoRows = 4, // works on a bitmap without storage
+    kRowsOnDisk = 8,  // rows of a file that are written stay written
+};
+
+struct NamedOperation {
+    const char *name;
+    int (*run)(BitmapHandle *);
+    unsigned traits;
+    int missing = ERR_NO_BITMAP; // the status for no bitmap
+};
+
+const NamedOperation kOperations[] = {
+    {"flip", [](auto *b) { return V_FlipBitmap(b); }, kReports | kInPlace},
+    {"reverse", [](auto *b) { return V_ReverseBitmap(b); }, kReports | kInPlace},
+    {"quarter turn", [](auto *b) { return V_RotateBitmap(b, 90, 1); }, kReports},
+    {"half turn", [](auto *b) { return V_RotateBitmap(b, 180, 1); }, kReports | kInPlace},
+    {"rotation", [](auto *b) { return V_RotateBitmapFine(b, 1234, 1, 0); }, kReports},
+    {"shear to the right", [](auto *b) { return V_ShearBitmap(b, 2000, 1, 0); }, kReports},
+    {"shear downwards", [](auto *b) { return V_ShearBitmap(b, -700, 0, 0); }, kReports},
+    {"size", [](auto *b) { return V_SizeBitmap(b, 31, 8); }, kReports, ERR_INV_PARAMETER},
+    {"resample", [](auto *b) { return V_ResampleBitmap(b, 31, 8); }, kReports},
+    {"gray scale", [](auto *b) { return V_GrayScaleBitmap(b); }, kReports},
+    {"halftone", [](auto *b) { return V_HalfToneBitmap(b, HALFTONE_CLUSTERED); }, kReports},
+    {"halftone of two colours", [](auto *b) { return V_HalfToneBitmapExt(b, HALFTONE_DISPERSED, kPair, 0); }, kReports},
+    {"dither", [](auto *b) { return V_ColorResBitmap(b, 3, 0, nullptr, 0); }, kReports},
+    {"match", [](auto *b) { return V_ColorResBitmap(b, 3, COLORRES_NO_DITHER, nullptr, 0); }, kReports},
+    {"best palette", [](auto *b) { return V_ColorResBitmap(b, 3, COLORRES_OPTIMIZED_PALETTE, nullptr, 0); }, kReports},
+    {"deepen", [](auto *b) { return V_ColorResBitmap(b, 32, 0, nullptr, 0); }, kReports},
+    {"apply alpha", [](auto *b) { return V_SetBitmapAlpha(b, other); }, kRowsOnDisk},
+    {"extract alpha", [](auto *b) { return V_GetBitmapAlpha(b, b); }, 0},
+    {"underlay", [](auto *b) { return V_UnderlayBitmap(b, other, UNDERLAY_STRETCH); }, kRowsOnDisk},
+    {"crop", [](auto *b) { return V_CopyBitmapRect(b, b, 3, -1, 9, 9); }, 0},
+    {"colours", [](auto *b) { return V_PutBitmapColors(b, 0, 2, kPair); }, kInPlace},
+    {"rectangle", [](auto *b) { return V_SetBitmapRgnRect(b, nullptr, &kRect, COMBINE_XOR); }, kNeedsNoRows},
+    {"ellipse", [](auto *b) { return V_SetBitmapRgnEllipse(b, &kTransform, &kRect, COMBINE_XOR); }, kNeedsNoRows},
+    {"round rectangle", [](auto *b) { return V_SetBitmapRgnRoundRect(b, nullptr, &kRect, 9, 7, COMBINE_UNION); },
+     kNeedsNoRows},
+    {"polygon", [](auto *b) { return V_SetBitmapRgnPolygon(b, &kTransform, kPoints, 5, 1, COMBINE_INTERSECT); },
+     kNeedsNoRows},
+    {"colour region", [](auto *b) { return V_SetBitmapRgnColor(b, COLOR_INDEX(3), COMBINE_XOR); }, 0},
+    {"move region", [](auto *b) { return V_OffsetBitmapRgn(b, 2, -7); }, kNeedsNoRows},
+};
+
+} // namespace
+
+TEST_F(Operations, AreAllOrNothing)
+{
+    Random random(1);
+    constexpr int kDepths[] = {1, 5, 24};
+    for (const NamedOperation &operation : kOperations) {
+        SCOPED_TRACE(operation.name);
+        ForEachVariant(
+            random, 1,
+            [&](const Variant &variant) {
+                if ((operation.traits & kRowsOnDisk) && variant.kind == StorageKind::TemporaryFile)
+                    return;
+                TestBitmap second(variant.kind == StorageKind::Compressed ? StorageKind::PageFile : variant.kind,
+                                  Image::Random(random, 9, 7, 24));
+                const BitmapSnapshot secondBefore(second.get());
+                other = second.get();
+                const Victim victim = {variant.kind, Image::RandomRuns(random, 20, 10, variant.bits), variant.options,
+                                       random.Next()};
+                ExpectAllOrNothingOnFailure(victim, operation.run, !(operation.traits & kInPlace));
+                if (operation.traits & kReports)
+                    ExpectAllOrNothingOnStop(victim, operation.run);
+                secondBefore.ExpectUnchanged();
+            },
+            kDepths);
+    }
+}
+
+TEST_F(Operations, RefuseBitmapsThatDoNotExist)
+{
+    TestBitmap second(StorageKind::PageFile, 9, 7, 8);
+    other = second.get();
+    for (const NamedOperation &operation : kOperations) {
+        BitmapHandle empty = {};
+        EXPECT_EQ(operation.missing, operation.run(nullptr)) << operation.name;
+        if (operation.traits & kNeedsNoRows)
+            continue;
+        EXPECT_EQ(operation.missing, operation.run(&empty)) << operation.name;
+        EXPECT_TRUE(SameRecord(BitmapHandle{}, empty)) << operation.name;
+    }
+}
+
+} // namespace vexo::test
