@@ -31,6 +31,10 @@ struct NamedOperation {
     int missing = ERR_NO_BITMAP; // the status for no bitmap
 };
 
+// Those that give a handle, which is given back.
+int Release(HGLOBAL dib) { return dib ? (GlobalFree(dib), RESULT_SUCCESS) : ERR_NO_MEMORY; }
+int Release(HBITMAP ddb) { return ddb ? (DeleteObject(ddb), RESULT_SUCCESS) : ERR_NO_MEMORY; }
+
 const NamedOperation kOperations[] = {
     {"flip", [](auto *b) { return V_FlipBitmap(b); }, kReports | kInPlace},
     {"reverse", [](auto *b) { return V_ReverseBitmap(b); }, kReports | kInPlace},
@@ -52,7 +56,9 @@ const NamedOperation kOperations[] = {
     {"extract alpha", [](auto *b) { return V_GetBitmapAlpha(b, b); }, 0},
     {"underlay", [](auto *b) { return V_UnderlayBitmap(b, other, UNDERLAY_STRETCH); }, kRowsOnDisk},
     {"crop", [](auto *b) { return V_CopyBitmapRect(b, b, 3, -1, 9, 9); }, 0},
-    {"colours", [](auto *b) { return V_PutBitmapColors(b, 0, 2, kPair); }, kInPlace},
+    {"to a copy as a DIB", [](auto *b) { return Release(V_ConvertToDIB(b)); }, 0, ERR_NO_MEMORY},
+    {"to a DIB", [](auto *b) { return Release(V_ChangeToDIB(b)); }, 0, ERR_NO_MEMORY},
+    {"to a DDB", [](auto *b) { return Release(V_ChangeToDDB(nullptr, b)); }, 0, ERR_NO_MEMORY},
     {"rectangle", [](auto *b) { return V_SetBitmapRgnRect(b, nullptr, &kRect, COMBINE_XOR); }, kNeedsNoRows},
     {"ellipse", [](auto *b) { return V_SetBitmapRgnEllipse(b, &kTransform, &kRect, COMBINE_XOR); }, kNeedsNoRows},
     {"round rectangle", [](auto *b) { return V_SetBitmapRgnRoundRect(b, nullptr, &kRect, 9, 7, COMBINE_UNION); },

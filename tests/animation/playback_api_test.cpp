@@ -1,11 +1,11 @@
 // Playback: the steps one by one with a clock of the test's own, and whole animations against a plain compositor over
 // depths, orientations, regions, disposals and formats.
-#include "tests/support/regions.h"
 #include "tests/support/bitmaps.h"
 #include "tests/support/faults.h"
 #include "tests/support/import_hooks.h"
 #include "tests/support/library_test.h"
 #include "tests/support/page_heap.h"
+#include "tests/support/regions.h"
 
 #include <algorithm>
 #include <optional>

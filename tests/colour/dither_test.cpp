@@ -24,58 +24,19 @@ struct Color {
 int Clamp(int value) { return std::clamp(value, 0, 255); }
 int Luma(const Color &c) { return (5 * c.part[1] + 2 * c.part[2] + c.part[0] + 4) >> 3; }
 
-struct Share {
-    int x, y, weight;
-};
+// What the pixels from three to the left to three to the right receive, in the row itself and in those below it.
 struct Filter {
     int divisor;
-    std::vector<Share> shares;
+    int weights[4][7];
 };
-const Filter kFilters[] = {
+constexpr Filter kFilters[] = {
     {1, {}},
-    {16, {{1, 0, 7}, {-1, 1, 3}, {0, 1, 5}, {1, 1, 1}}},
-    {42,
-     {{1, 0, 8},
-      {2, 0, 4},
-      {-2, 1, 2},
-      {-1, 1, 4},
-      {0, 1, 8},
-      {1, 1, 4},
-      {2, 1, 2},
-      {-2, 2, 1},
-      {-1, 2, 2},
-      {0, 2, 4},
-      {1, 2, 2},
-      {2, 2, 1}}},
-    {32, {{1, 0, 8}, {2, 0, 4}, {-2, 1, 2}, {-1, 1, 4}, {0, 1, 8}, {1, 1, 4}, {2, 1, 2}}},
-    {32,
-     {{1, 0, 5}, {2, 0, 3}, {-2, 1, 2}, {-1, 1, 4}, {0, 1, 5}, {1, 1, 4}, {2, 1, 2}, {-1, 2, 2}, {0, 2, 3}, {1, 2, 2}}},
-    {200,
-     {{2, 0, 32},
-      {-3, 1, 12},
-      {-1, 1, 26},
-      {1, 1, 30},
-      {3, 1, 16},
-      {-2, 2, 12},
-      {0, 2, 26},
-      {2, 2, 12},
-      {-3, 3, 5},
-      {-1, 3, 12},
-      {1, 3, 12},
-      {3, 3, 5}}},
-    {48,
-     {{1, 0, 7},
-      {2, 0, 5},
-      {-2, 1, 3},
-      {-1, 1, 5},
-      {0, 1, 7},
-      {1, 1, 5},
-      {2, 1, 3},
-      {-2, 2, 1},
-      {-1, 2, 3},
-      {0, 2, 5},
-      {1, 2, 3},
-      {2, 2, 1}}},
+    {16, {{0, 0, 0, 0, 7, 0, 0}, {0, 0, 3, 5, 1, 0, 0}}},
+    {42, {{0, 0, 0, 0, 8, 4, 0}, {0, 2, 4, 8, 4, 2, 0}, {0, 1, 2, 4, 2, 1, 0}}},
+    {32, {{0, 0, 0, 0, 8, 4, 0}, {0, 2, 4, 8, 4, 2, 0}}},
+    {32, {{0, 0, 0, 0, 5, 3, 0}, {0, 2, 4, 5, 4, 2, 0}, {0, 0, 2, 3, 2, 0, 0}}},
+    {200, {{0, 0, 0, 0, 0, 32, 0}, {12, 0, 26, 0, 30, 0, 16}, {0, 12, 0, 26, 0, 12, 0}, {5, 0, 12, 0, 12, 0, 5}}},
+    {48, {{0, 0, 0, 0, 7, 5, 0}, {0, 3, 5, 7, 5, 3, 0}, {0, 1, 3, 5, 3, 1, 0}}},
 };
 
 constexpr int kDispersed[64] = {0,  128, 32, 160, 8,  136, 40, 168, 192, 64,  224, 96,  200, 72,  232, 104,
@@ -197,14 +158,11 @@ std::vector<int> DitherModel(int method, Target &target, const Picture &picture)
                 color.part[part] = Clamp(color.part[part] + sums[at].part[part] / filter.divisor);
             indices[at] = target.Index(color);
             const Color shown = target.Shown(indices[at]);
-            for (const Share &share : filter.shares) {
-                const int tx = x + share.x, ty = y + share.y;
-                if (tx < 0 || tx >= width || ty >= picture.height)
-                    continue;
-                for (int part = 0; part < 3; ++part)
-                    sums[size_t(ty) * size_t(width) + size_t(tx)].part[part] +=
-                        share.weight * (color.part[part] - shown.part[part]);
-            }
+            for (int ty = y; ty < std::min(y + 4, picture.height); ++ty)
+                for (int tx = std::max(x - 3, 0); tx < std::min(x + 4, width); ++tx)
+                    for (int part = 0; part < 3; ++part)
+                        sums[size_t(ty) * size_t(width) + size_t(tx)].part[part] +=
+                            filter.weights[ty - y][tx - x + 3] * (color.part[part] - shown.part[part]);
         }
     return indices;
 }
@@ -218,18 +176,8 @@ struct Source {
 
     Color ColorAt(int row, int x) const
     {
-        const uint32_t pixel = image.At(row, x);
-        if (image.bits <= 8)
-            return {palette[pixel].rgbBlue, palette[pixel].rgbGreen, palette[pixel].rgbRed};
-        Color color = {int(pixel & 255), int(pixel >> 8 & 255), int(pixel >> 16 & 255)};
-        if (image.bits == 16)
-            for (int i = 0; i < 3; ++i) {
-                const unsigned five = pixel >> (5 * i) & 31;
-                color.part[i] = int(five << 3 | five >> 2);
-            }
-        if (order == COLOR_ORDER_RGB)
-            std::swap(color.part[0], color.part[2]);
-        return color;
+        const COLORREF color = ColorOfPixel(image.At(row, x), image.bits, order, palette);
+        return {GetBValue(color), GetGValue(color), GetRValue(color)};
     }
     Picture ToPicture() const
     {
@@ -395,53 +343,22 @@ TEST_F(Dithering, StartsThatFailLeaveTheRunUnderWayAlone)
     // touched.
     for (unsigned *cells : {static_cast<unsigned *>(nullptr), table.data()})
         ForEachFault(kFaultMemory, [&](FaultInjector &faults) {
-            std::fill(table.begin(), table.end(), 0u);
+            std::ranges::fill(table, 0u);
             BitmapHandle copy = before;
             copy.DitherState = nullptr;
             const int status = faults.Run([&] { return BeginDithering(&copy, palette.data(), 7, 3, cells); });
             EXPECT_EQ(faults.struck() ? ERR_NO_MEMORY : RESULT_SUCCESS, status);
             EXPECT_EQ(faults.struck(), copy.DitherState == nullptr);
-            if (faults.struck()) {
-                EXPECT_EQ(32768, std::count(table.begin(), table.end(), 0u));
-            }
+            if (faults.struck())
+                EXPECT_EQ(32768, std::ranges::count(table, 0u));
             V_StopDithering(&copy);
         });
-    const struct {
-        int count, depth, bits, method, width;
-    } kBad[] = {{0, 1, 4, 1, 33}, {3, 1, 4, 1, 33}, {1, 0, 4, 1, 33},  {256, 9, 4, 1, 33},
-                {4, 2, 9, 1, 33}, {4, 2, 4, 9, 33}, {4, 2, 4, -1, 33}, {4, 2, 4, 1, -1}};
-    for (const auto &bad : kBad) {
-        bitmap.record.BitsPerPixel = bad.bits;
-        bitmap.record.DitherMode = bad.method;
-        bitmap.record.Width = bad.width;
-        EXPECT_EQ(ERR_INV_PARAMETER, BeginDithering(&bitmap.record, nullptr, bad.count, bad.depth, nullptr));
-        bitmap.record = before;
-    }
+    EXPECT_EQ(ERR_INV_PARAMETER, BeginDithering(&bitmap.record, nullptr, 3, 1, nullptr));
+    EXPECT_EQ(ERR_INV_PARAMETER, BeginDithering(&bitmap.record, nullptr, 256, 9, nullptr));
     ExpectRows(&bitmap.record, source, DitherModel(6, first.target, source.ToPicture()), 4);
-    // A run is started over by a start, and what a table holds already is only read.
-    Target target;
-    target.paletteClass = 1;
-    target.bits = 3;
-    target.count = 7;
-    std::copy(palette.begin(), palette.end(), target.colors.begin());
-    std::fill(table.begin(), table.end(), 5u);
-    ASSERT_EQ(RESULT_SUCCESS, BeginDithering(&bitmap.record, palette.data(), 7, 3, table.data()));
-    target.StartCells(table.data());
-    ExpectRows(&bitmap.record, source, DitherModel(6, target, source.ToPicture()), 3);
-    EXPECT_EQ(32768, std::count(table.begin(), table.end(), 5u));
 }
 
 // ---- Painting -------------------------------------------------------------------------------------------------
-
-TEST_F(Dithering, SegmentRoutinesExistForThePairsOfDepthsThatPaintingHas)
-{
-    for (int bits = 0; bits <= 33; ++bits)
-        for (int device = 0; device <= 24; ++device) {
-            const bool isSource = (bits >= 1 && bits <= 8) || bits == 16 || bits == 24 || bits == 32;
-            const bool expected = isSource && (device == 8 || ((device == 1 || device == 4) && bits > 1));
-            EXPECT_EQ(expected, bool(SelectSegmentDither(bits, device))) << bits << " to " << device;
-        }
-}
 
 namespace {
 

@@ -1,18 +1,13 @@
 // Gray scale and halftone in place, pixel by pixel against the colours that the bitmap showed before.
-#include "tests/support/bitmaps.h"
-#include "tests/support/faults.h"
 #include "tests/support/library_test.h"
-
-#include <climits>
+#include "tests/support/regions.h"
+#include "tests/support/status_recorder.h"
 
 namespace vexo::test {
 
 namespace {
 
-class GrayHalftone : public LibraryTest {
-protected:
-    ~GrayHalftone() override { V_SetStatusCallBack(nullptr); }
-};
+class GrayHalftone : public LibraryTest {};
 
 enum class Result { Gray, Clustered, Dispersed, Pair };
 constexpr Result kResults[] = {Result::Gray, Result::Clustered, Result::Dispersed, Result::Pair};
@@ -57,118 +52,71 @@ int Threshold(Result result, int row, int x)
     return value * 4;
 }
 
-std::vector<int> percentages;
-int stopAt = INT_MAX;
-int VEXO_CALL Record(int percent)
-{
-    percentages.push_back(percent);
-    return percent >= stopAt ? -77 : RESULT_SUCCESS;
-}
-
 } // namespace
 
 TEST_F(GrayHalftone, PixelsFollowLuminanceForEveryFormat)
 {
     Random random(51);
-    for (const int bits : kAllDepths)
-        for (const StorageKind kind : StorageKinds(bits))
-            for (const Result what : kResults) {
-                SCOPED_TRACE(testing::Message() << bits << " bits, " << kind << ", result " << int(what));
-                const StorageScope scope(kind);
-                const bool isWide = random.OneIn(4); // wider than the steps that rows are converted in
-                const int width = random.Between(1, 67) + (isWide ? 1024 : 0), height = random.Between(1, 20);
-                BitmapOptions options = {random.Below(2), random.Below(2) * 2, {}};
-                if (bits <= 8)
-                    options.palette = RandomPalette(random, 1 << bits);
-                TestBitmap bitmap(kind, Image::Random(random, width, height, bits), options);
-                bitmap->XResolution = 72;
-                bitmap->AnimLeft = -3;
-                bitmap->AnimTransparent = RGB(255, 255, 255);
-                std::vector<int> luminances;
-                for (int y = 0; y < height; ++y)
-                    for (int x = 0; x < width; ++x) {
-                        const COLORREF color = V_GetPixelColor(bitmap.get(), y, x);
-                        luminances.push_back((5 * GetGValue(color) + 2 * GetRValue(color) + GetBValue(color) + 4) / 8);
-                    }
-                const BitmapHandle before = *bitmap.get();
-                ASSERT_EQ(RESULT_SUCCESS, Replace(bitmap.get(), what));
+    for (const Result what : kResults)
+        ForEachVariant(random, 2, [&](const Variant &variant) {
+            SCOPED_TRACE(testing::Message() << "result " << int(what));
+            const bool isWide = random.OneIn(4); // wider than the steps that rows are converted in
+            const int width = random.Between(1, 67) + (isWide ? 1024 : 0), height = random.Between(1, 20);
+            TestBitmap bitmap(variant.kind, Image::Random(random, width, height, variant.bits), variant.options);
+            SetRandomRegion(bitmap.get(), random);
+            bitmap->XResolution = 72;
+            bitmap->AnimLeft = -3;
+            bitmap->AnimTransparent = RGB(255, 255, 255);
+            std::vector<int> luminances;
+            for (int y = 0; y < height; ++y)
+                for (int x = 0; x < width; ++x) {
+                    const COLORREF color = V_GetPixelColor(bitmap.get(), y, x);
+                    luminances.push_back((5 * GetGValue(color) + 2 * GetRValue(color) + GetBValue(color) + 4) / 8);
+                }
+            const BitmapHandle before = *bitmap.get();
+            ASSERT_EQ(RESULT_SUCCESS, Replace(bitmap.get(), what));
 
-                EXPECT_EQ(what == Result::Gray ? 8 : 1, bitmap->BitsPerPixel);
-                EXPECT_EQ(before.Orientation, bitmap->Orientation);
-                EXPECT_EQ(72, bitmap->XResolution);
-                EXPECT_EQ(-3, bitmap->AnimLeft);
-                if (what != Result::Pair)
-                    EXPECT_EQ(COLOR_INDEX(what == Result::Gray ? 255 : 1), bitmap->AnimTransparent);
-                EXPECT_EQ(0u, bitmap->Flags & (FLAG_COMPRESSED | FLAG_LOCKED));
-                if (what == Result::Gray)
-                    EXPECT_EQ(GRAYSCALE_BLACK_FIRST, V_IsGrayScaleBitmap(bitmap.get()));
-                else
-                    EXPECT_EQ(1, V_CompareHandleToPalette(bitmap->Palette,
-                                                          what == Result::Pair ? kPair : V_IntGetFixedPalette(1), 2));
-                const Image result = Load(bitmap.get()); // checks the padding of rows too
-                for (int y = 0; y < height; ++y)
-                    for (int x = 0; x < width; ++x) {
-                        const int luminance = luminances[size_t(y * width + x)];
-                        const int expected = what == Result::Gray ? luminance : luminance > Threshold(what, y, x);
-                        ASSERT_EQ(uint32_t(expected), result.At(y, x)) << "row " << y << ", column " << x;
-                    }
-            }
+            EXPECT_EQ(what == Result::Gray ? 8 : 1, bitmap->BitsPerPixel);
+            EXPECT_EQ(before.Orientation, bitmap->Orientation);
+            EXPECT_EQ(before.Region, bitmap->Region);
+            EXPECT_EQ(72, bitmap->XResolution);
+            EXPECT_EQ(-3, bitmap->AnimLeft);
+            if (what != Result::Pair)
+                EXPECT_EQ(COLOR_INDEX(what == Result::Gray ? 255 : 1), bitmap->AnimTransparent);
+            EXPECT_EQ(0u, bitmap->Flags & (FLAG_COMPRESSED | FLAG_LOCKED));
+            if (what == Result::Gray)
+                EXPECT_EQ(GRAYSCALE_BLACK_FIRST, V_IsGrayScaleBitmap(bitmap.get()));
+            else
+                EXPECT_EQ(1, V_CompareHandleToPalette(bitmap->Palette,
+                                                      what == Result::Pair ? kPair : V_IntGetFixedPalette(1), 2));
+            const Image result = Load(bitmap.get());
+            for (int y = 0; y < height; ++y)
+                for (int x = 0; x < width; ++x) {
+                    const int luminance = luminances[size_t(y * width + x)];
+                    const int expected = what == Result::Gray ? luminance : luminance > Threshold(what, y, x);
+                    ASSERT_EQ(uint32_t(expected), result.At(y, x)) << "row " << y << ", column " << x;
+                }
+        });
 }
 
-TEST_F(GrayHalftone, RefusedStoppedAndFailedCallsChangeNothing)
+TEST_F(GrayHalftone, KindsAndPalettesAreChecked)
 {
-    BitmapHandle empty = {};
-    EXPECT_EQ(ERR_NO_BITMAP, V_GrayScaleBitmap(nullptr));
-    EXPECT_EQ(ERR_NO_BITMAP, V_GrayScaleBitmap(&empty));
-    EXPECT_EQ(ERR_NO_BITMAP, V_HalfToneBitmap(&empty, 2));
-    Random random(52);
-    TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 33, 40, 24));
-    const BitmapSnapshot snapshot(bitmap.get());
-    EXPECT_EQ(ERR_INV_PARAMETER, V_HalfToneBitmap(bitmap.get(), 2));
-    EXPECT_EQ(ERR_INV_PARAMETER, V_HalfToneBitmap(bitmap.get(), -1));
+    TestBitmap bitmap(StorageKind::PageFile, 9, 9, 3);
+    const auto setPalette = [&](HPALETTE palette) {
+        DeleteObject(bitmap->Palette);
+        bitmap->Palette = palette;
+    };
+    for (const int kind : {2, -1})
+        EXPECT_EQ(ERR_INV_PARAMETER, V_HalfToneBitmap(bitmap.get(), kind));
     EXPECT_EQ(ERR_INV_PARAMETER, V_HalfToneBitmapExt(bitmap.get(), 0, kPair, 1));
-    V_SetStatusCallBack(Record);
-    for (const Result what : kResults)
-        for (const int stop : {0, 50, 100}) {
-            stopAt = stop;
-            percentages.clear();
-            EXPECT_EQ(-77, Replace(bitmap.get(), what));
-            EXPECT_EQ(0, percentages.front());
-            EXPECT_GE(percentages.back(), stop);
-            snapshot.ExpectUnchanged();
-        }
-    stopAt = INT_MAX;
-    percentages.clear();
-    EXPECT_EQ(RESULT_SUCCESS, V_GrayScaleBitmap(bitmap.get()));
-    EXPECT_EQ(41u, percentages.size()) << "0, and once a row";
-    EXPECT_EQ(100, percentages.back());
-    V_SetStatusCallBack(nullptr);
-
-    TestBitmap bare(StorageKind::PageFile, Image::Random(random, 9, 9, 3));
-    DeleteObject(bare->Palette);
-    bare->Palette = CreateHalftonePalette(nullptr);
-    EXPECT_EQ(RESULT_SUCCESS, V_GrayScaleBitmap(bare.get())) << "a palette with more entries serves";
-    DeleteObject(bare->Palette);
-    bare->Palette = V_CreatePalette(kPair, 2);
-    EXPECT_EQ(ERR_NO_BITMAP, V_GrayScaleBitmap(bare.get()));
-    DeleteObject(bare->Palette);
-    bare->Palette = nullptr;
-    EXPECT_EQ(ERR_NO_BITMAP, V_HalfToneBitmap(bare.get(), HALFTONE_DISPERSED));
-
-    for (const int bits : {1, 5, 24})
-        for (const StorageKind kind : StorageKinds(bits))
-            for (const Result what : kResults) {
-                const StorageScope scope(kind);
-                ForEachFault(kFaultAll, [&](FaultInjector &faults) {
-                    Random again(53);
-                    TestBitmap victim(kind, Image::Random(again, 20, 4, bits));
-                    const BitmapSnapshot before(victim.get());
-                    const int status = faults.Run([&] { return Replace(victim.get(), what); });
-                    EXPECT_TRUE(faults.struck() || status == RESULT_SUCCESS);
-                    if (status != RESULT_SUCCESS)
-                        before.ExpectUnchanged();
-                });
-            }
+    setPalette(V_CreatePalette(kPair, 2));
+    EXPECT_EQ(ERR_NO_BITMAP, V_GrayScaleBitmap(bitmap.get())) << "fewer entries than indices";
+    setPalette(CreateHalftonePalette(nullptr));
+    const StatusRecorder recorder;
+    EXPECT_EQ(RESULT_SUCCESS, V_GrayScaleBitmap(bitmap.get())) << "a palette with more entries serves";
+    EXPECT_EQ(10u, recorder.percentages().size()) << "0, and once a row";
+    setPalette(nullptr);
+    EXPECT_EQ(ERR_NO_BITMAP, V_HalfToneBitmap(bitmap.get(), HALFTONE_DISPERSED));
 }
 
 } // namespace vexo::test

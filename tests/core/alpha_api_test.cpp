@@ -134,21 +134,6 @@ TEST_F(Alpha, OtherDepthsBecome32Bits)
     }
 }
 
-TEST_F(Alpha, ABitmapCanBeItsOwnAlpha)
-{
-    Random random(64);
-    for (const int bits : {1, 8, 16, 32}) {
-        const Image image = Image::Random(random, 30, 5, bits);
-        const std::vector<RGBQUAD> palette = bits == 8 ? Grays() : std::vector<RGBQUAD>();
-        TestBitmap bitmap(StorageKind::PageFile, image, {COLOR_ORDER_BGR, ORIENT_BOTTOM_UP, palette});
-        const Image gray = GrayLevels(bitmap.get());
-        ASSERT_EQ(RESULT_SUCCESS, V_SetBitmapAlpha(bitmap.get(), bitmap.get()));
-        const Image result = Load(bitmap.get());
-        for (size_t i = 0; i < gray.pixels.size(); ++i)
-            ASSERT_EQ(WithAlpha(result.pixels[i], result.bits, gray.pixels[i]), result.pixels[i]);
-    }
-}
-
 // Two stages report: the source is turned to gray, the bitmap is converted.
 TEST_F(Alpha, StoppedCallsChangeNothing)
 {

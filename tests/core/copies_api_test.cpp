@@ -186,22 +186,6 @@ TEST_F(Copies, DataOfOtherSizesStaysWithinBoth)
     });
 }
 
-TEST_F(Copies, CompressedRowsKeepTheirRuns)
-{
-    Random random(76);
-    TestBitmap source(StorageKind::Compressed, 100, 4, 1);
-    const WORD runs[] = {0, 10, 20, 70};
-    ASSERT_EQ(100, V_PutBitmapRowColCompressed(source.get(), nullptr, runs, 2, 0, 100, 4));
-    TestBitmap copy(StorageKind::Compressed, Image::Random(random, 100, 4, 1));
-    ASSERT_EQ(RESULT_SUCCESS, V_CopyBitmapData(copy.get(), source.get()));
-    WORD read[101];
-    int count = 0;
-    ASSERT_EQ(100, V_GetBitmapRowColCompressed(copy.get(), nullptr, read, 2, 0, 100, &count));
-    EXPECT_EQ(std::vector<WORD>(runs, runs + 4), std::vector<WORD>(read, read + count));
-    ASSERT_EQ(100, V_GetBitmapRowColCompressed(copy.get(), nullptr, read, 3, 0, 100, &count));
-    EXPECT_EQ(std::vector<WORD>{100}, std::vector<WORD>(read, read + count)) << "a row never written";
-}
-
 TEST_F(Copies, MissingBitmapsAreRefused)
 {
     TestBitmap bitmap(StorageKind::PageFile, 4, 4, 8), copy;

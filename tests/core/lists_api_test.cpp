@@ -12,34 +12,18 @@ namespace vexo::test {
 
 namespace {
 
-// A second release of anything fails, because the first has made its handle invalid.
-BOOL WINAPI UnmapOnce(LPCVOID view);
-BOOL WINAPI DeleteOnce(HGDIOBJ object);
-struct ReleaseHooks {
-    ImportHook<BOOL WINAPI(LPCVOID)> unmap{"kernel32.dll", "UnmapViewOfFile", UnmapOnce};
-    ImportHook<BOOL WINAPI(HGDIOBJ)> deleteObject{"gdi32.dll", "DeleteObject", DeleteOnce};
-};
-ReleaseHooks *hooks;
-BOOL WINAPI UnmapOnce(LPCVOID view)
-{
-    const BOOL done = hooks->unmap.Next()(view);
-    EXPECT_TRUE(done) << "a view released twice";
-    return done;
-}
-BOOL WINAPI DeleteOnce(HGDIOBJ object)
-{
-    const BOOL done = hooks->deleteObject.Next()(object);
-    EXPECT_TRUE(done) << "a palette deleted twice";
-    return done;
-}
-
 class Lists : public LibraryTest {
-protected:
-    Lists() { hooks = &m_hooks; }
-
 private:
+    // A second release of anything fails, because the first has made its handle invalid.
+    static constexpr auto kOnce = [](auto next, auto what) {
+        const BOOL done = next(what);
+        EXPECT_TRUE(done) << "released twice";
+        return done;
+    };
+
     const PageHeapScope m_pageHeap;
-    ReleaseHooks m_hooks;
+    Replacement<decltype(UnmapViewOfFile), decltype(kOnce)> m_unmap{"kernel32.dll", "UnmapViewOfFile", kOnce};
+    Replacement<decltype(DeleteObject), decltype(kOnce)> m_delete{"gdi32.dll", "DeleteObject", kOnce};
 };
 
 // A record that the caller owns; nothing for an item of zeros.
@@ -158,48 +142,6 @@ TEST_F(Lists, BehaveAsAVectorThatOwnsItsItems)
     }
     ExpectItems(list, items);
     EXPECT_EQ(RESULT_SUCCESS, V_DestroyBitmapList(list));
-}
-
-TEST_F(Lists, TheArrayIsExactlyAsLongAsTheList)
-{
-    Random random(82);
-    const std::vector<Item> items = MakeItems(random, 3);
-    const HGLOBAL list = MakeList(items);
-    const auto *fields = static_cast<void *const *>(GlobalLock(list));
-    GlobalUnlock(list);
-    const auto arrayBytes = [&] { return fields[1] ? GlobalSize(GlobalHandle(fields[1])) : 0; };
-    for (unsigned count = 3; count > 0; --count) {
-        EXPECT_EQ(count, *reinterpret_cast<const unsigned *>(fields));
-        EXPECT_GE(arrayBytes(), count * sizeof(BitmapHandle));
-        EXPECT_LT(arrayBytes(), (count + 1) * sizeof(BitmapHandle));
-        EXPECT_EQ(RESULT_SUCCESS, V_DeleteBitmapListItems(list, 0, 1));
-    }
-    EXPECT_EQ(nullptr, fields[1]);
-    BitmapHandle record;
-    EXPECT_EQ(ERR_INV_PARAMETER, V_RemoveBitmapListItem(list, 0, &record));
-    EXPECT_EQ(ERR_INV_PARAMETER, V_RemoveBitmapListItem(list, ~0u, nullptr));
-    ExpectItems(list, {});
-    EXPECT_EQ(RESULT_SUCCESS, V_InsertBitmapListItem(list, 5, nullptr));
-    EXPECT_EQ(RESULT_SUCCESS, V_DestroyBitmapList(list));
-}
-
-TEST_F(Lists, CopiesAreIndependentOfTheirSource)
-{
-    Random random(83);
-    std::vector<Item> items = MakeItems(random, 6);
-    items[1].record.AnimDelay = 120;
-    const HGLOBAL list = MakeList(items);
-    HGLOBAL all = nullptr, tail = nullptr;
-    EXPECT_EQ(RESULT_SUCCESS, V_CopyBitmapListItems(&all, list, 0, 6));
-    EXPECT_EQ(RESULT_SUCCESS, V_CopyBitmapListItems(&tail, list, 4, ~0u));
-    BitmapHandle record;
-    EXPECT_EQ(RESULT_SUCCESS, V_GetBitmapListItem(all, 1, &record));
-    EXPECT_EQ(120u, record.AnimDelay);
-    EXPECT_EQ(RESULT_SUCCESS, V_DestroyBitmapList(list));
-    ExpectItems(all, items);
-    ExpectItems(tail, {items[4], items[5]});
-    EXPECT_EQ(RESULT_SUCCESS, V_DestroyBitmapList(all));
-    EXPECT_EQ(RESULT_SUCCESS, V_DestroyBitmapList(tail));
 }
 
 TEST_F(Lists, RefuseBadArguments)

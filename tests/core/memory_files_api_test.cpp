@@ -25,15 +25,6 @@ std::string TempName()
     return name;
 }
 
-ImportHook<decltype(::GlobalAlloc)> *allocSpy;
-UINT allocFlags;
-
-HGLOBAL WINAPI SpyOnGlobalAlloc(UINT flags, SIZE_T size)
-{
-    allocFlags = flags;
-    return allocSpy->Next()(flags, size);
-}
-
 } // namespace
 
 TEST_F(Memory, BlocksKeepTheirContents)
@@ -58,14 +49,16 @@ TEST_F(Memory, BlocksKeepTheirContents)
 
 TEST_F(Memory, BlocksAreMovableAndShared)
 {
-    ImportHook<decltype(::GlobalAlloc)> spy("kernel32.dll", "GlobalAlloc", SpyOnGlobalAlloc);
-    allocSpy = &spy;
-    V_OsFree(V_OsAlloc(10));
-    EXPECT_EQ(0x2002u, allocFlags);
-    V_OsFree(V_OsAllocInit(10, 0));
-    EXPECT_EQ(0x2002u, allocFlags);
-    V_OsFree(V_OsAllocInit(10, -1));
-    EXPECT_EQ(0x2042u, allocFlags);
+    UINT allocFlags = 0;
+    const auto spy =
+        Replace<decltype(::GlobalAlloc)>("kernel32.dll", "GlobalAlloc", [&](auto next, UINT flags, SIZE_T size) {
+            allocFlags = flags;
+            return next(flags, size);
+        });
+    for (const int isZeroed : {0, -1}) {
+        V_OsFree(V_OsAllocInit(10, isZeroed));
+        EXPECT_EQ(isZeroed ? 0x2042u : 0x2002u, allocFlags);
+    }
 }
 
 TEST_F(Memory, FailuresGiveNull)
@@ -115,19 +108,6 @@ TEST_F(Files, ReadWriteSeek)
     EXPECT_EQ(-1, V_OsDelete(name.c_str()));
     EXPECT_EQ(-1, V_OsOpen(name.c_str(), OS_TRUNCATE, OS_PERMIT_READ));
     EXPECT_EQ(-1, V_OsOpen(name.c_str(), OS_READ_WRITE, OS_PERMIT_READ));
-}
-
-TEST_F(Files, CreatedReadOnlyIsForReading)
-{
-    const std::string name = TempName();
-    ASSERT_EQ(0, V_OsDelete(name.c_str())); // attributes are for new files
-    const INT_PTR file = V_OsCreat(name.c_str(), 3);
-    ASSERT_NE(-1, file);
-    EXPECT_EQ(-1, V_OsWrite(file, "x", 1));
-    V_OsClose(file);
-    EXPECT_EQ(DWORD(FILE_ATTRIBUTE_READONLY), GetFileAttributesA(name.c_str()) & FILE_ATTRIBUTE_READONLY);
-    SetFileAttributesA(name.c_str(), FILE_ATTRIBUTE_NORMAL);
-    EXPECT_EQ(0, V_OsDelete(name.c_str()));
 }
 
 TEST_F(Files, NoTemporaryNameIsAnEmptyString)

@@ -76,44 +76,6 @@ protected:
     RowPool *m_pool;
 };
 
-TEST_F(Pool, SplitsAndJoinsInPlace)
-{
-    EXPECT_EQ(16384u, m_pool->size);
-    EXPECT_EQ(12u, m_pool->lastBlock);
-    EXPECT_EQ(16348u, Payload(12));
-    EXPECT_EQ(std::vector<uint32_t>{12}, FreeList());
-
-    const uint32_t a = Allocate(10), b = Allocate(100), c = Allocate(50);
-    EXPECT_EQ(12u, a);
-    EXPECT_EQ(12u, Payload(a));
-    EXPECT_EQ(48u, b);
-    EXPECT_EQ(172u, c);
-    EXPECT_EQ(std::vector<uint32_t>{248}, FreeList());
-
-    EXPECT_EQ(b, Resize(b, 76)); // what is left would be a header without payload
-    EXPECT_EQ(100u, Payload(b));
-    EXPECT_EQ(b, Resize(b, 40));
-    EXPECT_EQ((std::vector<uint32_t>{112, 248}), FreeList());
-    EXPECT_EQ(36u, Payload(112));
-    EXPECT_EQ(b, Resize(b, 12)); // the rest joins the free block behind it
-    EXPECT_EQ((std::vector<uint32_t>{84, 248}), FreeList());
-    EXPECT_EQ(64u, Payload(84));
-    EXPECT_EQ(b, Resize(b, 100)); // back over the free block, to the last byte
-    EXPECT_EQ(100u, Payload(b));
-
-    FreeBlock(m_pool, a);
-    EXPECT_EQ((std::vector<uint32_t>{12, 248}), FreeList());
-    EXPECT_EQ(248u, Resize(b, 104));                         // 12 is too small, the end is not
-    EXPECT_EQ((std::vector<uint32_t>{376, 12}), FreeList()); // which took the place of b into it
-    EXPECT_EQ(136u, Payload(12));
-    FreeBlock(m_pool, c); // joins 12 in front
-    EXPECT_EQ((std::vector<uint32_t>{376, 12}), FreeList());
-    FreeBlock(m_pool, 248);
-    EXPECT_EQ(std::vector<uint32_t>{12}, FreeList());
-    EXPECT_EQ(16348u, Payload(12));
-    EXPECT_EQ(12u, m_pool->lastBlock);
-}
-
 TEST_F(Pool, GrowsInSteps)
 {
     EXPECT_EQ(12u, Allocate(16348));

@@ -89,24 +89,15 @@ TEST_F(Settings, DisplayModeChangesMaskedBitsOnly)
     }
 }
 
-namespace {
-
-ImportHook<decltype(::CreateFileMappingA)> *mappingSpy;
-DWORD mappingProtection;
-
-HANDLE WINAPI SpyOnMapping(HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection, DWORD sizeHigh, DWORD sizeLow,
-                           LPCSTR name)
-{
-    mappingProtection = protection;
-    return mappingSpy->Next()(file, security, protection, sizeHigh, sizeLow, name);
-}
-
-} // namespace
-
 TEST_F(Settings, StorageCachingChoosesTheKindOfMapping)
 {
-    ImportHook<decltype(::CreateFileMappingA)> spy("kernel32.dll", "CreateFileMappingA", SpyOnMapping);
-    mappingSpy = &spy;
+    DWORD mappingProtection = 0;
+    const auto spy = Replace<decltype(::CreateFileMappingA)>(
+        "kernel32.dll", "CreateFileMappingA",
+        [&](auto next, HANDLE file, auto security, DWORD protection, auto... rest) {
+            mappingProtection = protection;
+            return next(file, security, protection, rest...);
+        });
     for (int cached : {0, 1, 0}) {
         V_SetStorageCaching(cached);
         const DWORD expected = cached ? 0x08000004 : 0x18000004;

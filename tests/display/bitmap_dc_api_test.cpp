@@ -5,6 +5,7 @@
 #include "tests/support/library_test.h"
 #include "tests/support/memory_device.h"
 #include "tests/support/page_heap.h"
+#include "tests/support/status_recorder.h"
 
 #include <cstring>
 
@@ -153,67 +154,36 @@ TEST_F(BitmapDC, RefusesWhatHasNoDibForm)
     EXPECT_FALSE(V_DeleteVexoDC(nullptr));
 }
 
-namespace {
-
-// Makes CreateDIBSection, which the library looks up, fail or be missing.
-struct NoDibSections {
-    static HBITMAP WINAPI Fail(HDC, const BITMAPINFO *, UINT, void **, HANDLE, DWORD) { return nullptr; }
-    static FARPROC WINAPI Find(HMODULE module, LPCSTR name)
-    {
-        if (strcmp(name, "CreateDIBSection") != 0)
-            return s_hook->Next()(module, name);
-        return s_isMissing ? nullptr : reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(Fail));
-    }
-
-    using Hook = ImportHook<decltype(GetProcAddress)>;
-    static inline Hook *s_hook;
-    static inline bool s_isMissing;
-    Hook hook{"kernel32.dll", "GetProcAddress", Find};
-    explicit NoDibSections(bool isMissing)
-    {
-        s_hook = &hook;
-        s_isMissing = isMissing;
-    }
-};
-
-int VEXO_CALL StopAtHalf(int percent) { return percent < 50 ? RESULT_SUCCESS : -99; }
-
-} // namespace
-
 TEST_F(BitmapDC, KeepsThePictureWhenItFails)
 {
     ForEachCase([](const Variant &c, const Image &image) {
-        const auto expectPicture = [&](HDC dc, TestBitmap &bitmap, const std::vector<COLORREF> &colors) {
+        const auto attempt = [&](auto create) {
+            TestBitmap bitmap(c.kind, image, c.options);
+            const RECT rect = {1, 1, 9, 2};
+            V_SetBitmapRgnRect(bitmap.get(), nullptr, &rect, COMBINE_REPLACE);
+            const std::vector<COLORREF> colors = ColorsFromTop(bitmap.get());
+            const HDC dc = create(bitmap.get());
             EXPECT_EQ(colors, ColorsFromTop(bitmap.get()));
             if (dc)
                 V_DeleteVexoDC(dc);
             EXPECT_EQ(1, V_BitmapHasRgn(bitmap.get()));
+            return dc != nullptr;
         };
-        const RECT rect = {1, 1, 9, 2};
         ForEachFault(kFaultAll, [&](FaultInjector &faults) {
-            TestBitmap bitmap(c.kind, image, c.options);
-            V_SetBitmapRgnRect(bitmap.get(), nullptr, &rect, COMBINE_REPLACE);
-            const std::vector<COLORREF> colors = ColorsFromTop(bitmap.get());
-            const HDC dc = faults.Run([&] { return V_CreateVexoDC(bitmap.get()); });
-            EXPECT_TRUE(dc || faults.struck());
-            expectPicture(dc, bitmap, colors);
+            EXPECT_TRUE(attempt([&](auto *bitmap) { return faults.Run([&] { return V_CreateVexoDC(bitmap); }); }) ||
+                        faults.struck());
         });
-        for (const bool isMissing : {false, true}) {
-            TestBitmap bitmap(c.kind, image, c.options);
-            V_SetBitmapRgnRect(bitmap.get(), nullptr, &rect, COMBINE_REPLACE);
-            const std::vector<COLORREF> colors = ColorsFromTop(bitmap.get());
-            const NoDibSections noDibSections(isMissing);
-            EXPECT_EQ(nullptr, V_CreateVexoDC(bitmap.get()));
-            expectPicture(nullptr, bitmap, colors);
+        {
+            // The library looks the function up.
+            const auto noDibSections = Replace<decltype(GetProcAddress)>(
+                "kernel32.dll", "GetProcAddress", [](auto next, HMODULE module, LPCSTR name) {
+                    return strcmp(name, "CreateDIBSection") == 0 ? nullptr : next(module, name);
+                });
+            EXPECT_FALSE(attempt([](auto *bitmap) { return V_CreateVexoDC(bitmap); }));
         }
-        TestBitmap bitmap(c.kind, image, c.options);
-        V_SetBitmapRgnRect(bitmap.get(), nullptr, &rect, COMBINE_REPLACE);
-        const std::vector<COLORREF> colors = ColorsFromTop(bitmap.get());
-        V_SetStatusCallBack(StopAtHalf);
-        const HDC dc = V_CreateVexoDC(bitmap.get());
-        V_SetStatusCallBack(nullptr);
-        EXPECT_EQ(c.options.orientation == ORIENT_BOTTOM_UP, dc != nullptr);
-        expectPicture(dc, bitmap, colors);
+        const StatusRecorder stop(1);
+        EXPECT_EQ(c.options.orientation == ORIENT_BOTTOM_UP,
+                  attempt([](auto *bitmap) { return V_CreateVexoDC(bitmap); }));
     });
 }
 

@@ -76,16 +76,6 @@ struct SamplePicture {
     TestBitmap bitmap;
 };
 
-// A system that does not make a DIB of every DDB.
-struct DdbOnly {
-    static BOOL WINAPI IsAvailable(UINT format) { return format != CF_DIB && s_hook->Next()(format); }
-
-    using Hook = ImportHook<decltype(IsClipboardFormatAvailable)>;
-    static inline Hook *s_hook;
-    Hook hook{"user32.dll", "IsClipboardFormatAvailable", IsAvailable};
-    DdbOnly() { s_hook = &hook; }
-};
-
 } // namespace
 
 TEST_F(Clipboard, CarriesEveryDepthInEveryFormat)
@@ -155,7 +145,10 @@ TEST_F(Clipboard, KeepsItsDdbAndPalette)
 {
     SamplePicture sample(7);
     ASSERT_EQ(8, sample.bits);
-    const DdbOnly ddbOnly;
+    // A system that does not make a DIB of every DDB.
+    const auto ddbOnly = Replace<decltype(IsClipboardFormatAvailable)>(
+        "user32.dll", "IsClipboardFormatAvailable",
+        [](auto next, UINT format) { return format != CF_DIB && next(format); });
     for (const unsigned flags : {CLIPBOARD_DDB | CLIPBOARD_PALETTE, CLIPBOARD_DDB}) {
         ASSERT_TRUE(Copy(sample.bitmap.get(), flags | CLIPBOARD_EMPTY));
         for (int i = 0; i < 2; ++i) { // the second time the objects are still there
@@ -250,20 +243,8 @@ std::vector<uint8_t> DibBytes(LONG width, LONG height, WORD bits, DWORD colorsUs
 
 } // namespace
 
-TEST_F(HostileClipboard, GivesAPictureOrNothing)
+TEST_F(HostileClipboard, MayBeOfTheFutureOrOfThePast)
 {
-    EXPECT_EQ(1, PasteBytes(DibBytes(4, 4, 8, 0, 40 + 1024 + 16)));
-    for (const size_t size : {1u, 4u, 12u, 39u, 40u, 41u, 1063u, 1064u, 1079u})
-        EXPECT_EQ(0, PasteBytes(DibBytes(4, 4, 8, 0, size))) << size;
-    EXPECT_EQ(0, PasteBytes(DibBytes(0x7FFFFFFF, 0x7FFFFFFF, 32, 0, 4096)));
-    EXPECT_EQ(0, PasteBytes(DibBytes(0x7FFFFFFF, 1, 1, 0, 4096)));
-    EXPECT_EQ(0, PasteBytes(DibBytes(0x10000, 0x10000, 8, 0, 4096)));
-    EXPECT_EQ(0, PasteBytes(DibBytes(8, LONG(0x80000000), 24, 0, 4096)));
-    EXPECT_EQ(0, PasteBytes(DibBytes(-8, 8, 24, 0, 4096)));
-    EXPECT_EQ(0, PasteBytes(DibBytes(4, 4, 8, 0x40000000, 4096)));
-    EXPECT_EQ(0, PasteBytes(DibBytes(4, 4, 24, 0xFFFFFFFF, 4096)));
-    EXPECT_EQ(0, PasteBytes(DibBytes(4, 4, 2, 0, 4096)));
-
     std::vector<uint8_t> longer = DibBytes(1, 1, 24, 0, 200 + 4);
     longer[0] = 200; // the size of a header that is not known yet
     EXPECT_EQ(1, PasteBytes(longer));

@@ -161,20 +161,6 @@ TEST_F(Ddb, RefusesWhatIsNoBitmap)
 TEST_F(Ddb, LosesNothingWhenSomethingFails)
 {
     Random random(55);
-    for (const int bits : {1, 5, 8, 24}) {
-        const Image image = Image::Random(random, 33, 9, bits);
-        ForEachFault(kFaultAll, [&](FaultInjector &faults) {
-            TestBitmap bitmap(bits == 1 ? StorageKind::Compressed : StorageKind::PageFile, image);
-            const BitmapSnapshot snapshot(bitmap.get());
-            const unsigned mode = V_SetDisplayMode(~0u, 0x10);
-            const HBITMAP ddb = faults.Run([&] { return V_ChangeToDDB(nullptr, bitmap.get()); });
-            EXPECT_EQ(0x10u, V_SetDisplayMode(~0u, mode));
-            if (ddb)
-                DeleteObject(ddb);
-            else
-                snapshot.ExpectUnchanged();
-        });
-    }
     MemoryDevice device(12, 10, 8, RandomPalette(random, 256));
     FillDevice(device, random, 12, 10, 8);
     ForEachFault(kFaultAll, [&](FaultInjector &faults) {

@@ -1,4 +1,4 @@
-// Every acquisition of the DIB conversions fails once: bitmap and DIB stay as they were, and nothing is left behind.
+// Every acquisition of the conversions from DIBs fails once: bitmap and DIB stay as they were, nothing is left behind.
 #include "tests/support/bitmaps.h"
 #include "tests/support/faults.h"
 #include "tests/support/library_test.h"
@@ -63,30 +63,6 @@ void ExpectWholeOrUntouched(const FaultInjector &faults, int status, BitmapHandl
 }
 
 } // namespace
-
-TEST_F(DibFaults, ConvertAndChangeToDib)
-{
-    Random random(40);
-    ForEachVariant(random, 2, [&](const Variant &variant) {
-        const Image image = Image::RandomRuns(random, random.Between(1, 70), random.Between(1, 9), variant.bits);
-        const std::vector<uint8_t> expected = DibOf(variant, image);
-        for (const bool isChange : {false, true})
-            ForEachFault(kFaultAll, [&](FaultInjector &faults) {
-                TestBitmap bitmap(variant.kind, image, variant.options);
-                const BitmapSnapshot before(bitmap.get());
-                const HGLOBAL dib =
-                    faults.Run([&] { return isChange ? V_ChangeToDIB(bitmap.get()) : V_ConvertToDIB(bitmap.get()); });
-                if (!dib || !isChange)
-                    before.ExpectUnchanged();
-                else
-                    EXPECT_EQ(0u, bitmap->Flags & FLAG_ALLOCATED);
-                EXPECT_TRUE(dib || faults.struck());
-                if (dib && !isChange) // the Change form keeps the bitmap's own number of colours
-                    EXPECT_EQ(expected, BytesOf(dib));
-                GlobalFree(dib);
-            });
-    });
-}
 
 TEST_F(DibFaults, ConvertAndChangeFromDib)
 {

@@ -172,24 +172,6 @@ TEST_F(Effects, SlideTheImageInWithItsFrontEdgeFirst)
     }
 }
 
-TEST_F(Effects, ShowThroughAClippedDevice)
-{
-    Random random(133);
-    TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 50, 40, 24));
-    const RECT target = {-4, 3, 60, 47};
-    for (const bool simple : {true, false})
-        for (unsigned effect = 1; effect <= kEffects; ++effect) {
-            MemoryDevice plain(64, 50, 32), device(64, 50, 32);
-            const HRGN region = simple ? CreateRectRgn(10, 5, 50, 40) : CreateEllipticRgn(5, 0, 60, 49);
-            SelectClipRgn(plain.dc(), region);
-            SelectClipRgn(device.dc(), region);
-            DeleteObject(region);
-            V_PaintDC(plain.dc(), bitmap.get(), nullptr, nullptr, &target, nullptr, SRCCOPY);
-            ASSERT_EQ(RESULT_SUCCESS, Paint(device, bitmap.get(), target, effect));
-            ASSERT_EQ(plain.ColorsFromTop(), device.ColorsFromTop()) << "effect " << effect << ", " << simple;
-        }
-}
-
 TEST_F(Effects, TouchTheVisibleRectangleOnly)
 {
     Random random(135);

@@ -1,5 +1,5 @@
 // What printing asks of a printer: a memory device stands in for one, by way of the functions that the library calls,
-// and their order is written down. One page is really spooled where there is a printer for it.
+// and their order is written down.
 #include "tests/support/bitmaps.h"
 #include "tests/support/faults.h"
 #include "tests/support/import_hooks.h"

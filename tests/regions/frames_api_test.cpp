@@ -12,26 +12,6 @@ namespace {
 
 constexpr int kWidth = 90, kHeight = 70;
 
-// Counts the bitmaps made of bits, which is what a new mask is.
-class MaskCounter {
-public:
-    MaskCounter() : m_hook("gdi32.dll", "CreateBitmap", Count)
-    {
-        s_next = m_hook.Next();
-        s_count = 0;
-    }
-    static inline int s_count;
-
-private:
-    static HBITMAP WINAPI Count(int width, int height, UINT planes, UINT bits, const void *data)
-    {
-        ++s_count;
-        return s_next(width, height, planes, bits, data);
-    }
-    static inline decltype(&CreateBitmap) s_next;
-    ImportHook<decltype(CreateBitmap)> m_hook;
-};
-
 class Frames : public LibraryTest {
 protected:
     Frames() : device(kWidth, kHeight, 32) {}
@@ -125,25 +105,30 @@ TEST_F(Frames, MakeOneMaskAScale)
     TestBitmap bitmap(StorageKind::PageFile, 30, 20, 8);
     const RECT ellipse = {3, 2, 25, 19};
     V_SetBitmapRgnEllipse(bitmap.get(), nullptr, &ellipse, COMBINE_REPLACE);
-    const MaskCounter counter;
+    int masks = 0; // are the bitmaps made of bits
+    const auto counter =
+        Replace<decltype(CreateBitmap)>("gdi32.dll", "CreateBitmap", [&](auto next, auto... arguments) {
+            ++masks;
+            return next(arguments...);
+        });
     RegionTransform transform = {ORIENT_BOTTOM_UP, 1, 1, 1, 1, 0, 0};
     for (unsigned type = 0; type < 8; ++type) {
         ExpectFrame(random, bitmap.get(), type % 2 ? nullptr : &transform, type);
         ++transform.XOffset;
         transform.YOffset += 2;
     }
-    EXPECT_EQ(1, counter.s_count);
+    EXPECT_EQ(1, masks);
     for (int RegionTransform::*const key :
          {&RegionTransform::XScaleNum, &RegionTransform::YScaleDen, &RegionTransform::TransformOrientation}) {
         transform.*key = key == &RegionTransform::TransformOrientation ? ORIENT_TOP_DOWN : 2;
-        const int before = counter.s_count;
+        const int before = masks;
         ExpectFrame(random, bitmap.get(), &transform, 0);
         ExpectFrame(random, bitmap.get(), &transform, 1);
-        EXPECT_EQ(before + 1, counter.s_count);
+        EXPECT_EQ(before + 1, masks);
     }
     V_OffsetBitmapRgn(bitmap.get(), 1, 1);
     ExpectFrame(random, bitmap.get(), &transform, 3);
-    EXPECT_EQ(5, counter.s_count) << "the region has changed";
+    EXPECT_EQ(5, masks) << "the region has changed";
 }
 
 // A caller's colours change neither the stripes nor what lies between them.
@@ -170,21 +155,17 @@ TEST_F(Frames, RefuseBadArguments)
     TestBitmap bitmap(StorageKind::PageFile, 31, 17, 4);
     const std::vector<COLORREF> before = device.ColorsFromTop();
     const RECT empty = {}, rect = {2, 3, 20, 9};
-    const RegionTransform view = {1, 1, 1, 1, 1, 0, 0}, x = {0, 1, 0, 1, 1, 0, 0}, y = {0, 1, 1, 1, 0, 0, 0};
-    const auto expect = [&](bool hasRegion) {
-        EXPECT_EQ(hasRegion, bool(V_BitmapHasRgn(bitmap.get())));
-        EXPECT_EQ(ERR_INV_PARAMETER, V_FrameBitmapRgn(device.dc(), bitmap.get(), nullptr, 8));
-        EXPECT_EQ(ERR_INV_PARAMETER, V_FrameBitmapRgn(device.dc(), bitmap.get(), nullptr, ~0u));
-        EXPECT_EQ(ERR_INV_PARAMETER, V_FrameBitmapRgn(nullptr, bitmap.get(), nullptr, 0));
-        for (const RegionTransform &bad : {view, x, y})
-            EXPECT_EQ(ERR_INV_PARAMETER, V_FrameBitmapRgn(device.dc(), bitmap.get(), &bad, 0));
-    };
     EXPECT_EQ(ERR_NO_BITMAP, V_FrameBitmapRgn(device.dc(), nullptr, nullptr, 0));
-    expect(false);
-    V_SetBitmapRgnRect(bitmap.get(), nullptr, &empty, COMBINE_REPLACE);
-    expect(true);
-    V_SetBitmapRgnRect(bitmap.get(), nullptr, &rect, COMBINE_REPLACE);
-    expect(true);
+    for (const RECT *region : {static_cast<const RECT *>(nullptr), &empty, &rect}) {
+        if (region)
+            V_SetBitmapRgnRect(bitmap.get(), nullptr, region, COMBINE_REPLACE);
+        for (const unsigned type : {8u, ~0u})
+            EXPECT_EQ(ERR_INV_PARAMETER, V_FrameBitmapRgn(device.dc(), bitmap.get(), nullptr, type));
+        EXPECT_EQ(ERR_INV_PARAMETER, V_FrameBitmapRgn(nullptr, bitmap.get(), nullptr, 0));
+        for (const RegionTransform &bad :
+             {RegionTransform{1, 1, 1, 1, 1, 0, 0}, {0, 1, 0, 1, 1, 0, 0}, {0, 1, 1, 1, 0, 0, 0}})
+            EXPECT_EQ(ERR_INV_PARAMETER, V_FrameBitmapRgn(device.dc(), bitmap.get(), &bad, 0));
+    }
     EXPECT_EQ(before, device.ColorsFromTop());
 }
 

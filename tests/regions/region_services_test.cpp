@@ -15,44 +15,7 @@ private:
     const PageHeapScope m_pageHeap;
 };
 
-template <class Source>
-Image Made(int width, int height, Source &&source)
-{
-    Image image(width, height, 1);
-    for (int row = 0; row < height; ++row)
-        for (int x = 0; x < width; ++x)
-            image.At(row, x) = source(row, x);
-    return image;
-}
-
 } // namespace
-
-TEST_F(RegionServices, TheBuilderJoinsAndCloses)
-{
-    TestBitmap bitmap;
-    V_InitBitmap(bitmap.get(), 30, 9, 1);
-    RegionBuilder builder(1, 8);
-    builder.EndRow(); // dropped from the top
-    builder.Add(3, 5);
-    builder.Add(5, 5);
-    builder.Add(5, 9); // joined
-    builder.Add(12, 13);
-    builder.EndRow();
-    builder.RepeatRows(1);
-    builder.SkipTo(6);
-    builder.Add(2, 7);
-    builder.Add(3, 4);
-    builder.EndRow();
-    builder.EndRow(); // dropped from the bottom
-    bitmap->Region = builder.Finish();
-    ASSERT_TRUE(bitmap->Region);
-    EXPECT_EQ(5u * sizeof(RegionRow), bitmap->Region->RowTableSize);
-    EXPECT_EQ(Made(30, 9,
-                   [](int row, int x) {
-                       return row == 2 || row == 3 ? (x >= 3 && x < 9) || x == 12 : row == 6 && x >= 2 && x < 7;
-                   }),
-              MaskOf(bitmap.get()));
-}
 
 TEST_F(RegionServices, TheBuilderRemembersThatMemoryRanOut)
 {

@@ -45,6 +45,32 @@ public:
     Function *Next() const { return reinterpret_cast<Function *>(next()); }
 };
 
+// The same with any callable, which gets the function it stands for first.
+template <class Function, class Callable>
+class Replacement;
+
+template <class Result, class... Arguments, class Callable>
+class Replacement<Result WINAPI(Arguments...), Callable> : public ImportHook<Result WINAPI(Arguments...)> {
+public:
+    Replacement(const char *dll, const char *function, Callable callable)
+        : ImportHook<Result WINAPI(Arguments...)>(dll, function, Call), m_callable(callable)
+    {
+        s_current = this;
+    }
+
+private:
+    static Result WINAPI Call(Arguments... arguments) { return s_current->m_callable(s_current->Next(), arguments...); }
+
+    Callable m_callable;
+    static inline Replacement *s_current; // each callable is a type of its own
+};
+
+template <class Function, class Callable>
+Replacement<Function, Callable> Replace(const char *dll, const char *function, Callable callable)
+{
+    return {dll, function, callable};
+}
+
 // Room for hooks that stay until the process ends. They can be reached while they are being made, because another
 // thread may call a stand-in as soon as it is in place.
 template <class Hooks>
