@@ -14,21 +14,12 @@ namespace vexo::test {
 
 namespace {
 
-DWORD now;
-DWORD WINAPI TestTicks() { return now; }
-
 class Playback : public LibraryTest {
 protected:
     ~Playback() override
     {
-        if (m_playback) {
-            HGLOBAL list = nullptr;
-            EXPECT_EQ(RESULT_SUCCESS, V_DestroyPlayback(m_playback, &list));
-            EXPECT_EQ(m_list, list);
-        }
-        if (m_list) {
-            EXPECT_EQ(RESULT_SUCCESS, V_DestroyBitmapList(m_list));
-        }
+        if (m_playback)
+            Destroy();
     }
 
     void Create(BitmapHandle *canvas)
@@ -67,12 +58,23 @@ protected:
         return rect;
     }
 
+    void Destroy()
+    {
+        HGLOBAL list = nullptr;
+        EXPECT_EQ(RESULT_SUCCESS, V_DestroyPlayback(m_playback, &list));
+        EXPECT_EQ(m_list, list);
+        EXPECT_EQ(RESULT_SUCCESS, V_DestroyBitmapList(list));
+        m_playback = m_list = nullptr;
+    }
+
+    static inline DWORD now;
     HGLOBAL m_playback = nullptr;
     HGLOBAL m_list = nullptr;
 
 private:
     const PageHeapScope m_pageHeap;
-    ImportHook<DWORD WINAPI()> m_clock{"kernel32.dll", "GetTickCount", TestTicks};
+    static constexpr auto kTicks = [](auto) { return now; };
+    Replacement<decltype(GetTickCount), decltype(kTicks)> m_clock{"kernel32.dll", "GetTickCount", kTicks};
 };
 
 BitmapHandle MakeFrame(int width, int height, int bits, unsigned delay, unsigned flags, int disposal = 0)
@@ -91,22 +93,6 @@ std::vector<unsigned> Sequence(std::initializer_list<unsigned> states) { return 
 } // namespace
 
 // ---- The states -----------------------------------------------------------------------------------------------
-
-TEST_F(Playback, EmptyListDoesNoHarm)
-{
-    TestBitmap canvas(StorageKind::PageFile, 7, 5, 8);
-    canvas->AnimBackground = COLOR_INDEX(9);
-    Create(canvas.get());
-    EXPECT_EQ(-1, Index());
-    EXPECT_EQ(PB_STATE_CLEARED, Step());
-    EXPECT_EQ(RGB(0, 73, 85), V_GetPixelColor(canvas.get(), 4, 6)) << "index 9 of the fixed palette";
-    const RECT rect = TakeUpdateRect();
-    EXPECT_TRUE(rect.left == 0 && rect.top == 0 && rect.right == 7 && rect.bottom == 5);
-    EXPECT_EQ(PB_STATE_FINISHED, Step());
-    for (int i = 0; i < 20; ++i)
-        EXPECT_LE(Step(), 10u);
-    EXPECT_EQ(0, TakeUpdateRect().right);
-}
 
 TEST_F(Playback, WaitsAreLeftByTimeAndByInput)
 {
@@ -220,30 +206,27 @@ TEST_F(Playback, BadArguments)
     BitmapHandle empty = {};
     HGLOBAL handle = &empty;
     EXPECT_EQ(ERR_INV_PARAMETER, V_CreatePlayback(nullptr, canvas.get(), nullptr));
-    EXPECT_EQ(ERR_INV_PARAMETER, V_CreatePlayback(&handle, nullptr, nullptr));
-    EXPECT_EQ(ERR_INV_PARAMETER, V_CreatePlayback(&handle, &empty, nullptr));
+    for (BitmapHandle *missing : {static_cast<BitmapHandle *>(nullptr), &empty})
+        EXPECT_EQ(ERR_INV_PARAMETER, V_CreatePlayback(&handle, missing, nullptr));
     ForEachFault(kFaultMemory, [&](FaultInjector &faults) {
         const int status = faults.Run([&] { return V_CreatePlayback(&m_playback, canvas.get(), nullptr); });
         EXPECT_EQ(faults.struck() ? ERR_NO_MEMORY : RESULT_SUCCESS, status);
         EXPECT_EQ(faults.struck(), m_playback == nullptr);
     });
-    HGLOBAL list = nullptr;
-    EXPECT_EQ(RESULT_SUCCESS, V_DestroyPlayback(m_playback, &list));
-    EXPECT_EQ(RESULT_SUCCESS, V_DestroyBitmapList(list)) << "made by the playback, owned by the caller";
-    m_playback = nullptr;
-
-    Create(canvas.get());
+    unsigned number;
+    RECT rect;
     EXPECT_EQ(ERR_INV_PARAMETER, V_GetPlaybackState(m_playback, nullptr));
     EXPECT_EQ(ERR_INV_PARAMETER, V_GetPlaybackIndex(m_playback, nullptr));
     EXPECT_EQ(ERR_INV_PARAMETER, V_GetPlaybackDelay(m_playback, nullptr));
     EXPECT_EQ(ERR_INV_PARAMETER, V_AppendPlayback(m_playback, nullptr));
-    unsigned number;
-    RECT rect;
     EXPECT_EQ(ERR_INV_PARAMETER, V_ProcessPlayback(nullptr, &number));
     EXPECT_EQ(ERR_INV_PARAMETER, V_GetPlaybackDelay(nullptr, &number));
     EXPECT_EQ(ERR_INV_PARAMETER, V_GetPlaybackUpdateRect(nullptr, &rect, 1));
     EXPECT_EQ(ERR_INV_PARAMETER, V_ValidatePlaybackLines(nullptr, 0, 1));
-    EXPECT_EQ(ERR_INV_PARAMETER, V_DestroyPlayback(nullptr, &list));
+    EXPECT_EQ(ERR_INV_PARAMETER, V_DestroyPlayback(nullptr, &m_list));
+    EXPECT_EQ(RESULT_SUCCESS, V_DestroyPlayback(m_playback, &m_list));
+    EXPECT_EQ(RESULT_SUCCESS, V_DestroyBitmapList(m_list)) << "made by the playback, owned by the caller";
+    m_playback = nullptr;
 }
 
 // ---- The pixels -----------------------------------------------------------------------------------------------
@@ -388,11 +371,6 @@ RECT UpdateOf(BitmapHandle *frame, const BitmapHandle &canvas)
     return bounds;
 }
 
-void ExpectSame(const Plain &expected, BitmapHandle *canvas, const char *when)
-{
-    ASSERT_EQ(expected.colors, ColorsFromTop(canvas)) << when;
-}
-
 } // namespace
 
 TEST_F(Playback, ComposesLikeAPlainCompositor)
@@ -421,7 +399,7 @@ TEST_F(Playback, ComposesLikeAPlainCompositor)
         const Image canvasMask = RegionMask(canvas.get());
         EXPECT_EQ(PB_STATE_CLEARED, Step());
         model.Clear();
-        ExpectSame(model.plain(), canvas.get(), "cleared");
+        ASSERT_EQ(model.plain().colors, ColorsFromTop(canvas.get())) << "cleared";
         TakeUpdateRect();
         for (int shown = 0; shown < 2 * count && !HasFailure();) {
             const unsigned before = Step();
@@ -431,7 +409,7 @@ TEST_F(Playback, ComposesLikeAPlainCompositor)
             if (before == PB_STATE_DRAWN || before == PB_STATE_DISPOSED) {
                 before == PB_STATE_DRAWN ? model.Draw(&frame) : model.Dispose(&frame);
                 shown += before == PB_STATE_DISPOSED;
-                ExpectSame(model.plain(), canvas.get(), before == PB_STATE_DRAWN ? "drawn" : "disposed");
+                ASSERT_EQ(model.plain().colors, ColorsFromTop(canvas.get())) << "in state " << before;
                 const RECT expected = UpdateOf(&frame, *canvas.get()), rect = TakeUpdateRect();
                 if (before == PB_STATE_DRAWN || frame.AnimDisposal == 2 || frame.AnimDisposal == 3)
                     EXPECT_TRUE(EqualRect(&expected, &rect) || (IsRectEmpty(&expected) && IsRectEmpty(&rect)));
@@ -440,10 +418,7 @@ TEST_F(Playback, ComposesLikeAPlainCompositor)
             }
         }
         EXPECT_EQ(canvasMask, RegionMask(canvas.get()));
-        HGLOBAL list;
-        V_DestroyPlayback(m_playback, &list);
-        V_DestroyBitmapList(list);
-        m_playback = m_list = nullptr;
+        Destroy();
     }
 }
 
@@ -455,15 +430,10 @@ TEST_F(Playback, StepsLeaveOutWhatTheyHaveNoMemoryFor)
         SetRandomRegion(canvas.get(), random);
         const Image mask = RegionMask(canvas.get());
         Create(canvas.get());
-        BitmapHandle frame = RandomFrame(random, *canvas.get(), {});
-        V_FreeBitmap(&frame);
-        const Image image = Image::Random(random, 12, 9, 24);
-        V_CreateBitmap(&frame, STORAGE_MEMORY, 12, 9, 24, COLOR_ORDER_BGR, nullptr, ORIENT_TOP_DOWN);
-        Store(&frame, image);
+        BitmapHandle frame = MakeFrame(12, 9, 24, 0, FLAG_TRANSPARENT, disposal);
+        Store(&frame, Image::Random(random, 12, 9, 24));
         SetRandomRegion(&frame, random);
-        frame.Flags |= FLAG_TRANSPARENT;
         frame.AnimTransparent = V_GetPixelColor(&frame, 0, 0);
-        frame.AnimDisposal = disposal;
         AddFrame(frame);
         const BitmapSnapshot before(&frame);
         ForEachFault(kFaultMemory | kFaultMappings, [&](FaultInjector &faults) {
@@ -481,10 +451,7 @@ TEST_F(Playback, StepsLeaveOutWhatTheyHaveNoMemoryFor)
             V_GetBitmapListItem(m_list, 0, &item);
             EXPECT_TRUE(SameRecord(frame, item));
         });
-        HGLOBAL list;
-        V_DestroyPlayback(m_playback, &list);
-        V_DestroyBitmapList(list);
-        m_playback = m_list = nullptr;
+        Destroy();
     }
 }
 

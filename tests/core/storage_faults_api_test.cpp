@@ -107,27 +107,4 @@ TEST_F(StorageFaults, ChangeHeight)
         kDepths);
 }
 
-// Rows of compressed storage take memory as they are written; a write that fails leaves the others alone.
-TEST_F(StorageFaults, CompressedWrites)
-{
-    Random random(23);
-    constexpr int kWidth = 4000, kHeight = 10;
-    const Image image = Image::Random(random, kWidth, kHeight, 1);
-    ForEachFault(kFaultAll, [&](FaultInjector &faults) {
-        TestBitmap bitmap(StorageKind::Compressed, kWidth, kHeight, 1);
-        int written = 0;
-        faults.Run([&] {
-            while (written < kHeight && V_PutBitmapRow(bitmap.get(), image.PackedRow(written).data(), written,
-                                                       bitmap->BytesPerLine) == bitmap->BytesPerLine)
-                ++written;
-        });
-        EXPECT_EQ(faults.struck(), written < kHeight);
-        Image expected(kWidth, kHeight, 1);
-        std::copy_n(image.pixels.begin(), written * kWidth, expected.pixels.begin());
-        EXPECT_TRUE(expected == Load(bitmap.get()));
-        Store(bitmap.get(), image);
-        EXPECT_TRUE(image == Load(bitmap.get()));
-    });
-}
-
 } // namespace vexo::test

@@ -336,12 +336,14 @@ TEST_F(Printing, DithersForOneBitOnlyAndInClusters)
 
 TEST_F(Printing, FastHandsPlainPixelsOverInOnePiece)
 {
-    for (const int bits : {1, 4, 8, 24}) {
-        for (const int orientation : {ORIENT_TOP_DOWN, ORIENT_BOTTOM_UP}) {
-            const int width = random.Between(1, 40), height = random.Between(1, 30);
-            TestBitmap bitmap(
-                StorageKind::PageFile, Image::Random(random, width, height, bits),
-                {COLOR_ORDER_BGR, orientation, bits <= 8 ? RandomPalette(random, 1 << bits) : std::vector<RGBQUAD>()});
+    constexpr int kDepths[] = {1, 4, 8, 24};
+    ForEachVariant(
+        random, 2,
+        [&](const Variant &variant) {
+            if (variant.kind != StorageKind::PageFile)
+                return;
+            const int bits = variant.bits, width = random.Between(1, 40), height = random.Between(1, 30);
+            TestBitmap bitmap(variant.kind, Image::Random(random, width, height, bits), variant.options);
             const BitmapSnapshot snapshot(bitmap.get());
             const StatusRecorder noOne(0); // is asked
             EXPECT_EQ("paint", LogOf([&] { V_PrintBitmapFast(dc, bitmap.get(), 0, 90, width, height, 0); }));
@@ -350,42 +352,30 @@ TEST_F(Printing, FastHandsPlainPixelsOverInOnePiece)
             const Blit &blit = printer.blits[0];
             const RECT place = {0, 90, width, height}, whole = {0, 0, width, height};
             EXPECT_TRUE(EqualRect(&place, &blit.destination) && EqualRect(&whole, &blit.source));
-            const BITMAPINFOHEADER expected = {40,
-                                               width,
-                                               height,
-                                               1,
-                                               WORD(bits),
-                                               BI_RGB,
-                                               DWORD(bitmap->BytesPerLine * height),
-                                               0,
-                                               0,
-                                               DWORD(bits <= 8 ? 1 << bits : 0),
-                                               0};
-            EXPECT_EQ(0, memcmp(&expected, &blit.header, sizeof expected));
-            EXPECT_EQ(ColorsFromTop(bitmap.get()), PageColors(0, 90, bitmap.get())) << bits << ", " << orientation;
+            EXPECT_TRUE(blit.header.biWidth == width && blit.header.biHeight == height);
+            EXPECT_EQ(bits, blit.header.biBitCount);
+            EXPECT_EQ(DWORD(bitmap->BytesPerLine * height), blit.header.biSizeImage);
+            EXPECT_EQ(bits <= 8 ? DWORD(1) << bits : 0, blit.header.biClrUsed);
+            EXPECT_EQ(ColorsFromTop(bitmap.get()), PageColors(0, 90, bitmap.get()));
             snapshot.ExpectUnchanged();
-        }
-    }
+        },
+        kDepths);
 }
 
 TEST_F(Printing, FastPaintsDeepPixelsAndFilesAndHandsOverAllOthers)
 {
-    for (const int bits : kAllDepths) {
-        for (const StorageKind kind : StorageKinds(bits)) {
-            const int left = bits == 16 || bits == 32 || kind == StorageKind::TemporaryFile ? 40 : 0; // centred or not
-            for (const int order : {COLOR_ORDER_RGB, COLOR_ORDER_BGR}) {
-                const StorageScope scope(kind);
-                TestBitmap bitmap(kind, Image::Random(random, 21, 13, bits), {order, ORIENT_TOP_DOWN, {}});
-                const BitmapSnapshot snapshot(bitmap.get());
-                LogOf([&] { EXPECT_EQ(dc, V_PrintBitmapFast(dc, bitmap.get(), 0, 5, 21, 13, 0)); });
-                ASSERT_EQ(1u, printer.blits.size());
-                const RECT place = {left, 5, 21, 13};
-                EXPECT_TRUE(EqualRect(&place, &printer.blits[0].destination)) << bits << " bits, " << kind;
-                EXPECT_EQ(ColorsFromTop(bitmap.get()), PageColors(left, 5, bitmap.get())) << bits << " bits, " << kind;
-                snapshot.ExpectUnchanged();
-            }
-        }
-    }
+    ForEachVariant(random, 4, [&](const Variant &variant) {
+        const bool centres = variant.bits == 16 || variant.bits == 32 || variant.kind == StorageKind::TemporaryFile;
+        const int left = centres ? 40 : 0;
+        TestBitmap bitmap(variant.kind, Image::Random(random, 21, 13, variant.bits), variant.options);
+        const BitmapSnapshot snapshot(bitmap.get());
+        LogOf([&] { EXPECT_EQ(dc, V_PrintBitmapFast(dc, bitmap.get(), 0, 5, 21, 13, 0)); });
+        ASSERT_EQ(1u, printer.blits.size());
+        const RECT place = {left, 5, 21, 13};
+        EXPECT_TRUE(EqualRect(&place, &printer.blits[0].destination));
+        EXPECT_EQ(ColorsFromTop(bitmap.get()), PageColors(left, 5, bitmap.get()));
+        snapshot.ExpectUnchanged();
+    });
 }
 
 TEST_F(Printing, LosesNothingWhenMemoryRunsOut)

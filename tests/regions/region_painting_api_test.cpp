@@ -4,8 +4,6 @@
 #include "tests/support/memory_device.h"
 #include "tests/support/regions.h"
 
-#include <iterator>
-
 namespace vexo::test {
 
 namespace {
@@ -67,9 +65,7 @@ TEST_F(RegionPainting, ShowsWhatThePlainPaintShowsInside)
         const RECT clip = {5, 5, 40, 45}, part = {1, 0, 30, 20};
         const RECT *sourceClip = random.OneIn(3) ? &part : nullptr,
                    *destinationClip = random.OneIn(3) ? &clip : nullptr;
-        std::vector<uint8_t> rows;
-        for (int row = 0; row < image.height; ++row)
-            std::ranges::copy(image.PackedRow(row), std::back_inserter(rows));
+        std::vector<uint8_t> rows = image.PackedRows();
         FillBoth();
         const std::vector<COLORREF> before = device.ColorsFromTop();
 
@@ -130,21 +126,20 @@ TEST_F(RegionPainting, RefusesBadArgumentsAndPaintsNothingWhenItFails)
     const auto paint = [&](HDC dc, BitmapHandle *what, const RECT *to) {
         return V_PaintRgnDC(dc, what, nullptr, nullptr, to, nullptr, SRCCOPY);
     };
+    uint8_t row[32] = {};
+    const auto paintBuffer = [&](BitmapHandle *what, const RECT *to, void *rows) {
+        return V_PaintRgnDCBuffer(device.dc(), what, nullptr, nullptr, to, nullptr, SRCCOPY, rows, 0, 1);
+    };
+    BitmapHandle sized = {};
+    V_InitBitmap(&sized, 30, 20, 8);
     EXPECT_EQ(ERR_NO_BITMAP, paint(nullptr, nullptr, nullptr));
+    EXPECT_EQ(ERR_NO_BITMAP, paint(device.dc(), &sized, &destination)) << "no storage";
     EXPECT_EQ(ERR_INV_PARAMETER, paint(device.dc(), bitmap.get(), nullptr));
     EXPECT_EQ(ERR_INV_PARAMETER, paint(nullptr, bitmap.get(), &destination));
     EXPECT_EQ(ERR_INV_RANGE, paint(device.dc(), bitmap.get(), &huge));
-    uint8_t row[32] = {};
-    EXPECT_EQ(ERR_NO_BITMAP,
-              V_PaintRgnDCBuffer(device.dc(), nullptr, nullptr, nullptr, &destination, nullptr, SRCCOPY, row, 0, 1));
-    EXPECT_EQ(ERR_NO_BITMAP, V_PaintRgnDCBuffer(device.dc(), bitmap.get(), nullptr, nullptr, &destination, nullptr,
-                                                SRCCOPY, nullptr, 0, 1));
-    EXPECT_EQ(ERR_INV_PARAMETER,
-              V_PaintRgnDCBuffer(device.dc(), bitmap.get(), nullptr, nullptr, nullptr, nullptr, SRCCOPY, row, 0, 1));
-    BitmapHandle sized;
-    V_InitBitmap(&sized, 30, 20, 8);
-    EXPECT_EQ(ERR_NO_BITMAP, paint(device.dc(), &sized, &destination)) << "no storage";
-    V_FreeBitmap(&sized);
+    EXPECT_EQ(ERR_NO_BITMAP, paintBuffer(nullptr, &destination, row));
+    EXPECT_EQ(ERR_NO_BITMAP, paintBuffer(bitmap.get(), &destination, nullptr));
+    EXPECT_EQ(ERR_INV_PARAMETER, paintBuffer(bitmap.get(), nullptr, row));
     EXPECT_EQ(before, device.ColorsFromTop());
 
     const RECT ellipse = {3, 2, 25, 19};

@@ -157,6 +157,16 @@ std::vector<uint8_t> Image::PackedRow(int row) const
     return packed;
 }
 
+std::vector<uint8_t> Image::PackedRows() const
+{
+    std::vector<uint8_t> rows;
+    for (int row = 0; row < height; ++row) {
+        const std::vector<uint8_t> packed = PackedRow(row);
+        rows.insert(rows.end(), packed.begin(), packed.end());
+    }
+    return rows;
+}
+
 void PrintTo(const Image &image, std::ostream *out)
 {
     *out << image.width << " x " << image.height << " pixels of " << image.bits << " bits";

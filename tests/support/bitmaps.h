@@ -73,6 +73,7 @@ struct Image {
 
     // A row as the bitmap stores it, padded to 4 bytes with zeros.
     std::vector<uint8_t> PackedRow(int row) const;
+    std::vector<uint8_t> PackedRows() const;
 };
 void PrintTo(const Image &image, std::ostream *out);
 
