@@ -203,9 +203,9 @@ void StretchRows(HDC dc, const Placement &placement, const BitmapHandle *bitmap,
 void StretchCopy(HDC dc, const Placement &placement, BitmapHandle *bitmap)
 {
     const Dib dib(MakeDib(bitmap, bitmap->ColorCount));
-    if (!dib)
+    const auto *info = dib ? static_cast<const BITMAPINFO *>(::GlobalLock(dib.get())) : nullptr;
+    if (!info)
         return;
-    const auto *info = static_cast<const BITMAPINFO *>(::GlobalLock(dib.get()));
     Stretch(dc, placement, info, reinterpret_cast<const uint8_t *>(info->bmiColors + info->bmiHeader.biClrUsed));
     ::GlobalUnlock(dib.get());
 }
