@@ -5,7 +5,7 @@
 #include "colour/pixel_kernels.h"
 #include "tests/support/bitmaps.h"
 #include "tests/support/faults.h"
-#include "tests/support/library_test.h"
+#include "tests/support/kernels.h"
 
 #include <algorithm>
 
@@ -78,21 +78,17 @@ void ExpectPlainResults(const Palette &palette, const std::vector<RGBQUAD> &colo
     ASSERT_EQ(0xA5, indices.back());
 }
 
-class NearestColour : public LibraryTest {
+class NearestColour : public KernelTest<SelectPixelKernels> {
 protected:
-    ~NearestColour() override { SelectPixelKernels(DetectCpuLevel()); }
-
     // Runs a body at every processor level with the same random numbers.
     template <class Body>
     void AtEveryLevel(uint64_t seed, Body body)
     {
-        for (int level = 0; level <= int(DetectCpuLevel()) && !HasFatalFailure(); ++level) {
-            SCOPED_TRACE(level);
-            SelectPixelKernels(CpuLevel(level));
+        ForEachLevel([&] {
             DropColourCache();
             Random random(seed);
             body(random);
-        }
+        });
     }
 };
 

@@ -1,10 +1,7 @@
 // The pixel kernels of every processor level against the plain ones, on buffers that end at unreadable pages.
 #include "colour/pixel_kernels.h"
-#include "tests/support/library_test.h"
-#include "tests/support/page_heap.h"
-#include "tests/support/random.h"
+#include "tests/support/kernels.h"
 
-#include <algorithm>
 #include <vector>
 
 namespace vexo::test {
@@ -72,43 +69,32 @@ const Kernel kKernels[] = {
      [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { Swap<&PixelKernels::swap32>(k, out, in, n, 4); }},
 };
 
-void Compare(Random &random, const Kernel &kernel, size_t count)
-{
-    GuardedBuffer input(count * kernel.inputBytes), output(count * kernel.outputBytes);
-    random.Fill(input.data(), input.size());
-    std::vector<uint8_t> expected(output.size());
-    kernel.run(plainPixelKernels, expected.data(), input.data(), count);
-    kernel.run(pixelKernels, output.data(), input.data(), count);
-    ASSERT_TRUE(std::ranges::equal(expected, output.span())) << kernel.name << ", " << count << " pixels";
-    if (!kernel.mayOverlap)
-        return;
-    const size_t before = size_t(random.Below(40));
-    GuardedBuffer shared(before + input.size());
-    std::ranges::copy(input.span(), shared.data() + before);
-    kernel.run(pixelKernels, shared.data(), shared.data() + before, count);
-    ASSERT_TRUE(std::equal(expected.begin(), expected.end(), shared.data()))
-        << kernel.name << ", " << count << " pixels, " << before << " bytes in front";
-}
-
-class PixelKernelsTest : public LibraryTest {
-protected:
-    ~PixelKernelsTest() override { SelectPixelKernels(DetectCpuLevel()); }
-};
-
 } // namespace
+
+using PixelKernelsTest = KernelTest<SelectPixelKernels>;
 
 TEST_F(PixelKernelsTest, EveryLevelGivesThePlainResult)
 {
     Random random(5);
-    for (int level = 0; level <= int(DetectCpuLevel()); ++level) {
-        SelectPixelKernels(CpuLevel(level));
+    ForEachLevel([&] {
         for (const Kernel &kernel : kKernels)
-            for (size_t count = 0; count < 100; ++count) {
-                Compare(random, kernel, count);
-                if (HasFatalFailure())
-                    return;
+            for (size_t n = 0; n < 100 && !HasFatalFailure(); ++n) {
+                SCOPED_TRACE(testing::Message() << kernel.name << ", " << n << " pixels");
+                const size_t input = n * kernel.inputBytes, output = n * kernel.outputBytes;
+                ExpectPlainResult(random, output, input, [&](bool isPlain, auto *out, auto *in) {
+                    kernel.run(isPlain ? plainPixelKernels : pixelKernels, out, in, n);
+                });
+                if (!kernel.mayOverlap)
+                    continue;
+                const size_t before = size_t(random.Below(40));
+                GuardedBuffer shared(before + input);
+                random.Fill(shared.data(), shared.size());
+                std::vector<uint8_t> expected(output);
+                kernel.run(plainPixelKernels, expected.data(), shared.data() + before, n);
+                kernel.run(pixelKernels, shared.data(), shared.data() + before, n);
+                ASSERT_TRUE(std::ranges::equal(expected, shared.span().first(output))) << before << " bytes in front";
             }
-    }
+    });
 }
 
 } // namespace vexo::test

@@ -4,83 +4,41 @@
 
 #include "core/bit_copy.h"
 #include "tests/support/bitmaps.h"
-#include "tests/support/library_test.h"
-#include "tests/support/page_heap.h"
-
-#include <algorithm>
+#include "tests/support/kernels.h"
 
 namespace vexo::test {
 
-namespace {
-
-class RowKernelsTest : public LibraryTest {
-protected:
-    ~RowKernelsTest() override { SelectRowKernels(DetectCpuLevel()); }
-
-    template <class Body>
-    void ForEachLevel(Body &&body)
-    {
-        for (int level = 0; level <= int(DetectCpuLevel()) && !HasFatalFailure(); ++level) {
-            SCOPED_TRACE(level);
-            SelectRowKernels(CpuLevel(level));
-            body();
-        }
-    }
-};
-
-using AlphaKernel = void (*RowKernels::*)(uint8_t *, const uint8_t *, size_t);
-
-struct NamedKernel {
-    const char *name;
-    AlphaKernel kernel;
-    size_t inputBytes, outputBytes; // of a pixel
-};
-constexpr NamedKernel kKernels[] = {
-    {"streamBytes", &RowKernels::streamBytes, 1, 1}, {"getAlpha32", &RowKernels::getAlpha32, 4, 1},
-    {"getAlpha16", &RowKernels::getAlpha16, 2, 1},   {"setAlpha32", &RowKernels::setAlpha32, 1, 4},
-    {"setAlpha16", &RowKernels::setAlpha16, 1, 2},
-};
-
-void Compare(Random &random, const NamedKernel &named, size_t count)
-{
-    // In front of the page end by some bytes, so that neither end keeps to an alignment.
-    const size_t spare = size_t(random.Below(33));
-    GuardedBuffer input(count * named.inputBytes), output(count * named.outputBytes + spare);
-    random.Fill(input.data(), input.size());
-    random.Fill(output.data(), output.size());
-    std::vector<uint8_t> expected(output.data(), output.data() + output.size());
-    (plainRowKernels.*named.kernel)(expected.data(), input.data(), count);
-    (rowKernels.*named.kernel)(output.data(), input.data(), count);
-    ASSERT_TRUE(std::ranges::equal(expected, output.span())) << named.name << ", " << count;
-}
-
-} // namespace
+using RowKernelsTest = KernelTest<SelectRowKernels>;
 
 TEST_F(RowKernelsTest, EveryLevelGivesThePlainResult)
 {
+    using Kernel = void (*RowKernels::*)(uint8_t *, const uint8_t *, size_t);
+    const struct {
+        Kernel kernel;
+        size_t inputBytes, outputBytes; // of a pixel
+    } kKernels[] = {{&RowKernels::streamBytes, 1, 1},
+                    {&RowKernels::getAlpha32, 4, 1},
+                    {&RowKernels::getAlpha16, 2, 1},
+                    {&RowKernels::setAlpha32, 1, 4},
+                    {&RowKernels::setAlpha16, 1, 2}};
     Random random(91);
+    const auto kernels = [](bool isPlain) -> const RowKernels & { return isPlain ? plainRowKernels : rowKernels; };
     ForEachLevel([&] {
-        for (const NamedKernel &named : kKernels)
-            for (size_t count = 0; count < 300; count += count < 100 ? 1 : 37)
-                Compare(random, named, count);
-        for (size_t count = 0; count < 120; ++count)
-            for (int shift = 1; shift < 8; ++shift) {
-                GuardedBuffer input(count + 1), output(count);
-                random.Fill(input.data(), input.size());
-                std::vector<uint8_t> expected(count);
-                plainRowKernels.shiftBits(expected.data(), input.data(), count, shift);
-                rowKernels.shiftBits(output.data(), input.data(), count, shift);
-                ASSERT_TRUE(std::ranges::equal(expected, output.span())) << "shift " << shift << ", " << count;
+        for (size_t n = 0; n < 300 && !HasFatalFailure(); n += n < 100 ? 1 : 37) {
+            for (const auto &named : kKernels) {
+                // In front of the page end by some bytes, so that neither end keeps to an alignment.
+                const size_t spare = size_t(random.Below(33));
+                ExpectPlainResult(
+                    random, n * named.outputBytes + spare, n * named.inputBytes,
+                    [&](bool isPlain, auto *out, auto *in) { (kernels(isPlain).*named.kernel)(out, in, n); });
             }
-        for (size_t count = 0; count < 120; ++count) {
-            GuardedBuffer input(count), output(count);
-            for (uint8_t &pixel : input.span())
-                pixel = uint8_t(random.Below(3) ? 200 : 7);
-            random.Fill(output.data(), count);
-            std::vector<uint8_t> expected(output.data(), output.data() + count);
-            plainRowKernels.copyOthers(expected.data(), input.data(), count, 200);
-            rowKernels.copyOthers(output.data(), input.data(), count, 200);
-            ASSERT_TRUE(std::ranges::equal(expected, output.span())) << count << " others";
+            for (int shift = 1; shift < 8; ++shift)
+                ExpectPlainResult(random, n, n + 1, [&](bool isPlain, auto *out, auto *in) {
+                    kernels(isPlain).shiftBits(out, in, n, shift);
+                });
+            ExpectPlainResult(
+                random, n, n, [&](bool isPlain, auto *out, auto *in) { kernels(isPlain).copyOthers(out, in, n, 2); },
+                3);
         }
     });
 }

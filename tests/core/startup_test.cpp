@@ -102,27 +102,6 @@ TEST_F(StartUp, DisplayModeStartsPaletteIndicesOver)
     EXPECT_TRUE(areReset());
 }
 
-TEST_F(StartUp, FrameBrushesMarchByOneRow)
-{
-    static constexpr BYTE kRows[8] = {0x0F, 0x1E, 0x3C, 0x78, 0xF0, 0xE1, 0xC3, 0x87};
-    const HBITMAP surface = CreateBitmap(8, 8, 1, 1, nullptr);
-    const HDC dc = CreateCompatibleDC(nullptr);
-    const HGDIOBJ formerBitmap = SelectObject(dc, surface);
-    for (int i = 0; i < kFrameBrushCount; ++i) {
-        const HGDIOBJ formerBrush = SelectObject(dc, process.frameBrushes[i]);
-        PatBlt(dc, 0, 0, 8, 8, PATCOPY);
-        SelectObject(dc, formerBrush);
-        GdiFlush();
-        WORD rows[8] = {};
-        ASSERT_EQ(LONG(sizeof rows), GetBitmapBits(surface, sizeof rows, rows));
-        for (int row = 0; row < 8; ++row)
-            EXPECT_EQ(kRows[(row + i) % 8], BYTE(rows[row])) << "brush " << i << ", row " << row;
-    }
-    SelectObject(dc, formerBitmap);
-    DeleteDC(dc);
-    DeleteObject(surface);
-}
-
 TEST_F(StartUp, ServesTheCompanionLibrary)
 {
     const StorageScope scope(StorageKind::GlobalMemory);

@@ -1,5 +1,6 @@
 // Packed DIBs out of bitmaps of every depth and storage and back, and hostile headers.
 #include "tests/support/bitmaps.h"
+#include "tests/support/faults.h"
 #include "tests/support/library_test.h"
 
 #include <cstring>
@@ -203,6 +204,47 @@ TEST_F(Dib, RefusesWhatTheHeaderOrTheBlockDoesNotAllow)
     EXPECT_EQ(ERR_INV_PARAMETER, V_ChangeFromDIB(bitmap.get(), nullptr));
     EXPECT_EQ(ERR_NO_BITMAP, V_ConvertFromDIB(nullptr, &good, &good));
     EXPECT_EQ(ERR_INV_PARAMETER, V_ConvertFromDIB(bitmap.get(), &good, nullptr));
+}
+
+// Every acquisition fails once: a bitmap from a DIB is whole, or its record and the DIB are as they were.
+TEST_F(Dib, IsKeptWhenSomethingFails)
+{
+    Random random(41);
+    BitmapHandle rubbish;
+    memset(&rubbish, 0xCD, sizeof rubbish);
+    ForEachVariant(random, 1, [&](const Variant &variant) {
+        TestBitmap source(variant.kind, Image::RandomRuns(random, random.Between(1, 70), 5, variant.bits),
+                          variant.options);
+        const HGLOBAL block = V_ConvertToDIB(source.get());
+        DibWriter dib;
+        dib.bytes.resize(GlobalSize(block));
+        memcpy(dib.bytes.data(), GlobalLock(block), dib.bytes.size());
+        GlobalUnlock(block);
+        GlobalFree(block);
+        const auto *header = reinterpret_cast<const BITMAPINFOHEADER *>(dib.bytes.data());
+        const auto *rows =
+            reinterpret_cast<const RGBQUAD *>(header + 1) + (variant.bits <= 8 ? 1 << DibBits(variant.bits) : 0);
+        for (const bool isChange : {false, true})
+            ForEachFault(kFaultAll | (isChange ? kFaultLocks : 0), [&](FaultInjector &faults) {
+                BitmapHandle record = rubbish;
+                const HGLOBAL given = dib.Block();
+                const int status = faults.Run([&] {
+                    return isChange ? V_ChangeFromDIB(&record, given) : V_ConvertFromDIB(&record, header, rows);
+                });
+                if (!isChange || status != RESULT_SUCCESS) {
+                    EXPECT_EQ(0, memcmp(dib.bytes.data(), GlobalLock(given), dib.bytes.size()));
+                    GlobalUnlock(given);
+                    GlobalFree(given);
+                }
+                if (status == RESULT_SUCCESS) {
+                    EXPECT_EQ(ColorsFromTop(source.get()), ColorsFromTop(&record));
+                    V_FreeBitmap(&record);
+                } else {
+                    EXPECT_TRUE(faults.struck());
+                    EXPECT_TRUE(SameRecord(rubbish, record)) << Describe(record);
+                }
+            });
+    });
 }
 
 } // namespace vexo::test

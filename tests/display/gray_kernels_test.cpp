@@ -1,52 +1,30 @@
 // The gray kernels of every processor level held to the plain ones.
 #include "display/gray_kernels.h"
-#include "tests/support/page_heap.h"
-#include "tests/support/random.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/kernels.h"
 
 namespace vexo::test {
 
-namespace {
+using GrayKernelsTest = KernelTest<SelectGrayKernels>;
 
-GrayKernels KernelsFor(CpuLevel level)
-{
-    GrayKernels kernels = plainGrayKernels;
-    UseVectorKernels(&kernels, level);
-    return kernels;
-}
-
-} // namespace
-
-TEST(GrayKernels, AgreeAtEveryLevel)
+TEST_F(GrayKernelsTest, EveryLevelGivesThePlainResult)
 {
     Random random(81);
-    for (const CpuLevel level : {CpuLevel::Ssse3, CpuLevel::Avx2}) {
-        if (level > DetectCpuLevel())
-            continue;
-        const GrayKernels kernels = KernelsFor(level);
-        for (int round = 0; round < 400; ++round) {
-            const size_t count = size_t(round < 200 ? round : random.Below(2000));
-            for (int kind = 0; kind < 4; ++kind) {
-                const GuardedBuffer bits((count * (size_t(1) << kind) + 7) / 8), sums(count), plainSums(count);
-                random.Fill(bits.data(), bits.size());
-                random.Fill(sums.data(), count);
-                std::copy(sums.data(), sums.data() + count, plainSums.data());
-                kernels.addOnes[kind](sums.data(), bits.data(), count);
-                plainGrayKernels.addOnes[kind](plainSums.data(), bits.data(), count);
-                ASSERT_TRUE(std::equal(sums.data(), sums.data() + count, plainSums.data())) << count << ", " << kind;
-            }
-            const GuardedBuffer bits((count + 7) / 8), bytes(count), plainBytes(count);
-            random.Fill(bits.data(), bits.size());
-            const uint8_t flip = random.OneIn(2) ? 255 : 0;
-            kernels.expand(bytes.data(), bits.data(), count, flip);
-            plainGrayKernels.expand(plainBytes.data(), bits.data(), count, flip);
-            ASSERT_TRUE(std::equal(bytes.data(), bytes.data() + count, plainBytes.data())) << count;
+    const auto kernels = [](bool isPlain) -> const GrayKernels & { return isPlain ? plainGrayKernels : grayKernels; };
+    ForEachLevel([&] {
+        for (int round = 0; round < 400 && !HasFatalFailure(); ++round) {
+            const size_t n = size_t(round < 200 ? round : random.Below(2000));
+            for (int kind = 0; kind < 4; ++kind)
+                ExpectPlainResult(
+                    random, n, (n * (size_t(1) << kind) + 7) / 8,
+                    [&](bool isPlain, auto *sums, auto *bits) { kernels(isPlain).addOnes[kind](sums, bits, n); });
+            ExpectPlainResult(random, n, (n + 7) / 8, [&](bool isPlain, auto *bytes, auto *bits) {
+                kernels(isPlain).expand(bytes, bits, n, uint8_t(round % 2 ? 255 : 0));
+            });
         }
-    }
+    });
 }
 
-TEST(GrayKernels, LevelsAreTheWholeShareOfBlack)
+TEST_F(GrayKernelsTest, LevelsAreTheWholeShareOfBlack)
 {
     for (int total = 1; total <= 255; ++total)
         for (const bool blackIsOne : {false, true}) {
@@ -55,15 +33,13 @@ TEST(GrayKernels, LevelsAreTheWholeShareOfBlack)
             const GuardedBuffer counts(count), levels(count);
             for (size_t i = 0; i < count; ++i)
                 counts[i] = uint8_t(i % size_t(total + 1));
-            for (const CpuLevel level : {CpuLevel::Baseline, CpuLevel::Avx2}) {
-                if (level > DetectCpuLevel())
-                    continue;
-                KernelsFor(level).toLevels(levels.data(), counts.data(), count, scale);
+            ForEachLevel([&] {
+                grayKernels.toLevels(levels.data(), counts.data(), count, scale);
                 for (size_t i = 0; i < count; ++i) {
                     const int black = blackIsOne ? counts[i] : total - counts[i];
                     ASSERT_EQ(255 - black * 255 / total, levels[i]) << black << " of " << total;
                 }
-            }
+            });
         }
 }
 

@@ -1,21 +1,15 @@
 // Filtering along and between rows: every processor level against the plain way, on rows that end at unreadable pages,
 // and the divisions behind them against division.
 #include "geometry/row_resampler.h"
-#include "tests/support/library_test.h"
-#include "tests/support/page_heap.h"
-#include "tests/support/random.h"
+#include "tests/support/kernels.h"
 
-#include <algorithm>
 #include <vector>
 
 namespace vexo::test {
 
 namespace {
 
-class RowResamplerTest : public LibraryTest {
-protected:
-    ~RowResamplerTest() override { SelectSizeKernels(DetectCpuLevel()); }
-};
+using RowResamplerTest = KernelTest<SelectSizeKernels>;
 
 // Rows in which the extreme values, where a division would go wrong first, are frequent.
 void FillRow(Random &random, GuardedBuffer &row)

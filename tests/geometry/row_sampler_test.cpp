@@ -3,22 +3,15 @@
 #include "geometry/row_sampler.h"
 #include "geometry/size_kernels.h"
 #include "tests/support/bitmaps.h"
-#include "tests/support/library_test.h"
-#include "tests/support/page_heap.h"
+#include "tests/support/kernels.h"
 
-#include <gmock/gmock.h>
-
-#include <algorithm>
 #include <vector>
 
 namespace vexo::test {
 
 namespace {
 
-class RowSamplerTest : public LibraryTest {
-protected:
-    ~RowSamplerTest() override { SelectSizeKernels(DetectCpuLevel()); }
-};
+using RowSamplerTest = KernelTest<SelectSizeKernels>;
 
 // A row to sample, from a first destination pixel on, and what must come out.
 struct Case {
@@ -99,29 +92,12 @@ void CheckInPlace(Random &random, Case c)
 TEST_F(RowSamplerTest, EveryLevelTakesThePixelsOfTheFormula)
 {
     Random random(311);
-    for (int level = 0; level <= int(DetectCpuLevel()); ++level) {
-        SelectSizeKernels(CpuLevel(level));
+    ForEachLevel([&] {
         for (int i = 0; i < 3000 && !HasFatalFailure(); ++i)
             CheckCase(random, Case::Make(random));
-    }
+    });
     for (int i = 0; i < 2000 && !HasFatalFailure(); ++i)
         CheckInPlace(random, Case::Make(random));
-}
-
-TEST_F(RowSamplerTest, OtherStepsFollowTheWalk)
-{
-    // The step of one pixel as a full fraction, and a walk that starts with a remainder.
-    const uint8_t source[] = {10, 20, 30, 40, 50, 60};
-    uint8_t row[4] = {};
-    SampleRow(8, 4, {1, 0, 0, 7, 7}, source, row, 4);
-    EXPECT_THAT(row, testing::ElementsAre(20, 30, 40, 50));
-    RowSampler(8, {0, 2, 0, 1, 3}, 4).Sample(row, 4, source);
-    EXPECT_THAT(row, testing::ElementsAre(10, 20, 20, 20));
-
-    // A depth that does not exist writes nothing.
-    SampleRow(12, 4, {0, 0, 1, 0, 1}, source, row, 4);
-    RowSampler(12, {0, 0, 1, 0, 1}, 4).Sample(row, 4, source);
-    EXPECT_THAT(row, testing::ElementsAre(10, 20, 20, 20));
 }
 
 } // namespace vexo::test

@@ -2,19 +2,13 @@
 // lie between unreadable pages and are walked up or down.
 #include "geometry/turn_kernels.h"
 #include "tests/support/bitmaps.h"
-#include "tests/support/library_test.h"
-#include "tests/support/page_heap.h"
-
-#include <algorithm>
+#include "tests/support/kernels.h"
 
 namespace vexo::test {
 
 namespace {
 
-class TurnKernelsTest : public LibraryTest {
-protected:
-    ~TurnKernelsTest() override { SelectTurnKernels(DetectCpuLevel()); }
-};
+using TurnKernelsTest = KernelTest<SelectTurnKernels>;
 
 void CheckBlock(Random &random, TurnKernels::Transpose transpose, int bits, int columns, int rows)
 {
@@ -42,15 +36,14 @@ void CheckBlock(Random &random, TurnKernels::Transpose transpose, int bits, int 
 TEST_F(TurnKernelsTest, EveryLevelTransposes)
 {
     Random random(80);
-    for (int level = 0; level <= int(DetectCpuLevel()); ++level) {
-        SelectTurnKernels(CpuLevel(level));
+    ForEachLevel([&] {
         for (int i = 0; i < 60 && !HasFatalFailure(); ++i) {
             CheckBlock(random, turnKernels.bits, 1, random.Between(1, 150), random.Between(1, 90));
             for (int bytes = 1; bytes <= 4; ++bytes)
                 CheckBlock(random, turnKernels.bytes[bytes - 1], bytes * 8, random.Between(1, 40),
                            random.Between(1, 70));
         }
-    }
+    });
 }
 
 } // namespace vexo::test

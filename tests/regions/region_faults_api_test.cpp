@@ -40,26 +40,4 @@ TEST_F(RegionFaults, ConversionToGdi)
     }
 }
 
-// A kept GDI region that cannot be moved is made anew.
-TEST_F(RegionFaults, MovingTheKeptGdiRegion)
-{
-    ForEachFault(kFaultGdi, [&](FaultInjector &faults) {
-        TestBitmap bitmap(StorageKind::PageFile, 20, 10, 8);
-        const RECT rect = {2, 3, 9, 8};
-        V_SetBitmapRgnRect(bitmap.get(), nullptr, &rect, COMBINE_REPLACE);
-        HRGN region = nullptr;
-        ASSERT_EQ(RESULT_SUCCESS, V_GetBitmapRgnHandle(bitmap.get(), nullptr, &region));
-        DeleteObject(region);
-        region = nullptr;
-        const RegionTransform moved = {ORIENT_BOTTOM_UP, 1, 1, 1, 1, 5, 6};
-        const int status = faults.Run([&] { return V_GetBitmapRgnHandle(bitmap.get(), &moved, &region); });
-        EXPECT_EQ(status == RESULT_SUCCESS, region != nullptr);
-        RECT box;
-        if (region)
-            EXPECT_TRUE(GetRgnBox(region, &box) == SIMPLEREGION && box.left == 7 && box.top == 9);
-        DeleteObject(region);
-        EXPECT_TRUE(V_IsPtInBitmapRgn(bitmap.get(), 3, 2));
-    });
-}
-
 } // namespace vexo::test
