@@ -272,7 +272,6 @@ int vexo::BuildReduced(PendingBitmap *result, BitmapHandle *source, const Reduct
 
 void vexo::ReplaceByConverted(BitmapHandle *bitmap, PendingBitmap *result)
 {
-    V_StopDithering(bitmap);
     (*result)->Region = bitmap->Region;
     bitmap->Region = nullptr;
     result->CommitTo(bitmap);

@@ -335,6 +335,7 @@ void PendingBitmap::MoveTo(BitmapHandle *empty)
 
 void PendingBitmap::CommitTo(BitmapHandle *caller)
 {
+    V_StopDithering(caller); // what runs is for rows of the former size and depth
     V_FreeBitmap(caller);
     MoveTo(caller);
 }

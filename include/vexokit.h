@@ -553,7 +553,8 @@ VEXO_API unsigned VEXO_CALL V_CalcConvertSize(int sourceCount, int sourceBits, i
 /* Dither a bitmap's rows to a palette, one row at a time: V_StartDithering, V_DitherLine for each line of the picture
  * from the top down, V_StopDithering. The bitmap is the source; it need not have storage. Its Width, BitsPerPixel,
  * DitherMode and palette are those at the start (without a palette, the fixed one of the depth). The state hangs on the
- * record's DitherState; stop before the record is freed or filled anew.
+ * record's DitherState; stop before the record is freed or filled anew. Operations that put a bitmap of another size or
+ * depth in its place stop the run.
  *
  * colors       the target palette, or null for the fixed one of the depth. Entries whose reserved byte has bit 0 or 1
  *              (PC_RESERVED, PC_EXPLICIT) are not chosen unless all have. A palette equal in all bytes to the fixed one

@@ -38,6 +38,20 @@ TEST_F(DitherInterface, ChecksItsArguments)
     EXPECT_EQ(ERR_NO_MEMORY, V_StartDithering(&bitmap, nullptr, 2));
 }
 
+TEST_F(DitherInterface, EndsWithTheBitmapItRunsOn)
+{
+    uint8_t source[64] = {}, row[64];
+    const auto size = [](BitmapHandle *bitmap) { return V_SizeBitmap(bitmap, 20, 4); };
+    const auto shear = [](BitmapHandle *bitmap) { return V_ShearBitmap(bitmap, 1000, 1, 0); };
+    const auto reduce = [](BitmapHandle *bitmap) { return V_ColorResBitmap(bitmap, 4, 0, nullptr, 0); };
+    for (int (*const replace)(BitmapHandle *) : {+size, +shear, +reduce}) {
+        TestBitmap bitmap(StorageKind::PageFile, 9, 7, 8);
+        ASSERT_EQ(RESULT_SUCCESS, V_StartDithering(bitmap.get(), nullptr, 2));
+        ASSERT_EQ(RESULT_SUCCESS, replace(bitmap.get()));
+        EXPECT_EQ(ERR_INV_PARAMETER, V_DitherLine(bitmap.get(), source, row));
+    }
+}
+
 TEST_F(DitherInterface, ChoosesDepthsAndBrightnessAsDocumented)
 {
     BitmapHandle bitmap;
