@@ -240,6 +240,18 @@ constexpr ColorSpace kSpaces[] = {
     {3, CmyFromBgr, CmyFromBgr},                                                     // SPACE_CMY
 };
 
+// Between buffers that do not overlap. What lies between the two conversions stays in the nearest cache.
+void ConvertInSteps(uint8_t *target, const ColorSpace &to, const uint8_t *pixels, const ColorSpace &from, size_t count)
+{
+    constexpr size_t kStep = 1024;
+    uint8_t bgr[3 * kStep];
+    for (size_t done = 0; done < count; done += kStep) {
+        const size_t some = std::min(count - done, kStep);
+        from.toBgr(bgr, pixels + done * size_t(from.bytesPerPixel), some);
+        to.fromBgr(target + done * size_t(to.bytesPerPixel), bgr, some);
+    }
+}
+
 bool IsSpace(int space) { return space >= SPACE_BGR && space <= SPACE_CMY; }
 
 } // namespace
@@ -255,15 +267,22 @@ int VEXO_CALL V_ConvertColorSpace(const void *source, void *destination, int cou
         return ERR_INV_PARAMETER;
     const ColorSpace &from = kSpaces[sourceSpace], &to = kSpaces[destinationSpace];
     const uint8_t *pixels = static_cast<const uint8_t *>(source);
+    uint8_t *target = static_cast<uint8_t *>(destination);
+    const size_t sourceBytes = size_t(count) * size_t(from.bytesPerPixel);
+    const size_t targetBytes = size_t(count) * size_t(to.bytesPerPixel);
     if (sourceSpace == SPACE_BGR) {
-        to.fromBgr(static_cast<uint8_t *>(destination), pixels, size_t(count));
+        to.fromBgr(target, pixels, size_t(count));
         return RESULT_SUCCESS;
     }
-    // All of the source is read before the destination is touched, so that the two may overlap.
+    if (pixels + sourceBytes <= target || target + targetBytes <= pixels) {
+        ConvertInSteps(target, to, pixels, from, size_t(count));
+        return RESULT_SUCCESS;
+    }
+    // Of two that overlap all of the source is read before the destination is touched.
     Buffer<uint8_t> bgr(3 * size_t(count));
     if (!bgr)
         return ERR_NO_MEMORY;
     from.toBgr(bgr.data(), pixels, size_t(count));
-    to.fromBgr(static_cast<uint8_t *>(destination), bgr.data(), size_t(count));
+    to.fromBgr(target, bgr.data(), size_t(count));
     return RESULT_SUCCESS;
 }

@@ -142,35 +142,33 @@ VEXO_TARGET_AVX2 void BgrFromHsvAvx2(uint8_t *bgr, const uint8_t *hsv, size_t co
 
 // ---- Y, B - Y, R - Y --------------------------------------------------------------------------------------------
 
-// Four pixels of 16-bit blue, green, red, 0 to Y, U, V, 0.
-VEXO_TARGET_AVX2 inline __m256i YuvOf(__m256i bgr)
+// Four pixels whose blue, green, red and 0 are doubled to words (257 x) to Y, U, V each, close together in the lower 12
+// bytes of the two lanes.
+VEXO_AVX2_PIECE __m256i YuvOf(__m256i doubled)
 {
-    // x * 16384 / 255 = 64 x + 64 x / 255
-    const __m256i shifted = _mm256_slli_epi16(bgr, 6);
-    const __m256i carry = _mm256_add_epi16(_mm256_srli_epi16(shifted, 8), _mm256_set1_epi16(1));
-    const __m256i scaled = _mm256_add_epi16(shifted, _mm256_srli_epi16(_mm256_add_epi16(shifted, carry), 8));
+    // x * 16384 / 255 is 257 x / 4 and a bit that makes a whole of x = 255 only.
+    const __m256i isFull = _mm256_cmpeq_epi16(doubled, _mm256_set1_epi16(-1));
+    const __m256i scaled = _mm256_sub_epi16(_mm256_srli_epi16(doubled, 2), isFull);
     const __m256i halves = _mm256_madd_epi16(scaled, _mm256_set1_epi64x(299ll << 32 | 587 << 16 | 114));
     const __m256i sums = _mm256_add_epi32(halves, _mm256_shuffle_epi32(halves, 0xB1));
-    // Sums are below 2^24, so an eighth of them over 125 is exact with ceil(2^32 / 125).
-    const __m256i quotients = _mm256_mul_epu32(_mm256_srli_epi32(sums, 3), _mm256_set1_epi64x(34359739));
+    // Sums are below 2^24, so that their thousandth is exact with ceil(2^40 / 1000): from the sixth byte on.
+    const __m256i quotients = _mm256_mul_epu32(sums, _mm256_set1_epi64x(1099511628));
     const __m256i lumas = _mm256_shuffle_epi8(
         quotients,
-        _mm256_broadcastsi128_si256(_mm_setr_epi8(4, 5, 4, 5, 4, 5, -1, -1, 12, 13, 12, 13, 12, 13, -1, -1)));
-    const __m256i signs = _mm256_set1_epi64x(0x0000FFFFFFFF0001ll);
+        _mm256_broadcastsi128_si256(_mm_setr_epi8(5, 6, 5, 6, 5, 6, 13, 14, 13, 14, 13, 14, -1, -1, -1, -1)));
+    const __m256i signs = _mm256_broadcastsi128_si256(_mm_setr_epi16(1, -1, -1, 1, -1, -1, 0, 0));
     const __m256i others = _mm256_shuffle_epi8(
-        scaled, _mm256_broadcastsi128_si256(_mm_setr_epi8(-1, -1, 0, 1, 4, 5, -1, -1, -1, -1, 8, 9, 12, 13, -1, -1)));
+        scaled, _mm256_broadcastsi128_si256(_mm_setr_epi8(-1, -1, 0, 1, 4, 5, -1, -1, 8, 9, 12, 13, -1, -1, -1, -1)));
     return _mm256_add_epi16(_mm256_sign_epi16(lumas, signs), others);
 }
 
 VEXO_TARGET_AVX2 void YuvFromBgrAvx2(uint8_t *yuv, const uint8_t *bgr, size_t count)
 {
-    const __m256i closeUp =
-        _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1));
     const auto store = [](uint8_t *p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v); };
     for (; count >= kLeastPixels; count -= kStepPixels, bgr += 24, yuv += 48) {
-        const __m256i quads = LoadPixels(bgr), zero = _mm256_setzero_si256();
-        const __m256i low = _mm256_shuffle_epi8(YuvOf(_mm256_unpacklo_epi8(quads, zero)), closeUp);
-        const __m256i high = _mm256_shuffle_epi8(YuvOf(_mm256_unpackhi_epi8(quads, zero)), closeUp);
+        const __m256i quads = LoadPixels(bgr);
+        const __m256i low = YuvOf(_mm256_unpacklo_epi8(quads, quads));
+        const __m256i high = YuvOf(_mm256_unpackhi_epi8(quads, quads));
         store(yuv, _mm256_castsi256_si128(low));
         store(yuv + 12, _mm256_castsi256_si128(high));
         store(yuv + 24, _mm256_extracti128_si256(low, 1));

@@ -610,7 +610,8 @@ VEXO_API int VEXO_CALL V_HalfToneBitmapExt(BitmapHandle *bitmap, int matrixType,
  *                       buffer, to a space of 3 bytes a pixel.
  * count                 a count below 1 does nothing
  * Returns RESULT_SUCCESS; ERR_INV_PARAMETER for an unknown space, or for a null buffer with a count above 0;
- * ERR_NO_MEMORY when 3 bytes a pixel cannot be had. The destination is written only on success. */
+ * ERR_NO_MEMORY when the buffers overlap and 3 bytes a pixel cannot be had. The destination is written only on
+ * success. */
 VEXO_API int VEXO_CALL V_ConvertColorSpace(const void *source, void *destination, int count, int sourceSpace,
                                            int destinationSpace);
 

@@ -196,13 +196,14 @@ TEST_F(ColorSpaces, RandomPixelsOfEveryPairAndLength)
                 if (HasFatalFailure())
                     return;
             }
-    // A source other than blue-green-red is read to its end before anything is written.
-    std::vector<uint8_t> words(6 * 100), hsv(3 * 100);
-    random.Fill(words.data(), 3 * 100);
-    ASSERT_EQ(RESULT_SUCCESS, V_ConvertColorSpace(words.data(), hsv.data(), 100, SPACE_CMY, SPACE_BGR));
-    std::vector<uint8_t> expected(6 * 100);
-    ASSERT_EQ(RESULT_SUCCESS, V_ConvertColorSpace(hsv.data(), expected.data(), 100, SPACE_BGR, SPACE_YIQ));
-    ASSERT_EQ(RESULT_SUCCESS, V_ConvertColorSpace(words.data(), words.data(), 100, SPACE_CMY, SPACE_YIQ));
+    // An overlapping source other than blue-green-red is read to its end before anything is written.
+    constexpr int kMany = 3000;
+    std::vector<uint8_t> words(6 * kMany), bgr(3 * kMany);
+    random.Fill(words.data(), 3 * kMany);
+    ASSERT_EQ(RESULT_SUCCESS, V_ConvertColorSpace(words.data(), bgr.data(), kMany, SPACE_CMY, SPACE_BGR));
+    std::vector<uint8_t> expected(6 * kMany);
+    ASSERT_EQ(RESULT_SUCCESS, V_ConvertColorSpace(bgr.data(), expected.data(), kMany, SPACE_BGR, SPACE_YIQ));
+    ASSERT_EQ(RESULT_SUCCESS, V_ConvertColorSpace(words.data(), words.data(), kMany, SPACE_CMY, SPACE_YIQ));
     EXPECT_EQ(expected, words);
 }
 
@@ -233,7 +234,7 @@ TEST_F(ColorSpaces, StatedValuesRefusalsAndFaults)
     EXPECT_EQ(untouched, Bytes(out, out + 6));
     ForEachFault(kFaultAll, [&](FaultInjector &faults) {
         uint8_t result[6] = {7, 7, 7, 7, 7, 7};
-        const int status = faults.Run([&] { return V_ConvertColorSpace(pixel, result, 1, SPACE_HSV, SPACE_YUV); });
+        const int status = faults.Run([&] { return V_ConvertColorSpace(result, result, 1, SPACE_HSV, SPACE_YUV); });
         EXPECT_EQ(faults.struck() ? ERR_NO_MEMORY : RESULT_SUCCESS, status);
         EXPECT_EQ(faults.struck(), untouched == Bytes(result, result + 6));
     });
