@@ -36,6 +36,12 @@ VEXO_AVX2_PIECE __m256i MultiplyLanes(__m256i x, __m256i y, __m128i bits)
     return _mm256_srl_epi16(rounded, bits);
 }
 
+// The same for 255, in fewer steps: 32897 / 2^23 is close enough to a 255th for all 16-bit products.
+VEXO_AVX2_PIECE __m256i MultiplyLanes(__m256i x, __m256i y)
+{
+    return _mm256_srli_epi16(_mm256_mulhi_epu16(_mm256_mullo_epi16(x, y), _mm256_set1_epi16(short(32897))), 7);
+}
+
 template <int LaneBytes>
 VEXO_AVX2_PIECE __m256i Multiply(__m256i x, __m256i y, int bits)
 {
@@ -43,9 +49,11 @@ VEXO_AVX2_PIECE __m256i Multiply(__m256i x, __m256i y, int bits)
     if constexpr (LaneBytes == 2)
         return MultiplyLanes(x, y, shift);
     const __m256i zero = _mm256_setzero_si256();
-    const __m256i low = MultiplyLanes(_mm256_unpacklo_epi8(x, zero), _mm256_unpacklo_epi8(y, zero), shift);
-    const __m256i high = MultiplyLanes(_mm256_unpackhi_epi8(x, zero), _mm256_unpackhi_epi8(y, zero), shift);
-    return _mm256_packus_epi16(low, high);
+    const __m256i xLow = _mm256_unpacklo_epi8(x, zero), xHigh = _mm256_unpackhi_epi8(x, zero);
+    const __m256i yLow = _mm256_unpacklo_epi8(y, zero), yHigh = _mm256_unpackhi_epi8(y, zero);
+    if (bits == 8)
+        return _mm256_packus_epi16(MultiplyLanes(xLow, yLow), MultiplyLanes(xHigh, yHigh));
+    return _mm256_packus_epi16(MultiplyLanes(xLow, yLow, shift), MultiplyLanes(xHigh, yHigh, shift));
 }
 
 // x / y of 16 products and channels in 16-bit lanes. Quotients of numbers this small are exact enough in single
