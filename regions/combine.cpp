@@ -14,6 +14,7 @@ struct Operation {
 
     bool keepsOld() const { return truth >> 1 & 1; } // where only old is in
     bool keepsNew() const { return truth >> 2 & 1; }
+    bool keepsBoth() const { return truth >> 3 & 1; } // where both are
 };
 
 constexpr Operation kOperations[] = {
@@ -30,31 +31,43 @@ constexpr Operation kOperations[] = {
 class Operand {
 public:
     explicit Operand(const BitmapRegion &region)
-        : m_region(&region), m_top(region.Bounds.top), m_bottom(region.Bounds.bottom),
-          m_values(region.SegmentDataSize / sizeof(int))
+        : m_top(region.Bounds.top), m_bottom(region.Bounds.bottom), m_values(region.SegmentDataSize / sizeof(int)),
+          m_rows(region.RowTable), m_rowStep(1), m_data(region.SegmentData)
     {
     }
     explicit Operand(const BitmapHandle *whole)
-        : m_top(0), m_bottom(std::max(whole->Height, 0)), m_values(size_t(m_bottom) * 2), m_columns{0, whole->Width}
+        : m_top(0), m_bottom(whole->Width > 0 ? std::max(whole->Height, 0) : 0), m_rows(&m_wholeRow), m_rowStep(0),
+          m_data(m_columns), m_columns{0, whole->Width}
     {
-        if (whole->Width <= 0)
-            m_bottom = 0;
     }
+    Operand(const Operand &) = delete;
+    Operand &operator=(const Operand &) = delete;
 
     int top() const { return m_top; }
     int bottom() const { return m_bottom; }
-    size_t values() const { return m_values; } // of all rows
-    std::span<const int> Row(int row) const
+    // Of some of the rows.
+    uint64_t MostValues(int rows) const { return m_rowStep ? m_values : 2 * uint64_t(rows); }
+
+    // The rows, as long as the operand lives.
+    auto Rows() const
     {
-        if (m_region)
-            return RowSegments(*m_region, row);
-        return row >= m_top && row < m_bottom ? std::span<const int>(m_columns) : std::span<const int>();
+        return [top = m_top, count = unsigned(m_bottom - m_top), rows = m_rows, step = m_rowStep,
+                data = m_data](int row) -> std::span<const int> {
+            const unsigned index = unsigned(row) - unsigned(top);
+            if (index >= count)
+                return {};
+            const RegionRow &entry = rows[index * step];
+            return {data + entry.Offset / sizeof(int), entry.Count};
+        };
     }
 
 private:
-    const BitmapRegion *m_region = nullptr;
     int m_top, m_bottom;
-    size_t m_values;
+    size_t m_values = 0; // of a region
+    const RegionRow *m_rows;
+    unsigned m_rowStep; // from entry to entry
+    const int *m_data;
+    RegionRow m_wholeRow = {2, 0};
     int m_columns[2] = {};
 };
 
@@ -63,31 +76,25 @@ int *CopyRow(std::span<const int> row, bool kept, int *out)
     return kept ? std::copy(row.begin(), row.end(), out) : out;
 }
 
-// Two rows of one segment each, the usual case, without a loop: the four columns in order bound three intervals, in
-// each of which it is known what is in.
+// Two rows of one segment each that overlap, the usual case, without a loop: one of them begins alone, then both are
+// in, and one of them is left alone at the end. A part without columns counts as out.
 int *CombineSegments(const int *old, const int *made, const Operation &operation, int *out)
 {
-    const int innerStart = std::max(old[0], made[0]), innerEnd = std::min(old[1], made[1]);
-    const bool overlap = innerStart < innerEnd;
-    const int columns[4] = {std::min(old[0], made[0]), std::min(innerStart, innerEnd), std::max(innerStart, innerEnd),
-                            std::max(old[1], made[1])};
-    const unsigned states[3] = {old[0] < made[0] ? 1u : 2u, overlap ? 3u : 0u, old[1] > made[1] ? 1u : 2u};
-    unsigned in = 0;
-    for (int i = 0; i < 3; ++i) {
-        const unsigned now = columns[i] < columns[i + 1] ? operation.truth >> states[i] & 1 : in;
-        *out = columns[i];
-        out += now ^ in;
-        in = now;
-    }
-    *out = columns[3];
-    return out + in;
+    const unsigned keepsOld = operation.keepsOld(), keepsNew = operation.keepsNew(), keepsBoth = operation.keepsBoth();
+    const unsigned first = (keepsOld & (old[0] < made[0])) | (keepsNew & (made[0] < old[0]));
+    const unsigned last = (keepsOld & (old[1] > made[1])) | (keepsNew & (made[1] > old[1]));
+    *out = std::min(old[0], made[0]);
+    out += first;
+    *out = std::max(old[0], made[0]);
+    out += first ^ keepsBoth;
+    *out = std::min(old[1], made[1]);
+    out += keepsBoth ^ last;
+    *out = std::max(old[1], made[1]);
+    return out + last;
 }
 
-// Writes at most the values of both rows. One more may be written over and does not count.
-int *CombineRow(std::span<const int> old, std::span<const int> made, const Operation &operation, int *out)
+int *CombineLists(std::span<const int> old, std::span<const int> made, const Operation &operation, int *out)
 {
-    if (old.size() == 2 && made.size() == 2)
-        return CombineSegments(old.data(), made.data(), operation, out);
     const int *a = old.data(), *const aEnd = a + old.size(), *b = made.data(), *const bEnd = b + made.size();
     unsigned state = 0, in = 0;
     while (a != aEnd && b != bEnd) {
@@ -105,6 +112,13 @@ int *CombineRow(std::span<const int> old, std::span<const int> made, const Opera
     return CopyRow({b, bEnd}, operation.keepsNew(), out);
 }
 
+// Writes at most the values of both rows. One more may be written over and does not count.
+int *CombineRow(std::span<const int> old, std::span<const int> made, const Operation &operation, int *out)
+{
+    const bool overlap = old.size() == 2 && made.size() == 2 && std::max(old[0], made[0]) < std::min(old[1], made[1]);
+    return overlap ? CombineSegments(old.data(), made.data(), operation, out) : CombineLists(old, made, operation, out);
+}
+
 BitmapRegion *Combine(const Operand &old, const Operand &made, const Operation &operation)
 {
     const bool keepsOld = operation.keepsOld(), keepsNew = operation.keepsNew();
@@ -114,15 +128,10 @@ BitmapRegion *Combine(const Operand &old, const Operand &made, const Operation &
         bottom = keepsOld ? std::max(old.bottom(), made.bottom()) : std::min(old.bottom(), made.bottom());
     }
     RegionBuilder builder(top, std::max(bottom - top, 0));
-    builder.Reserve(old.values() + made.values() + 1);
-    for (int row = top; row < bottom; ++row) {
-        const std::span<const int> oldRow = old.Row(row), madeRow = made.Row(row);
-        int *out = builder.Reserve(oldRow.size() + madeRow.size() + 1);
-        if (!out)
-            return nullptr;
-        builder.Commit(size_t(CombineRow(oldRow, madeRow, operation, out) - out));
-        builder.EndRow();
-    }
+    builder.MakeRows(bottom - top, old.MostValues(bottom - top) + made.MostValues(bottom - top) + 1,
+                     [oldRows = old.Rows(), madeRows = made.Rows(), operation](int row, int *out) {
+                         return CombineRow(oldRows(row), madeRows(row), operation, out);
+                     });
     return builder.Finish();
 }
 

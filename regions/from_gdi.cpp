@@ -15,23 +15,48 @@ std::span<const RECT> RectsOf(const RGNDATA *data)
     return {reinterpret_cast<const RECT *>(data->Buffer), data->rdh.nCount};
 }
 
-// Whether every set operation must agree with the list: the rectangles lie in the region's box, are not empty, and form
-// bands that do not overlap.
-bool IsBanded(std::span<const RECT> rects, const RECT &box)
+// The x values that the rows of the list come to, or 0 unless every set operation must agree with it: the rectangles
+// lie in the region's box, are not empty, and form bands that do not overlap.
+uint64_t CountBandedValues(std::span<const RECT> rects, const RECT &box)
 {
     const RECT *last = nullptr;
+    uint64_t values = 0;
     for (const RECT &rect : rects) {
         if (rect.left >= rect.right || rect.top >= rect.bottom || rect.left < box.left || rect.right > box.right ||
             rect.top < box.top || rect.bottom > box.bottom)
-            return false;
+            return 0;
         if (last) {
             const bool sameBand = rect.top == last->top && rect.bottom == last->bottom;
             if (sameBand ? rect.left < last->right : rect.top < last->bottom)
-                return false;
+                return 0;
         }
         last = &rect;
+        values += 2 * (uint64_t(rect.bottom) - uint64_t(rect.top));
     }
-    return true;
+    return values;
+}
+
+// The rows of a list that nothing is done to.
+BitmapRegion *FromPlainRects(std::span<const RECT> rects, const RECT &box, uint64_t values)
+{
+    RegionBuilder builder(box.top, box.bottom - box.top);
+    builder.MakeRows(box.bottom - box.top, values,
+                     [band = rects.data(), end = rects.data() + rects.size()](int row, int *out) mutable {
+                         while (band != end && band->bottom <= row)
+                             ++band;
+                         int *const start = out;
+                         for (const RECT *rect = band; rect != end && rect->top <= row; ++rect) {
+                             if (out != start && rect->left == out[-1]) {
+                                 out[-1] = rect->right;
+                                 continue;
+                             }
+                             out[0] = rect->left;
+                             out[1] = rect->right;
+                             out += 2;
+                         }
+                         return out;
+                     });
+    return builder.Finish();
 }
 
 BitmapRegion *FromRects(std::span<const RECT> rects, const RECT &box, const Scaling &scaling, const RECT &window)
@@ -131,8 +156,10 @@ BitmapRegion *RegionFromGdi(HRGN region, const Scaling &scaling, const RECT &win
     const DWORD bytes = ::GetRegionData(region, 0, nullptr);
     const Buffer<BYTE> block(bytes);
     auto *data = reinterpret_cast<RGNDATA *>(block.data());
-    if (block && ::GetRegionData(region, bytes, data) && IsBanded(RectsOf(data), box))
-        return FromRects(RectsOf(data), box, scaling, window);
+    const uint64_t values = block && ::GetRegionData(region, bytes, data) ? CountBandedValues(RectsOf(data), box) : 0;
+    if (values > 0)
+        return scaling.IsIdentity() && IsInside(box, window) ? FromPlainRects(RectsOf(data), box, values)
+                                                             : FromRects(RectsOf(data), box, scaling, window);
     return FromRows(region, box, scaling, window);
 }
 

@@ -103,6 +103,36 @@ public:
             CloseRow();
         ++m_row;
     }
+    // The current row, which is empty so far, and those below it, `count` in all: make(row, out) writes the x values of
+    // one at `out` and returns their end. `mostValues` is the most that all rows and one more write may come to. The
+    // quick way for many short rows: what changes from one to the next stays in registers.
+    template <class Make>
+    void MakeRows(int count, uint64_t mostValues, Make make)
+    {
+        int *start = count > 0 ? Reserve(size_t(std::min<uint64_t>(mostValues, SIZE_MAX))) : nullptr;
+        if (!start)
+            return;
+        RegionRow *entry = m_rows + (m_row - m_top);
+        int *const values = m_values;
+        int left = m_left, right = m_right, first = INT32_MAX, last = INT32_MIN;
+        for (int row = m_row; row < m_row + count; ++row, ++entry) {
+            int *const end = make(row, start);
+            if (end == start)
+                continue;
+            *entry = {unsigned(end - start), unsigned((start - values) * sizeof(int))};
+            left = std::min(left, *start);
+            right = std::max(right, end[-1]);
+            first = std::min(first, row);
+            last = row;
+            start = end;
+        }
+        m_next = m_rowStart = start;
+        m_left = left;
+        m_right = right;
+        m_firstRow = std::min(m_firstRow, first);
+        m_lastRow = std::max(m_lastRow, last);
+        m_row += count;
+    }
     // The current row, which is empty so far, and those below it, `count` in all, become the same as the last one that
     // has segments.
     void RepeatRows(int count);
@@ -160,6 +190,8 @@ void CutRegion(BitmapRegion &region, int height);    // drops the rows from `hei
 struct Scaling {
     int xNum = 1, xDen = 1, yNum = 1, yDen = 1;
     int xOffset = 0, yOffset = 0;
+
+    bool IsIdentity() const { return xNum == xDen && yNum == yDen && xOffset == 0 && yOffset == 0; }
 };
 // A new region: the part inside `window` of one that is moved and scaled. The factors decide the rows and columns that
 // a pixel fills: from its scaled place up to its neighbour's.

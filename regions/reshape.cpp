@@ -49,12 +49,6 @@ void MakeEmpty(BitmapRegion &region)
     region.Bounds = {};
 }
 
-bool IsInside(const RECT &inner, const RECT &outer)
-{
-    return inner.left >= outer.left && inner.top >= outer.top && inner.right <= outer.right &&
-           inner.bottom <= outer.bottom;
-}
-
 int StoreCopy(BitmapHandle *destination, const BitmapHandle *source, const Scaling &scaling)
 {
     if (!source->Region)

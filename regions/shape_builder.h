@@ -11,6 +11,12 @@ namespace vexo {
 // Frees a region at the end of a scope.
 using RegionOwner = gdi::Owner<BitmapRegion *, FreeRegion>;
 
+inline bool IsInside(const RECT &inner, const RECT &outer)
+{
+    return inner.left >= outer.left && inner.top >= outer.top && inner.right <= outer.right &&
+           inner.bottom <= outer.bottom;
+}
+
 constexpr int Clamp32(int64_t value) { return int(std::clamp<int64_t>(value, INT32_MIN, INT32_MAX)); }
 
 // A coordinate through (value + offset) * num / den, truncated. The order of coordinates is kept, or reversed as a

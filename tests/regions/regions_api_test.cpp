@@ -354,6 +354,16 @@ TEST_F(Regions, HugeCoordinates)
         EXPECT_EQ(Image(20, 10, 1), MaskOf(bitmap.get()));
         V_FreeBitmapRgn(bitmap.get());
     }
+
+    // A few rows of more than any list could hold.
+    BitmapHandle tall;
+    V_InitBitmap(&tall, 20, INT_MAX, 1);
+    const RECT part = {3, 1000, 7, 1010};
+    unsigned area = 0;
+    EXPECT_EQ(RESULT_SUCCESS, V_SetBitmapRgnRect(&tall, nullptr, &part, COMBINE_INTERSECT));
+    EXPECT_EQ(RESULT_SUCCESS, V_GetBitmapRgnArea(&tall, &area));
+    EXPECT_EQ(40u, area);
+    V_FreeBitmapRgn(&tall);
 }
 
 // ---- Moves, and the bitmap around a region --------------------------------------------------------------------
