@@ -3,6 +3,8 @@
 #include "tests/support/all_or_nothing.h"
 #include "tests/support/library_test.h"
 
+#include <climits>
+
 namespace vexo::test {
 
 namespace {
@@ -69,6 +71,66 @@ const NamedOperation kOperations[] = {
     {"move region", [](auto *b) { return V_OffsetBitmapRgn(b, 2, -7); }, kNeedsNoRows},
 };
 
+// Calls that are refused for what they ask, whatever the bitmap; this one has 4 bits and an unknown dithering method.
+constexpr RGBQUAD kColors[3] = {};
+constexpr RegionTransform kBadView = {1, 1, 1, 1, 1, 0, 0}, kNoWidth = {0, 1, 0, 1, 1, 0, 0},
+                          kNoHeight = {2, 1, 1, 1, 0, 0, 0};
+const struct {
+    const char *name;
+    int status;
+    int (*run)(BitmapHandle *);
+} kRefused[] = {
+    {"shear too far", ERR_INV_PARAMETER, [](auto *b) { return V_ShearBitmap(b, 4501, 1, 0); }},
+    {"shear too far back", ERR_INV_PARAMETER, [](auto *b) { return V_ShearBitmap(b, INT_MIN, 0, 0); }},
+    {"size without width", ERR_INV_RANGE, [](auto *b) { return V_SizeBitmap(b, 0, 5); }},
+    {"size without height", ERR_INV_RANGE, [](auto *b) { return V_SizeBitmap(b, 5, -5); }},
+    {"size too large", ERR_INV_RANGE, [](auto *b) { return V_SizeBitmap(b, INT_MAX, INT_MAX); }},
+    {"resample without width", ERR_INV_RANGE, [](auto *b) { return V_ResampleBitmap(b, 0, 5); }},
+    {"resample without height", ERR_INV_RANGE, [](auto *b) { return V_ResampleBitmap(b, 5, 0); }},
+    {"resample too large", ERR_INV_RANGE, [](auto *b) { return V_ResampleBitmap(b, INT_MAX, 1); }},
+    {"resample dithered", ERR_INV_PARAMETER, [](auto *b) { return V_ResampleBitmap(b, 20, 20); }},
+    {"halftone", ERR_INV_PARAMETER, [](auto *b) { return V_HalfToneBitmap(b, 2); }},
+    {"halftone flags", ERR_INV_PARAMETER, [](auto *b) { return V_HalfToneBitmapExt(b, 0, kPair, 1); }},
+    {"reduce to no depth", ERR_BAD_BITS_PER_PIXEL, [](auto *b) { return V_ColorResBitmap(b, 9, 0, nullptr, 0); }},
+    {"reduce dithered", ERR_INV_PARAMETER, [](auto *b) { return V_ColorResBitmap(b, 2, 0, nullptr, 0); }},
+    {"reduce to two palettes", ERR_INV_PARAMETER, [](auto *b) { return V_ColorResBitmap(b, 8, 3, nullptr, 0); }},
+    {"reduce to none", ERR_INV_PARAMETER,
+     [](auto *b) { return V_ColorResBitmap(b, 8, COLORRES_CALLER_PALETTE, nullptr, 2); }},
+    {"reduce to too many", ERR_INV_PARAMETER,
+     [](auto *b) { return V_ColorResBitmap(b, 1, COLORRES_CALLER_PALETTE, kColors, 3); }},
+    {"reduce flags", ERR_INV_PARAMETER, [](auto *b) { return V_ColorResBitmap(b, 8, 0x8000, nullptr, 0); }},
+    {"underlay flags", ERR_INV_PARAMETER, [](auto *b) { return V_UnderlayBitmap(b, other, 2); }},
+    {"underlay of none", ERR_NO_BITMAP, [](auto *b) { return V_UnderlayBitmap(b, nullptr, UNDERLAY_TILE); }},
+    {"alpha of none", ERR_NO_BITMAP, [](auto *b) { return V_SetBitmapAlpha(b, nullptr); }},
+    {"crop to nothing", ERR_INV_RANGE, [](auto *b) { return V_CopyBitmapRect(b, b, 0, 0, 8, -1); }},
+    {"no height", ERR_INV_RANGE, [](auto *b) { return V_ChangeBitmapHeight(b, 0); }},
+    {"colours before the first", ERR_INV_PARAMETER, [](auto *b) { return V_PutBitmapColors(b, -1, 2, kPair); }},
+    {"colours behind the last", ERR_INV_PARAMETER, [](auto *b) { return V_PutBitmapColors(b, 15, 2, kPair); }},
+    {"mode", ERR_INV_PARAMETER, [](auto *b) { return V_SetBitmapRgnRect(b, nullptr, &kRect, 7); }},
+    {"mode of a polygon", ERR_INV_PARAMETER,
+     [](auto *b) { return V_SetBitmapRgnPolygon(b, nullptr, kPoints, 5, 0, 7); }},
+    {"mode of a colour", ERR_INV_PARAMETER, [](auto *b) { return V_SetBitmapRgnColor(b, 0, 7); }},
+    {"no rectangle", ERR_INV_PARAMETER,
+     [](auto *b) { return V_SetBitmapRgnRect(b, nullptr, nullptr, COMBINE_REPLACE); }},
+    {"no ellipse", ERR_INV_PARAMETER,
+     [](auto *b) { return V_SetBitmapRgnEllipse(b, nullptr, nullptr, COMBINE_REPLACE); }},
+    {"no round rectangle", ERR_INV_PARAMETER,
+     [](auto *b) { return V_SetBitmapRgnRoundRect(b, nullptr, nullptr, 1, 1, COMBINE_REPLACE); }},
+    {"no points", ERR_INV_PARAMETER,
+     [](auto *b) { return V_SetBitmapRgnPolygon(b, nullptr, nullptr, 3, 0, COMBINE_REPLACE); }},
+    {"fill mode", ERR_INV_PARAMETER,
+     [](auto *b) { return V_SetBitmapRgnPolygon(b, nullptr, kPoints, 3, 2, COMBINE_REPLACE); }},
+    {"no region", ERR_INV_PARAMETER,
+     [](auto *b) { return V_SetBitmapRgnHandle(b, nullptr, nullptr, COMBINE_REPLACE); }},
+    {"a palette as a region", ERR_INV_PARAMETER,
+     [](auto *b) { return V_SetBitmapRgnHandle(b, nullptr, HRGN(b->Palette), COMBINE_REPLACE); }},
+    {"view", ERR_INV_PARAMETER, [](auto *b) { return V_SetBitmapRgnRect(b, &kBadView, &kRect, COMBINE_REPLACE); }},
+    {"no width", ERR_INV_PARAMETER,
+     [](auto *b) { return V_SetBitmapRgnEllipse(b, &kNoWidth, &kRect, COMBINE_REPLACE); }},
+    {"no height", ERR_INV_PARAMETER,
+     [](auto *b) { return V_SetBitmapRgnRoundRect(b, &kNoHeight, &kRect, 2, 2, COMBINE_REPLACE); }},
+};
+
 } // namespace
 
 TEST_F(Operations, AreAllOrNothing)
@@ -108,6 +170,21 @@ TEST_F(Operations, RefuseBitmapsThatDoNotExist)
             continue;
         EXPECT_EQ(operation.missing, operation.run(&empty)) << operation.name;
         EXPECT_TRUE(SameRecord(BitmapHandle{}, empty)) << operation.name;
+    }
+}
+
+TEST_F(Operations, RefuseWhatMakesNoSense)
+{
+    Random random(2);
+    TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 20, 10, 4)), second(StorageKind::PageFile, 9, 7, 8);
+    bitmap->DitherMode = 9;
+    other = second.get();
+    V_SetBitmapRgnRect(bitmap.get(), nullptr, &kRect, COMBINE_REPLACE);
+    const BitmapSnapshot before(bitmap.get());
+    for (const auto &refused : kRefused) {
+        SCOPED_TRACE(refused.name);
+        EXPECT_EQ(refused.status, refused.run(bitmap.get()));
+        before.ExpectUnchanged();
     }
 }
 

@@ -99,16 +99,13 @@ TEST_F(GrayHalftone, PixelsFollowLuminanceForEveryFormat)
         });
 }
 
-TEST_F(GrayHalftone, KindsAndPalettesAreChecked)
+TEST_F(GrayHalftone, PalettesAreChecked)
 {
     TestBitmap bitmap(StorageKind::PageFile, 9, 9, 3);
     const auto setPalette = [&](HPALETTE palette) {
         DeleteObject(bitmap->Palette);
         bitmap->Palette = palette;
     };
-    for (const int kind : {2, -1})
-        EXPECT_EQ(ERR_INV_PARAMETER, V_HalfToneBitmap(bitmap.get(), kind));
-    EXPECT_EQ(ERR_INV_PARAMETER, V_HalfToneBitmapExt(bitmap.get(), 0, kPair, 1));
     setPalette(V_CreatePalette(kPair, 2));
     EXPECT_EQ(ERR_NO_BITMAP, V_GrayScaleBitmap(bitmap.get())) << "fewer entries than indices";
     setPalette(CreateHalftonePalette(nullptr));

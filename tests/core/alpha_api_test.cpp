@@ -146,9 +146,6 @@ TEST_F(Alpha, StoppedCallsChangeNothing)
         EXPECT_EQ(StatusRecorder::kStopped, V_SetBitmapAlpha(bitmap.get(), source.get()));
         before.ExpectUnchanged();
     }
-    BitmapHandle empty = {};
-    for (BitmapHandle *missing : {static_cast<BitmapHandle *>(nullptr), &empty})
-        EXPECT_EQ(ERR_NO_BITMAP, V_SetBitmapAlpha(bitmap.get(), missing));
     EXPECT_EQ(ERR_NO_BITMAP, V_GetBitmapAlpha(bitmap.get(), nullptr));
 }
 

@@ -7,29 +7,78 @@
 #include "tests/support/memory_device.h"
 #include "tests/support/status_recorder.h"
 
-#include <cstdio>
-
 namespace vexo::test {
 
 namespace {
 
 // ---- A printer that writes down what it is told ----------------------------------------------------------------
 
-struct Blit {
-    RECT destination; // left, top, width, height
-    RECT source;
-    BITMAPINFOHEADER header;
-    UINT usage;
-};
-
-class Printer {
-public:
+struct Printer {
     Printer() : device(kPageWidth, kPageHeight, 24)
     {
-        s_printer = this;
         Clear();
+        hooks.Add<decltype(GetProfileStringA)>(
+            "kernel32.dll", "GetProfileStringA",
+            [this](auto, const char *section, const char *key, const char *, char *text, DWORD size) {
+                EXPECT_STREQ("windows", section);
+                EXPECT_STREQ("device", key);
+                EXPECT_EQ(81u, size);
+                lstrcpynA(text, entry.c_str(), int(size));
+                return DWORD(lstrlenA(text));
+            });
+        hooks.Add<decltype(CreateDCA)>(
+            "gdi32.dll", "CreateDCA",
+            [this](auto, const char *driver, const char *name, const char *port, const DEVMODEA *mode) {
+                EXPECT_EQ(nullptr, mode);
+                Say("create:" + std::string(driver) + ":" + name + ":" + port);
+                return exists ? device.dc() : nullptr;
+            });
+        hooks.Add<decltype(StartDocA)>("gdi32.dll", "StartDocA", [this](auto, HDC, const DOCINFOA *document) {
+            EXPECT_STREQ("VEXO GRAPHIC", document->lpszDocName);
+            EXPECT_TRUE(document->cbSize == sizeof *document && !document->lpszOutput);
+            return Say("job", startDoc);
+        });
+        hooks.Add<decltype(StartPage)>("gdi32.dll", "StartPage", [this](auto, HDC) { return Say("page"); });
+        hooks.Add<decltype(EndPage)>("gdi32.dll", "EndPage", [this](auto, HDC) { return Say("endpage", endPage); });
+        hooks.Add<decltype(EndDoc)>("gdi32.dll", "EndDoc", [this](auto, HDC) { return Say("endjob", endDoc); });
+        hooks.Add<decltype(AbortDoc)>("gdi32.dll", "AbortDoc", [this](auto, HDC) { return Say("abort"); });
+        hooks.Add<decltype(DeleteDC)>("gdi32.dll", "DeleteDC", [this](auto next, HDC dc) {
+            return dc == device.dc() ? Say("delete") : next(dc);
+        });
+        hooks.Add<decltype(GetDeviceCaps)>("gdi32.dll", "GetDeviceCaps", [this](auto next, HDC dc, int index) {
+            switch (dc == device.dc() ? index : -1) {
+            case TECHNOLOGY: return DT_RASPRINTER;
+            case HORZRES: return kPageWidth;
+            case VERTRES: return kPageHeight;
+            case BITSPIXEL: return bits;
+            case PLANES: return 1;
+            case NUMCOLORS: return colors;
+            default: return next(dc, index);
+            }
+        });
+        hooks.Add<decltype(StretchDIBits)>(
+            "gdi32.dll", "StretchDIBits",
+            [this](auto next, HDC dc, int x, int y, int width, int height, int fromX, int fromY, int fromWidth,
+                   int fromHeight, const void *rows, const BITMAPINFO *info, UINT usage, DWORD rop) {
+                EXPECT_EQ(DWORD(SRCCOPY), rop);
+                if (!log.ends_with("paint"))
+                    Say("paint");
+                blits.push_back({{x, y, width, height}, {fromX, fromY, fromWidth, fromHeight}, info->bmiHeader, usage});
+                return next(dc, x, y, width, height, fromX, fromY, fromWidth, fromHeight, rows, info, usage, rop);
+            });
     }
     void Clear() { PatBlt(device.dc(), 0, 0, kPageWidth, kPageHeight, WHITENESS); }
+    int Say(const std::string &word, int result = 1)
+    {
+        log += (log.empty() ? "" : " ") + word;
+        return result;
+    }
+
+    struct Blit {
+        RECT destination, source; // left, top, width, height
+        BITMAPINFOHEADER header;
+        UINT usage;
+    };
 
     static constexpr int kPageWidth = 101, kPageHeight = 141;
     MemoryDevice device;
@@ -39,97 +88,7 @@ public:
     int bits = 24, colors = -1;
     int startDoc = 1, endPage = 1, endDoc = 1;
     bool exists = true;
-
-    bool IsPrinter(HDC dc) const { return dc == device.dc(); }
-    static inline Printer *s_printer;
-
-private:
-    void Say(const char *word) { log += (log.empty() ? "" : " ") + std::string(word); }
-
-    static DWORD WINAPI ProfileString(const char *section, const char *key, const char *, char *text, DWORD size)
-    {
-        EXPECT_STREQ("windows", section);
-        EXPECT_STREQ("device", key);
-        EXPECT_EQ(81u, size);
-        lstrcpynA(text, s_printer->entry.c_str(), int(size));
-        return DWORD(lstrlenA(text));
-    }
-    static HDC WINAPI CreateDevice(const char *driver, const char *name, const char *port, const DEVMODEA *mode)
-    {
-        EXPECT_EQ(nullptr, mode);
-        s_printer->Say(("create:" + std::string(driver) + ":" + name + ":" + port).c_str());
-        return s_printer->exists ? s_printer->device.dc() : nullptr;
-    }
-    static int WINAPI BeginJob(HDC, const DOCINFOA *document)
-    {
-        EXPECT_STREQ("VEXO GRAPHIC", document->lpszDocName);
-        EXPECT_TRUE(document->cbSize == sizeof *document && !document->lpszOutput);
-        s_printer->Say("job");
-        return s_printer->startDoc;
-    }
-    static int WINAPI BeginPage(HDC)
-    {
-        s_printer->Say("page");
-        return 1;
-    }
-    static int WINAPI FinishPage(HDC)
-    {
-        s_printer->Say("endpage");
-        return s_printer->endPage;
-    }
-    static int WINAPI FinishJob(HDC)
-    {
-        s_printer->Say("endjob");
-        return s_printer->endDoc;
-    }
-    static int WINAPI Abort(HDC)
-    {
-        s_printer->Say("abort");
-        return 1;
-    }
-    static BOOL WINAPI Delete(HDC dc)
-    {
-        if (!s_printer->IsPrinter(dc))
-            return s_printer->m_hooks.deleteDC.Next()(dc);
-        s_printer->Say("delete");
-        return TRUE;
-    }
-    static int WINAPI Caps(HDC dc, int index)
-    {
-        switch (s_printer->IsPrinter(dc) ? index : -1) {
-        case TECHNOLOGY: return DT_RASPRINTER;
-        case HORZRES: return kPageWidth;
-        case VERTRES: return kPageHeight;
-        case BITSPIXEL: return s_printer->bits;
-        case PLANES: return 1;
-        case NUMCOLORS: return s_printer->colors;
-        default: return s_printer->m_hooks.caps.Next()(dc, index);
-        }
-    }
-    static int WINAPI Stretch(HDC dc, int x, int y, int width, int height, int fromX, int fromY, int fromWidth,
-                              int fromHeight, const void *rows, const BITMAPINFO *info, UINT usage, DWORD rop)
-    {
-        EXPECT_EQ(DWORD(SRCCOPY), rop);
-        if (s_printer->log.empty() || !s_printer->log.ends_with("paint"))
-            s_printer->Say("paint");
-        s_printer->blits.push_back(
-            {{x, y, width, height}, {fromX, fromY, fromWidth, fromHeight}, info->bmiHeader, usage});
-        return s_printer->m_hooks.stretch.Next()(dc, x, y, width, height, fromX, fromY, fromWidth, fromHeight, rows,
-                                                 info, usage, rop);
-    }
-
-    struct Hooks {
-        ImportHook<decltype(GetProfileStringA)> profile{"kernel32.dll", "GetProfileStringA", ProfileString};
-        ImportHook<decltype(CreateDCA)> create{"gdi32.dll", "CreateDCA", CreateDevice};
-        ImportHook<decltype(StartDocA)> startDoc{"gdi32.dll", "StartDocA", BeginJob};
-        ImportHook<decltype(StartPage)> startPage{"gdi32.dll", "StartPage", BeginPage};
-        ImportHook<decltype(EndPage)> endPage{"gdi32.dll", "EndPage", FinishPage};
-        ImportHook<decltype(EndDoc)> endDoc{"gdi32.dll", "EndDoc", FinishJob};
-        ImportHook<decltype(AbortDoc)> abort{"gdi32.dll", "AbortDoc", Abort};
-        ImportHook<decltype(DeleteDC)> deleteDC{"gdi32.dll", "DeleteDC", Delete};
-        ImportHook<decltype(GetDeviceCaps)> caps{"gdi32.dll", "GetDeviceCaps", Caps};
-        ImportHook<decltype(StretchDIBits)> stretch{"gdi32.dll", "StretchDIBits", Stretch};
-    } m_hooks;
+    Replacements hooks;
 };
 
 const std::string kOpened = "create:somedriv:Some Printer:LPT7: job page";
@@ -349,7 +308,7 @@ TEST_F(Printing, FastHandsPlainPixelsOverInOnePiece)
             EXPECT_EQ("paint", LogOf([&] { V_PrintBitmapFast(dc, bitmap.get(), 0, 90, width, height, 0); }));
             EXPECT_TRUE(noOne.percentages().empty());
             ASSERT_EQ(1u, printer.blits.size());
-            const Blit &blit = printer.blits[0];
+            const Printer::Blit &blit = printer.blits[0];
             const RECT place = {0, 90, width, height}, whole = {0, 0, width, height};
             EXPECT_TRUE(EqualRect(&place, &blit.destination) && EqualRect(&whole, &blit.source));
             EXPECT_TRUE(blit.header.biWidth == width && blit.header.biHeight == height);

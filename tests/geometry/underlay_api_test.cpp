@@ -144,10 +144,6 @@ TEST_F(Underlay, LeavesWhatItCannotOrNeedNotChange)
     TestBitmap bitmap(StorageKind::PageFile, Image::RandomRuns(random, 30, 6, 24));
     SetRandomRegion(bitmap.get(), random);
     const BitmapSnapshot before(bitmap.get()), belowBefore(below.get());
-    BitmapHandle empty = {};
-    EXPECT_EQ(ERR_NO_BITMAP, V_UnderlayBitmap(bitmap.get(), nullptr, UNDERLAY_TILE));
-    EXPECT_EQ(ERR_NO_BITMAP, V_UnderlayBitmap(bitmap.get(), &empty, UNDERLAY_TILE));
-    EXPECT_EQ(ERR_INV_PARAMETER, V_UnderlayBitmap(bitmap.get(), below.get(), 2));
     EXPECT_EQ(RESULT_SUCCESS, V_UnderlayBitmap(bitmap.get(), below.get(), UNDERLAY_TILE)) << "nothing is transparent";
     before.ExpectUnchanged();
     MakeTransparent(bitmap.get(), random);

@@ -6,6 +6,7 @@
 #include <windows.h>
 
 #include <cstddef>
+#include <memory>
 #include <new>
 #include <vector>
 
@@ -16,7 +17,7 @@ namespace vexo::test {
 class ImportHookBase {
 public:
     ImportHookBase(const char *dll, const char *function, void *replacement);
-    ~ImportHookBase();
+    virtual ~ImportHookBase();
     ImportHookBase(const ImportHookBase &) = delete;
     ImportHookBase &operator=(const ImportHookBase &) = delete;
 
@@ -70,6 +71,19 @@ Replacement<Function, Callable> Replace(const char *dll, const char *function, C
 {
     return {dll, function, callable};
 }
+
+// Any number of them that come and go together.
+class Replacements {
+public:
+    template <class Function, class Callable>
+    void Add(const char *dll, const char *function, Callable callable)
+    {
+        m_hooks.emplace_back(new Replacement<Function, Callable>(dll, function, callable));
+    }
+
+private:
+    std::vector<std::unique_ptr<ImportHookBase>> m_hooks;
+};
 
 // Room for hooks that stay until the process ends. They can be reached while they are being made, because another
 // thread may call a stand-in as soon as it is in place.
