@@ -46,7 +46,7 @@ const NamedOperation kOperations[] = {
     {"shear to the right", [](auto *b) { return V_ShearBitmap(b, 2000, 1, 0); }, kReports},
     {"shear downwards", [](auto *b) { return V_ShearBitmap(b, -700, 0, 0); }, kReports},
     {"size", [](auto *b) { return V_SizeBitmap(b, 31, 8); }, kReports, ERR_INV_PARAMETER},
-    {"resample", [](auto *b) { return V_ResampleBitmap(b, 31, 8); }, kReports},
+    {"resample", [](auto *b) { return V_ResampleBitmap(b, 13, 40); }, kReports},
     {"gray scale", [](auto *b) { return V_GrayScaleBitmap(b); }, kReports},
     {"halftone", [](auto *b) { return V_HalfToneBitmap(b, HALFTONE_CLUSTERED); }, kReports},
     {"halftone of two colours", [](auto *b) { return V_HalfToneBitmapExt(b, HALFTONE_DISPERSED, kPair, 0); }, kReports},

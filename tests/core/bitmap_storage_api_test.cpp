@@ -274,6 +274,15 @@ TEST_F(Storage, DuplicateTakesTheAttributes)
     EXPECT_EQ(ERR_INV_RANGE, V_DupBitmapNewDim(&copy, source.get(), 0, 1, 8, DUP_ALLOCATE));
 }
 
+TEST_F(Storage, CopiedHandleSharesEverything)
+{
+    TestBitmap bitmap(StorageKind::PageFile, 5, 5, 8);
+    bitmap->Reserved = 0x12345678;
+    BitmapHandle copy = Rubbish();
+    V_CopyBitmapHandle(&copy, bitmap.get());
+    EXPECT_TRUE(SameRecord(copy, *bitmap.get()));
+}
+
 TEST_F(Storage, PlaybackParametersAndColours)
 {
     Random random(8);

@@ -153,11 +153,17 @@ TEST_F(Copies, DataGoesBetweenSizesAndKindsOfStorage)
         const StorageKind kind = isPlain && random.OneIn(2)                   ? StorageKind::Compressed
                                  : variant.kind == StorageKind::TemporaryFile ? StorageKind::GlobalMemory
                                                                               : variant.kind;
-        const Image image = Image::Random(random, random.Between(1, 70), random.Between(1, 6), bits);
+        Image image = Image::Random(random, random.Between(1, 70), random.Between(1, 6), bits);
         const bool isSameSize = random.OneIn(2);
         const Image former = Image::Random(random, isSameSize ? image.width : random.Between(1, 70),
                                            isSameSize ? image.height : random.Between(1, 6), bits);
         TestBitmap source(variant.kind, image), destination(kind, former);
+        if (variant.kind != StorageKind::GlobalMemory && random.OneIn(4)) { // rows never written
+            V_FreeBitmap(source.get());
+            V_CreateBitmap(source.get(), MemoryType(variant.kind), image.width, image.height, bits, COLOR_ORDER_BGR,
+                           nullptr, ORIENT_BOTTOM_UP);
+            std::ranges::fill(image.pixels, 0u);
+        }
         const BitmapSnapshot before(source.get());
         ASSERT_EQ(RESULT_SUCCESS, V_CopyBitmapData(destination.get(), source.get()));
         before.ExpectUnchanged();

@@ -154,6 +154,12 @@ TEST_F(BitmapDC, RefusesWhatHasNoDibForm)
     EXPECT_FALSE(V_DeleteVexoDC(nullptr));
 }
 
+namespace {
+
+HBITMAP WINAPI FailToMake(HDC, const BITMAPINFO *, UINT, void **, HANDLE, DWORD) { return nullptr; }
+
+} // namespace
+
 TEST_F(BitmapDC, KeepsThePictureWhenItFails)
 {
     ForEachCase([](const Variant &c, const Image &image) {
@@ -173,11 +179,13 @@ TEST_F(BitmapDC, KeepsThePictureWhenItFails)
             EXPECT_TRUE(attempt([&](auto *bitmap) { return faults.Run([&] { return V_CreateVexoDC(bitmap); }); }) ||
                         faults.struck());
         });
-        {
-            // The library looks the function up.
+        // The library looks the function up, which is missing or fails.
+        for (const bool isMissing : {false, true}) {
             const auto noDibSections = Replace<decltype(GetProcAddress)>(
-                "kernel32.dll", "GetProcAddress", [](auto next, HMODULE module, LPCSTR name) {
-                    return strcmp(name, "CreateDIBSection") == 0 ? nullptr : next(module, name);
+                "kernel32.dll", "GetProcAddress", [=](auto next, HMODULE module, LPCSTR name) {
+                    if (strcmp(name, "CreateDIBSection") != 0)
+                        return next(module, name);
+                    return isMissing ? nullptr : reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(FailToMake));
                 });
             EXPECT_FALSE(attempt([](auto *bitmap) { return V_CreateVexoDC(bitmap); }));
         }

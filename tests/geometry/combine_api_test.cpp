@@ -192,6 +192,19 @@ TEST_F(Combine, WordsWithoutASourceWriteTheClippedRectangle)
     }
 }
 
+TEST_F(Combine, ABitmapCombinesWithItself)
+{
+    Random random(74);
+    for (int bits : {1, 4, 8, 24}) {
+        const Image image = Image::Random(random, 50, 1, bits);
+        TestBitmap bitmap(StorageKind::PageFile, image);
+        ASSERT_EQ(RESULT_SUCCESS, V_CombineBitmap(bitmap.get(), 7, 0, 40, 1, bitmap.get(), 2, 0, CMB_DST_ONES));
+        const Image result = Load(bitmap.get());
+        for (int x = 0; x < 50; ++x)
+            ASSERT_EQ(image.At(0, x >= 7 && x < 47 ? x - 5 : x), result.At(0, x));
+    }
+}
+
 TEST_F(Combine, BadCallsAreRefusedAndEmptyOnesSucceed)
 {
     Random random(75);
