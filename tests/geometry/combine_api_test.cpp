@@ -136,16 +136,12 @@ TEST_F(Combine, EveryFlagWordFollowsTheTables)
 TEST_F(Combine, RectanglesOrientationsRegionsAndStorages)
 {
     Random random(72);
-    for (int i = 0; i < 264; ++i) {
-        const int bits = kAllDepths[size_t(i) % kAllDepths.size()];
-        const auto kinds = StorageKinds(bits);
-        const StorageKind kind = kinds[size_t(random.Below(int(kinds.size())))];
-        SCOPED_TRACE(testing::Message() << bits << " bits, " << kind);
-        const StorageScope scope(kind);
+    ForEachVariant(random, 8, [&](const Variant &variant) {
+        const int bits = variant.bits;
         const Image image = Image::RandomRuns(random, random.Between(1, 60), random.Between(1, 9), bits);
         const Image sourceImage = Image::RandomRuns(random, random.Between(1, 60), random.Between(1, 9), bits);
-        TestBitmap destination(kind, image, {COLOR_ORDER_BGR, random.Below(2) * 2, {}});
-        TestBitmap source(kind, sourceImage, {COLOR_ORDER_BGR, random.Below(2) * 2, {}});
+        TestBitmap destination(variant.kind, image, variant.options);
+        TestBitmap source(variant.kind, sourceImage, RandomOptions(random, bits));
         if (random.OneIn(2))
             SetRandomRegion(destination.get(), random);
         if (random.OneIn(2))
@@ -163,13 +159,12 @@ TEST_F(Combine, RectanglesOrientationsRegionsAndStorages)
             flags = CMB_DST_ONES;
         }
         const Place place = RandomPlace(random, image, sourceImage);
-        const Image expected =
-            CombinedImage(image, RegionMask(destination.get()), sourceImage, RegionMask(source.get()),
-                          source->Orientation != destination->Orientation, place, flags);
+        const Image expected = CombinedImage(image, MaskOf(destination.get()), sourceImage, MaskOf(source.get()),
+                                             source->Orientation != destination->Orientation, place, flags);
         ASSERT_EQ(RESULT_SUCCESS, CombineAt(destination.get(), source.get(), place, flags));
         ASSERT_EQ(expected, Load(destination.get())) << std::hex << flags;
         sourceBefore.ExpectUnchanged();
-    }
+    });
 }
 
 TEST_F(Combine, WordsWithoutASourceWriteTheClippedRectangle)

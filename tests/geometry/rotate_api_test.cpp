@@ -78,20 +78,18 @@ double BoxSide(int along, int across, int angle)
 TEST_F(Rotate, QuarterAndHalfTurnsMoveEveryPixel)
 {
     Random random(81);
-    for (int i = 0; i < 220; ++i) {
-        const int bits = kAllDepths[size_t(i) % kAllDepths.size()];
-        const StorageKind kind = RandomKind(random, bits);
-        const StorageScope scope(kind);
+    ForEachVariant(random, 6, [&](const Variant &variant) {
+        const auto &[bits, kind, options] = variant;
         const int width = random.Between(1, random.OneIn(8) ? 400 : 70);
         const Image image = Image::RandomRuns(random, width, random.OneIn(3) ? width : random.Between(1, 150), bits);
-        TestBitmap bitmap(kind, image, {random.Below(2), random.Below(2) * 2, {}});
-        SCOPED_TRACE(testing::Message() << image.width << " x " << image.height << " x " << bits << ", " << kind);
+        TestBitmap bitmap(kind, image, options);
+        SCOPED_TRACE(testing::Message() << image.width << " x " << image.height);
         bitmap->AnimDelay = 7;
         bitmap->DitherMode = 3;
         const BitmapHandle before = *bitmap.get();
         if (random.OneIn(2))
             SetRandomRegion(bitmap.get(), random);
-        const Image mask = RegionMask(bitmap.get());
+        const Image mask = MaskOf(bitmap.get());
         const int quarters = random.Between(1, 3);
         const int angle = quarters * 9000 + random.Between(-2, 2) * 36000;
         if (random.OneIn(2))
@@ -99,10 +97,10 @@ TEST_F(Rotate, QuarterAndHalfTurnsMoveEveryPixel)
         else
             ASSERT_EQ(RESULT_SUCCESS, V_RotateBitmapFine(bitmap.get(), angle, 1, RGB(9, 9, 9)));
         ASSERT_EQ(Turned(image, quarters, before.Orientation), Load(bitmap.get()));
-        ASSERT_EQ(Turned(mask, quarters, before.Orientation), RegionMask(bitmap.get()));
+        ASSERT_EQ(Turned(mask, quarters, before.Orientation), MaskOf(bitmap.get()));
         ASSERT_EQ(RESULT_SUCCESS, V_RotateBitmap(bitmap.get(), -90 * quarters, 1));
         ASSERT_EQ(image, Load(bitmap.get()));
-        ASSERT_EQ(mask, RegionMask(bitmap.get()));
+        ASSERT_EQ(mask, MaskOf(bitmap.get()));
         BitmapHandle after = *bitmap.get(); // all but where the rows are
         after.Region = before.Region;
         after.Handle = before.Handle;
@@ -112,26 +110,23 @@ TEST_F(Rotate, QuarterAndHalfTurnsMoveEveryPixel)
         after.CachedRowOffset = before.CachedRowOffset;
         after.Flags ^= (after.Flags ^ before.Flags) & (FLAG_MEMORY | FLAG_DISK); // a file may become memory
         EXPECT_TRUE(SameRecord(before, after)) << Describe(before) << "\n" << Describe(after);
-    }
+    });
 }
 
 TEST_F(Rotate, OtherAnglesTakeThePixelBelowTheMiddle)
 {
     Random random(82);
-    for (int i = 0; i < 132; ++i) {
-        const int bits = kAllDepths[size_t(i) % kAllDepths.size()];
-        const StorageKind kind = RandomKind(random, bits);
-        const StorageScope scope(kind);
+    ForEachVariant(random, 4, [&](const Variant &variant) {
+        const auto &[bits, kind, options] = variant;
         const Image image = Image::RandomRuns(random, random.Between(1, 60), random.Between(1, 60), bits);
-        TestBitmap bitmap(kind, image, {COLOR_ORDER_BGR, random.Below(2) * 2, {}});
+        TestBitmap bitmap(kind, image, {COLOR_ORDER_BGR, options.orientation, options.palette});
         if (random.OneIn(2))
             SetRandomRegion(bitmap.get(), random);
         const bool hasRegion = V_BitmapHasRgn(bitmap.get()) != 0;
-        const Image mask = RegionMask(bitmap.get());
+        const Image mask = MaskOf(bitmap.get());
         const bool resize = random.OneIn(2);
         const int angle = random.Between(-40000, 40000);
-        SCOPED_TRACE(testing::Message() << bits << " bits, " << kind << ", angle " << angle
-                                        << (resize ? ", resized" : ""));
+        SCOPED_TRACE(testing::Message() << "angle " << angle << (resize ? ", resized" : ""));
         const COLORREF fill = bits <= 8 ? COLOR_INDEX(1) : RGB(0, 0, 255);
         const uint32_t fillPixel = bits <= 8 ? 1 : bits == 16 ? 31 : 255;
         ASSERT_EQ(RESULT_SUCCESS, V_RotateBitmapFine(bitmap.get(), angle, resize, fill));
@@ -148,8 +143,8 @@ TEST_F(Rotate, OtherAnglesTakeThePixelBelowTheMiddle)
         ASSERT_NO_FATAL_FAILURE(ExpectRotated(image, result, angle, bitmap->Orientation, fillPixel));
         ASSERT_EQ(hasRegion, V_BitmapHasRgn(bitmap.get()));
         if (hasRegion)
-            ASSERT_NO_FATAL_FAILURE(ExpectRotated(mask, RegionMask(bitmap.get()), angle, bitmap->Orientation, 0));
-    }
+            ASSERT_NO_FATAL_FAILURE(ExpectRotated(mask, MaskOf(bitmap.get()), angle, bitmap->Orientation, 0));
+    });
 }
 
 TEST_F(Rotate, QuarterTurnsWithoutResizingKeepTheSizeAndFill)

@@ -39,7 +39,7 @@ int RowOfLine(const BitmapHandle *bitmap, int line)
 // Tiles an image in the bitmap's format below it.
 Image LaidImage(BitmapHandle *bitmap, BitmapHandle *below)
 {
-    const Image top = Load(bitmap), tile = Load(below), mask = RegionMask(bitmap);
+    const Image top = Load(bitmap), tile = Load(below), mask = MaskOf(bitmap);
     const bool hasKey = (bitmap->Flags & FLAG_TRANSPARENT) != 0;
     Image result = top;
     for (int line = 0; line < top.height; ++line)
@@ -69,30 +69,25 @@ void MakeTransparent(BitmapHandle *bitmap, Random &random)
 TEST_F(Underlay, TilesShowWhereTheBitmapIsTransparent)
 {
     Random random(90);
-    for (int i = 0; i < 264; ++i) {
-        const int bits = kAllDepths[size_t(i) % kAllDepths.size()];
-        const auto kinds = StorageKinds(bits);
-        const StorageKind kind = kinds[size_t(random.Below(int(kinds.size())))];
-        SCOPED_TRACE(testing::Message() << bits << " bits, " << kind);
-        const StorageScope scope(kind);
-        const int order = bits > 8 ? random.Below(2) : 0;
+    ForEachVariant(random, 8, [&](const Variant &variant) {
+        const auto &[bits, kind, options] = variant;
         TestBitmap bitmap(kind, Image::RandomRuns(random, random.Between(1, 60), random.Between(1, 12), bits),
-                          {order, random.Below(2) * 2, {}});
+                          {options.colorOrder, options.orientation, {}});
         TestBitmap below(kind, Image::Random(random, random.Between(1, 70), random.Between(1, 9), bits),
-                         {order, random.Below(2) * 2, {}});
+                         {options.colorOrder, random.Below(2) * 2, {}});
         if (!random.OneIn(3))
             MakeTransparent(bitmap.get(), random);
         if (random.OneIn(2))
             SetRandomRegion(bitmap.get(), random);
         if (random.OneIn(2))
             SetRandomRegion(below.get(), random);
-        const Image expected = LaidImage(bitmap.get(), below.get()), mask = RegionMask(bitmap.get());
+        const Image expected = LaidImage(bitmap.get(), below.get()), mask = MaskOf(bitmap.get());
         const BitmapSnapshot belowBefore(below.get());
         ASSERT_EQ(RESULT_SUCCESS, V_UnderlayBitmap(bitmap.get(), below.get(), UNDERLAY_TILE));
         ASSERT_EQ(expected, Load(bitmap.get()));
-        ASSERT_EQ(mask, RegionMask(bitmap.get()));
+        ASSERT_EQ(mask, MaskOf(bitmap.get()));
         belowBefore.ExpectUnchanged();
-    }
+    });
 }
 
 TEST_F(Underlay, OtherFormatsAndSizesAreConvertedAndStretched)
