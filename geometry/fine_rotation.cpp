@@ -172,8 +172,9 @@ public:
             const int count = std::min(m_source->Height - first, m_window.capacity());
             status = m_window.Open(first, count, true);
             for (int top = 0; top < m_result->Height && !Failed(status); top += kBandRows) {
-                status = PaintBand(top, std::min(m_result->Height - top, kBandRows), {first, first + count});
-                if (!Failed(status) && progress)
+                const int rows = std::min(m_result->Height - top, kBandRows);
+                status = PaintBand(top, rows, {first, first + count});
+                for (int i = 0; i < rows && progress && !Failed(status); ++i)
                     status = progress->Step();
             }
         }
@@ -281,8 +282,8 @@ SineCosine SineCosineOf(int angle)
 int RotateSteps(const BitmapHandle *result, const BitmapHandle *source)
 {
     const int windowRows = DirectRows(source) ? source->Height : WindowRows(source, 1);
-    const int windows = (source->Height + windowRows - 1) / windowRows;
-    return windows * ((result->Height + kBandRows - 1) / kBandRows);
+    const int64_t windows = (source->Height + windowRows - 1) / windowRows;
+    return int(std::min<int64_t>(windows * result->Height, INT32_MAX));
 }
 
 int RotateRows(BitmapHandle *result, BitmapHandle *source, SineCosine angle, COLORREF fill, Progress *progress)

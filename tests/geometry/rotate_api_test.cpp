@@ -235,6 +235,9 @@ TEST_F(Rotate, ReportsTheRangeGiven)
             if (angle == -72000)
                 before.ExpectUnchanged();
         }
+    const StatusRecorder recorder;
+    EXPECT_EQ(RESULT_SUCCESS, V_RotateBitmap(bitmap.get(), 45, 0));
+    EXPECT_EQ(31u, recorder.percentages().size()) << "the start and every row";
 }
 
 } // namespace vexo::test
