@@ -23,7 +23,7 @@ struct GrayKernels {
     // Adds to each of `count` bytes the number of 1 bits in a group of 1, 2, 4 or 8 (by index), from the start of a
     // byte.
     void (*addOnes[4])(uint8_t *counts, const uint8_t *bits, size_t count);
-    // Counts of at most scale.total to levels.
+    // Counts of at most scale.total to levels, which lie somewhere else.
     void (*toLevels)(uint8_t *levels, const uint8_t *counts, size_t count, const GrayScale &scale);
     // Bits to bytes of 0 and 255; `flip` is 255 to turn these around, else 0.
     void (*expand)(uint8_t *bytes, const uint8_t *bits, size_t count, uint8_t flip);

@@ -1,9 +1,10 @@
-// The vector gray kernels (AVX2): bits and groups of bits are spread to a byte each, 32 at a time. What does not fill a
-// step goes to the plain kernel.
+// The vector gray kernels (AVX2): bits and groups of bits are spread to a byte each, 32 at a time.
 #include "display/gray_kernels.h"
 
 #include "colour/pixel_kernels.h"
 
+#include <algorithm>
+#include <bit>
 #include <immintrin.h>
 
 namespace vexo {
@@ -34,45 +35,48 @@ VEXO_AVX2_PIECE __m256i OnesOf(__m256i nibbles)
     return _mm256_shuffle_epi8(ones, nibbles);
 }
 
-VEXO_TARGET_AVX2 void AddOnes1(uint8_t *counts, const uint8_t *bits, size_t count)
+// The number of 1 bits in each of 32 groups of bits.
+template <int Group>
+VEXO_AVX2_PIECE __m256i OnesOfGroups(const uint8_t *bits)
 {
-    for (; count >= 32; count -= 32, bits += 4, counts += 32)
-        Store256(counts, _mm256_sub_epi8(Load256(counts), SpreadBits(bits)));
-    plainGrayKernels.addOnes[0](counts, bits, count);
-}
-
-VEXO_TARGET_AVX2 void AddOnes2(uint8_t *counts, const uint8_t *bits, size_t count)
-{
-    for (; count >= 32; count -= 32, bits += 8, counts += 32) {
+    const __m256i low = _mm256_set1_epi8(15);
+    if constexpr (Group == 1) {
+        return _mm256_abs_epi8(SpreadBits(bits));
+    } else if constexpr (Group == 2) {
         // One byte in each 32-bit lane; its pairs go to the lane's four bytes, the highest to the first.
         const __m256i v = _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(bits)));
         const __m256i outer = _mm256_or_si256(_mm256_srli_epi32(v, 6), _mm256_slli_epi32(v, 24));
         const __m256i inner = _mm256_or_si256(_mm256_slli_epi32(v, 4), _mm256_slli_epi32(v, 14));
         const __m256i pairs = _mm256_blendv_epi8(outer, inner, _mm256_set1_epi32(0x00FFFF00));
-        AddTo(counts, OnesOf(_mm256_and_si256(pairs, _mm256_set1_epi8(3))));
-    }
-    plainGrayKernels.addOnes[1](counts, bits, count);
-}
-
-VEXO_TARGET_AVX2 void AddOnes4(uint8_t *counts, const uint8_t *bits, size_t count)
-{
-    for (; count >= 32; count -= 32, bits += 16, counts += 32) {
+        return OnesOf(_mm256_and_si256(pairs, _mm256_set1_epi8(3)));
+    } else if constexpr (Group == 4) {
         const __m256i v = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(bits)));
-        const __m256i nibbles = _mm256_or_si256(_mm256_srli_epi16(v, 4), _mm256_slli_epi16(v, 8));
-        AddTo(counts, OnesOf(_mm256_and_si256(nibbles, _mm256_set1_epi8(15))));
+        return OnesOf(_mm256_and_si256(_mm256_or_si256(_mm256_srli_epi16(v, 4), _mm256_slli_epi16(v, 8)), low));
+    } else {
+        const __m256i v = Load256(bits);
+        return _mm256_add_epi8(OnesOf(_mm256_and_si256(v, low)),
+                               OnesOf(_mm256_and_si256(_mm256_srli_epi16(v, 4), low)));
     }
-    plainGrayKernels.addOnes[2](counts, bits, count);
 }
 
-VEXO_TARGET_AVX2 void AddOnes8(uint8_t *counts, const uint8_t *bits, size_t count)
+// What whole steps leave over is the end of one more step, which ends where a byte does.
+template <int Group>
+VEXO_TARGET_AVX2 void AddOnes(uint8_t *counts, const uint8_t *bits, size_t count)
 {
-    const __m256i low = _mm256_set1_epi8(15);
-    for (; count >= 32; count -= 32, bits += 32, counts += 32) {
-        const __m256i v = Load256(bits);
-        AddTo(counts, _mm256_add_epi8(OnesOf(_mm256_and_si256(v, low)),
-                                      OnesOf(_mm256_and_si256(_mm256_srli_epi16(v, 4), low))));
+    constexpr size_t kPerByte = 8 / Group;
+    size_t done = 0;
+    for (; done + 32 <= count; done += 32)
+        AddTo(counts + done, OnesOfGroups<Group>(bits + done / kPerByte));
+    const size_t rest = done > 0 ? (count - done) / kPerByte * kPerByte : 0;
+    if (rest > 0) {
+        const size_t first = done + rest - 32;
+        const __m256i places = _mm256_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19,
+                                                20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31);
+        const __m256i isNew = _mm256_cmpgt_epi8(places, _mm256_set1_epi8(char(31 - rest)));
+        AddTo(counts + first, _mm256_and_si256(OnesOfGroups<Group>(bits + first / kPerByte), isNew));
     }
-    plainGrayKernels.addOnes[3](counts, bits, count);
+    done += rest;
+    plainGrayKernels.addOnes[std::countr_zero(unsigned(Group))](counts + done, bits + done / kPerByte, count - done);
 }
 
 VEXO_AVX2_PIECE __m256i Divide(__m256i ones, __m256i sign, __m256i offset, __m256i reciprocal)
@@ -83,19 +87,21 @@ VEXO_AVX2_PIECE __m256i Divide(__m256i ones, __m256i sign, __m256i offset, __m25
 
 VEXO_TARGET_AVX2 void ToLevelsAvx2(uint8_t *levels, const uint8_t *counts, size_t count, const GrayScale &scale)
 {
-    if (scale.reciprocal != 0) {
-        const __m256i zero = _mm256_setzero_si256(), reciprocal = _mm256_set1_epi16(short(scale.reciprocal));
-        // black = ones, or total - ones
-        const __m256i sign = _mm256_set1_epi16(scale.blackIsOne ? 1 : -1);
-        const __m256i offset = _mm256_set1_epi16(short(scale.blackIsOne ? 0 : scale.total));
-        for (; count >= 32; count -= 32, counts += 32, levels += 32) {
-            const __m256i v = Load256(counts);
-            const __m256i low = Divide(_mm256_unpacklo_epi8(v, zero), sign, offset, reciprocal);
-            const __m256i high = Divide(_mm256_unpackhi_epi8(v, zero), sign, offset, reciprocal);
-            Store256(levels, _mm256_xor_si256(_mm256_packus_epi16(low, high), _mm256_set1_epi8(-1)));
-        }
+    if (scale.reciprocal == 0 || count < 32) {
+        plainGrayKernels.toLevels(levels, counts, count, scale);
+        return;
     }
-    plainGrayKernels.toLevels(levels, counts, count, scale);
+    const __m256i zero = _mm256_setzero_si256(), reciprocal = _mm256_set1_epi16(short(scale.reciprocal));
+    // black = ones, or total - ones
+    const __m256i sign = _mm256_set1_epi16(scale.blackIsOne ? 1 : -1);
+    const __m256i offset = _mm256_set1_epi16(short(scale.blackIsOne ? 0 : scale.total));
+    for (size_t i = 0; i < count; i += 32) {
+        const size_t place = std::min(i, count - 32); // the last step repeats a part of the one before
+        const __m256i v = Load256(counts + place);
+        const __m256i low = Divide(_mm256_unpacklo_epi8(v, zero), sign, offset, reciprocal);
+        const __m256i high = Divide(_mm256_unpackhi_epi8(v, zero), sign, offset, reciprocal);
+        Store256(levels + place, _mm256_xor_si256(_mm256_packus_epi16(low, high), _mm256_set1_epi8(-1)));
+    }
 }
 
 VEXO_TARGET_AVX2 void ExpandAvx2(uint8_t *bytes, const uint8_t *bits, size_t count, uint8_t flip)
@@ -112,7 +118,7 @@ void UseVectorKernels(GrayKernels *kernels, CpuLevel level)
 {
     if (level != CpuLevel::Avx2)
         return;
-    *kernels = {{AddOnes1, AddOnes2, AddOnes4, AddOnes8}, ToLevelsAvx2, ExpandAvx2};
+    *kernels = {{AddOnes<1>, AddOnes<2>, AddOnes<4>, AddOnes<8>}, ToLevelsAvx2, ExpandAvx2};
 }
 
 } // namespace vexo
