@@ -39,7 +39,7 @@ size_t CapacityOf(const void *view)
 // Takes the kept mapping that fits best. False when there is none.
 bool TakeKept(unsigned size, Mapping *mapping)
 {
-    ThreadSettings *thread = CurrentThread();
+    ThreadSettings *thread = ExistingThread();
     KeptMapping *best = nullptr;
     if (thread && thread->storageCaching)
         for (KeptMapping &kept : thread->keptMappings)
@@ -90,7 +90,7 @@ int AcquireMapping(unsigned size, Contents contents, Mapping *mapping)
 
 void ReleaseMapping(const Mapping &mapping)
 {
-    ThreadSettings *thread = CurrentThread();
+    ThreadSettings *thread = ExistingThread();
     KeptMapping newest = {mapping.handle, mapping.view, 0};
     if (thread && thread->storageCaching)
         newest.capacity = CapacityOf(mapping.view);
@@ -98,6 +98,10 @@ void ReleaseMapping(const Mapping &mapping)
         Close(newest);
         return;
     }
+    // Freed once more through a copy of its record: two bitmaps must not come of it.
+    for (const KeptMapping &kept : thread->keptMappings)
+        if (kept.view == newest.view)
+            return;
     // The newest is first. The last one goes, and any that leaves too little room for those before it.
     size_t room = kMostKept;
     for (KeptMapping &kept : thread->keptMappings) {

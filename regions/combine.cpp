@@ -80,9 +80,9 @@ int *CopyRow(std::span<const int> row, bool kept, int *out)
 // in, and one of them is left alone at the end. A part without columns counts as out.
 int *CombineSegments(const int *old, const int *made, const Operation &operation, int *out)
 {
-    const unsigned keepsOld = operation.keepsOld(), keepsNew = operation.keepsNew(), keepsBoth = operation.keepsBoth();
-    const unsigned first = (keepsOld & (old[0] < made[0])) | (keepsNew & (made[0] < old[0]));
-    const unsigned last = (keepsOld & (old[1] > made[1])) | (keepsNew & (made[1] > old[1]));
+    const bool keepsOld = operation.keepsOld(), keepsNew = operation.keepsNew(), keepsBoth = operation.keepsBoth();
+    const bool first = (keepsOld & (old[0] < made[0])) | (keepsNew & (made[0] < old[0]));
+    const bool last = (keepsOld & (old[1] > made[1])) | (keepsNew & (made[1] > old[1]));
     *out = std::min(old[0], made[0]);
     out += first;
     *out = std::max(old[0], made[0]);

@@ -110,6 +110,18 @@ TEST_F(KeptStorage, KeepsWithinItsBounds)
     EXPECT_EQ(0u, OpenViews());
 }
 
+TEST_F(KeptStorage, ServesOneBitmapAtATime)
+{
+    BitmapHandle first = OfBytes(kMegabyte), copy;
+    V_CopyBitmapHandle(&copy, &first);
+    V_FreeBitmap(&first);
+    V_FreeBitmap(&copy); // which a caller should not do
+    BitmapHandle second = OfBytes(kMegabyte), third = OfBytes(kMegabyte);
+    EXPECT_NE(second.Data, third.Data);
+    V_FreeBitmap(&second);
+    V_FreeBitmap(&third);
+}
+
 TEST_F(KeptStorage, BelongsToTheThreadThatFreed)
 {
     BitmapHandle record = OfBytes(kMegabyte);
