@@ -71,10 +71,19 @@ const NamedOperation kOperations[] = {
     {"move region", [](auto *b) { return V_OffsetBitmapRgn(b, 2, -7); }, kNeedsNoRows},
 };
 
-// Calls that are refused for what they ask, whatever the bitmap; this one has 4 bits and an unknown dithering method.
+// Calls that are refused for what they ask of a bitmap, here one of 4 bits.
 constexpr RGBQUAD kColors[3] = {};
 constexpr RegionTransform kBadView = {1, 1, 1, 1, 1, 0, 0}, kNoWidth = {0, 1, 0, 1, 1, 0, 0},
                           kNoHeight = {2, 1, 1, 1, 0, 0, 0};
+int WithUnknownDithering(BitmapHandle *bitmap, int (*run)(BitmapHandle *))
+{
+    const int method = bitmap->DitherMode;
+    bitmap->DitherMode = 9;
+    const int status = run(bitmap);
+    bitmap->DitherMode = method;
+    return status;
+}
+
 const struct {
     const char *name;
     int status;
@@ -88,11 +97,13 @@ const struct {
     {"resample without width", ERR_INV_RANGE, [](auto *b) { return V_ResampleBitmap(b, 0, 5); }},
     {"resample without height", ERR_INV_RANGE, [](auto *b) { return V_ResampleBitmap(b, 5, 0); }},
     {"resample too large", ERR_INV_RANGE, [](auto *b) { return V_ResampleBitmap(b, INT_MAX, 1); }},
-    {"resample dithered", ERR_INV_PARAMETER, [](auto *b) { return V_ResampleBitmap(b, 20, 20); }},
+    {"resample dithered", ERR_INV_PARAMETER,
+     [](auto *b) { return WithUnknownDithering(b, [](auto *c) { return V_ResampleBitmap(c, 20, 20); }); }},
     {"halftone", ERR_INV_PARAMETER, [](auto *b) { return V_HalfToneBitmap(b, 2); }},
     {"halftone flags", ERR_INV_PARAMETER, [](auto *b) { return V_HalfToneBitmapExt(b, 0, kPair, 1); }},
     {"reduce to no depth", ERR_BAD_BITS_PER_PIXEL, [](auto *b) { return V_ColorResBitmap(b, 9, 0, nullptr, 0); }},
-    {"reduce dithered", ERR_INV_PARAMETER, [](auto *b) { return V_ColorResBitmap(b, 2, 0, nullptr, 0); }},
+    {"reduce dithered", ERR_INV_PARAMETER,
+     [](auto *b) { return WithUnknownDithering(b, [](auto *c) { return V_ColorResBitmap(c, 2, 0, nullptr, 0); }); }},
     {"reduce to two palettes", ERR_INV_PARAMETER, [](auto *b) { return V_ColorResBitmap(b, 8, 3, nullptr, 0); }},
     {"reduce to none", ERR_INV_PARAMETER,
      [](auto *b) { return V_ColorResBitmap(b, 8, COLORRES_CALLER_PALETTE, nullptr, 2); }},
@@ -177,7 +188,6 @@ TEST_F(Operations, RefuseWhatMakesNoSense)
 {
     Random random(2);
     TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 20, 10, 4)), second(StorageKind::PageFile, 9, 7, 8);
-    bitmap->DitherMode = 9;
     other = second.get();
     V_SetBitmapRgnRect(bitmap.get(), nullptr, &kRect, COMBINE_REPLACE);
     const BitmapSnapshot before(bitmap.get());

@@ -28,18 +28,29 @@ void ExpectAsBefore(const BitmapSnapshot &before, StorageKind kind)
         before.ExpectUnchanged();
 }
 
+// What there is to see of a bitmap, which an operation may have freed: its pixels and its region.
+std::pair<Image, Image> PictureOf(BitmapHandle *bitmap)
+{
+    return {bitmap->Flags & FLAG_ALLOCATED ? Load(bitmap) : Image(0, 0, 1), RegionMask(bitmap)};
+}
+
 } // namespace
 
 void ExpectAllOrNothingOnFailure(const Victim &victim, const Operation &operation, bool acquires)
 {
+    VictimBitmap undisturbed(victim);
+    ASSERT_EQ(RESULT_SUCCESS, operation(undisturbed.get()));
+    const auto expected = PictureOf(undisturbed.get());
     ForEachFault(
         kFaultAll,
         [&](FaultInjector &faults) {
             VictimBitmap bitmap(victim);
             const BitmapSnapshot before(bitmap.get());
             const int status = faults.Run([&] { return operation(bitmap.get()); });
-            if (status == RESULT_SUCCESS)
+            if (status == RESULT_SUCCESS) { // perhaps by another way
+                EXPECT_EQ(expected, PictureOf(bitmap.get())) << faults.function();
                 return;
+            }
             EXPECT_TRUE(faults.struck());
             EXPECT_TRUE(status == ERR_NO_MEMORY || status == ERR_FILE_READ || status == ERR_FILE_WRITE ||
                         status == ERR_FILE_SEEK)
