@@ -203,22 +203,4 @@ TEST_F(Paint, ShowsOwnColoursWhereNoDitheringExists)
     }
 }
 
-TEST_F(Paint, RefusesBadArgumentsAndSkipsEmptyPaints)
-{
-    TestBitmap bitmap(StorageKind::PageFile, 20, 10, 8);
-    ColorDevice device;
-    const RECT target = {0, 0, 20, 10}, nowhere = {30, 0, 40, 10}, wide = {-0x7FFFFFFF, 0, 0x7FFFFFFF, 10};
-    BitmapHandle empty;
-    V_InitBitmap(&empty, 20, 10, 8);
-    EXPECT_EQ(ERR_NO_BITMAP, V_PaintDC(device.dc(), nullptr, nullptr, nullptr, &target, nullptr, SRCCOPY));
-    EXPECT_EQ(ERR_NO_BITMAP, V_PaintDC(device.dc(), &empty, nullptr, nullptr, &target, nullptr, SRCCOPY));
-    EXPECT_EQ(ERR_INV_PARAMETER, V_PaintDC(device.dc(), bitmap.get(), nullptr, nullptr, nullptr, nullptr, SRCCOPY));
-    EXPECT_EQ(ERR_INV_PARAMETER, V_PaintDC(nullptr, bitmap.get(), nullptr, nullptr, &target, nullptr, SRCCOPY));
-    EXPECT_EQ(ERR_INV_RANGE, V_PaintDC(device.dc(), bitmap.get(), nullptr, nullptr, &wide, nullptr, SRCCOPY));
-    EXPECT_EQ(RESULT_SUCCESS, V_PaintDC(device.dc(), bitmap.get(), nullptr, &nowhere, &target, nullptr, SRCCOPY));
-    EXPECT_EQ(RESULT_SUCCESS, V_PaintDC(device.dc(), bitmap.get(), &nowhere, nullptr, &target, nullptr, SRCCOPY));
-    EXPECT_EQ(RESULT_SUCCESS, V_PaintDC(device.dc(), bitmap.get(), nullptr, nullptr, &target, &nowhere, SRCCOPY));
-    EXPECT_EQ(kBackground, device.ColorAt(0, 0));
-}
-
 } // namespace vexo::test

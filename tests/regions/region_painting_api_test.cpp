@@ -109,45 +109,21 @@ TEST_F(RegionPainting, EveryEffectEndsWithThePlainPicture)
         ExpectOnlyInside(before, bitmap.get(), destination);
         ASSERT_FALSE(HasFailure()) << "effect " << effect;
     }
-    const auto paint = [&](BitmapHandle *what, const RECT *to, unsigned effect) {
-        return V_PaintRgnDCEffect(device.dc(), what, nullptr, nullptr, to, nullptr, SRCCOPY, effect);
-    };
-    EXPECT_EQ(ERR_NO_BITMAP, paint(nullptr, nullptr, 33));
-    EXPECT_EQ(ERR_INV_PARAMETER, paint(bitmap.get(), nullptr, 1));
-    EXPECT_EQ(ERR_INV_PARAMETER, paint(bitmap.get(), &destination, 33));
 }
 
-TEST_F(RegionPainting, RefusesBadArgumentsAndPaintsNothingWhenItFails)
+TEST_F(RegionPainting, PaintsNothingWhenItFails)
 {
     TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 30, 20, 5));
-    const RECT destination = {2, 3, 42, 50}, huge = {-2000000000, 0, 2000000000, 9};
     FillBoth();
     const std::vector<COLORREF> before = device.ColorsFromTop();
-    const auto paint = [&](HDC dc, BitmapHandle *what, const RECT *to) {
-        return V_PaintRgnDC(dc, what, nullptr, nullptr, to, nullptr, SRCCOPY);
-    };
-    uint8_t row[32] = {};
-    const auto paintBuffer = [&](BitmapHandle *what, const RECT *to, void *rows) {
-        return V_PaintRgnDCBuffer(device.dc(), what, nullptr, nullptr, to, nullptr, SRCCOPY, rows, 0, 1);
-    };
-    BitmapHandle sized = {};
-    V_InitBitmap(&sized, 30, 20, 8);
-    EXPECT_EQ(ERR_NO_BITMAP, paint(nullptr, nullptr, nullptr));
-    EXPECT_EQ(ERR_NO_BITMAP, paint(device.dc(), &sized, &destination)) << "no storage";
-    EXPECT_EQ(ERR_INV_PARAMETER, paint(device.dc(), bitmap.get(), nullptr));
-    EXPECT_EQ(ERR_INV_PARAMETER, paint(nullptr, bitmap.get(), &destination));
-    EXPECT_EQ(ERR_INV_RANGE, paint(device.dc(), bitmap.get(), &huge));
-    EXPECT_EQ(ERR_NO_BITMAP, paintBuffer(nullptr, &destination, row));
-    EXPECT_EQ(ERR_NO_BITMAP, paintBuffer(bitmap.get(), &destination, nullptr));
-    EXPECT_EQ(ERR_INV_PARAMETER, paintBuffer(bitmap.get(), nullptr, row));
-    EXPECT_EQ(before, device.ColorsFromTop());
-
-    const RECT ellipse = {3, 2, 25, 19};
+    const RECT destination = {2, 3, 42, 50}, ellipse = {3, 2, 25, 19};
     V_SetBitmapRgnEllipse(bitmap.get(), nullptr, &ellipse, COMBINE_REPLACE);
     const HRGN mask = CreateRectRgn(0, 0, 0, 0);
     ForEachFault(kFaultMemory | kFaultGdi, [&](FaultInjector &faults) {
         V_OffsetBitmapRgn(bitmap.get(), 0, 0); // so that its GDI region has to be made
-        const int status = faults.Run([&] { return paint(device.dc(), bitmap.get(), &destination); });
+        const int status = faults.Run([&] {
+            return V_PaintRgnDC(device.dc(), bitmap.get(), nullptr, nullptr, &destination, nullptr, SRCCOPY);
+        });
         EXPECT_EQ(faults.struck() ? ERR_NO_MEMORY : RESULT_SUCCESS, status) << faults.function();
         EXPECT_EQ(faults.struck(), before == device.ColorsFromTop());
         EXPECT_EQ(0, GetClipRgn(device.dc(), mask)) << "no clip is left behind";
