@@ -1,5 +1,4 @@
-// Pictures over the clipboard in every format, within one process and between two; who owns what; and what other
-// programs may put there.
+// Pictures over the clipboard in every format, within one process and between two; and who owns what.
 #include "tests/support/bitmaps.h"
 #include "tests/support/faults.h"
 #include "tests/support/import_hooks.h"
@@ -195,89 +194,6 @@ TEST_F(Clipboard, ThousandsLeaveNothingBehind) // the fixture counts
         TestBitmap pasted;
         ASSERT_TRUE(Paste(pasted.get()));
     }
-}
-
-// ---- What other programs put there ----------------------------------------------------------------------------
-
-namespace {
-
-// Stands for a clipboard whose DIB is a block that ends at an unreadable page.
-class HostileClipboard : public LibraryTest {
-protected:
-    // Pastes the bytes. The record must be whole or untouched.
-    int PasteBytes(const std::vector<uint8_t> &bytes)
-    {
-        s_data = GlobalAlloc(GMEM_MOVEABLE, bytes.size());
-        memcpy(GlobalLock(s_data), bytes.data(), bytes.size());
-        GlobalUnlock(s_data);
-        TestBitmap pasted;
-        const BitmapHandle before = *pasted.get();
-        const int result = V_CopyFromClipboard(nullptr, pasted.get());
-        if (result)
-            EXPECT_EQ(size_t(pasted->Width) * size_t(pasted->Height), ColorsFromTop(pasted.get()).size());
-        else
-            EXPECT_TRUE(SameRecord(before, *pasted.get())) << Describe(*pasted.get());
-        EXPECT_FALSE(CloseClipboard()) << "left open";
-        EXPECT_EQ(nullptr, GlobalFree(s_data)) << "the clipboard's block was freed";
-        return result;
-    }
-
-private:
-    static BOOL WINAPI IsAvailable(UINT format) { return format == CF_DIB; }
-    static HANDLE WINAPI GetData(UINT format) { return format == CF_DIB ? s_data : nullptr; }
-
-    static inline HGLOBAL s_data;
-    ImportHook<decltype(IsClipboardFormatAvailable)> m_isAvailable{"user32.dll", "IsClipboardFormatAvailable",
-                                                                   IsAvailable};
-    ImportHook<decltype(GetClipboardData)> m_getData{"user32.dll", "GetClipboardData", GetData};
-    const PageHeapScope m_pageHeap;
-};
-
-std::vector<uint8_t> DibBytes(LONG width, LONG height, WORD bits, DWORD colorsUsed, size_t size)
-{
-    BITMAPINFOHEADER header = {sizeof header, width, height, 1, bits, BI_RGB, 0, 3000, 3000, colorsUsed, 0};
-    std::vector<uint8_t> bytes(size, 0x5A);
-    memcpy(bytes.data(), &header, std::min(size, sizeof header));
-    return bytes;
-}
-
-} // namespace
-
-TEST_F(HostileClipboard, MayBeOfTheFutureOrOfThePast)
-{
-    std::vector<uint8_t> longer = DibBytes(1, 1, 24, 0, 200 + 4);
-    longer[0] = 200; // the size of a header that is not known yet
-    EXPECT_EQ(1, PasteBytes(longer));
-
-    std::vector<uint8_t> core(12 + 6 + 4, 0); // the old header with its three-byte colours
-    const BITMAPCOREHEADER header = {12, 2, 1, 1, 1};
-    memcpy(core.data(), &header, 12);
-    EXPECT_EQ(1, PasteBytes(core));
-    core.pop_back();
-    EXPECT_EQ(0, PasteBytes(core));
-}
-
-TEST_F(HostileClipboard, SurvivesDamagedHeaders)
-{
-    Random random(62);
-    int good = 0;
-    for (int i = 0; i < 4000; ++i) {
-        const WORD bits = WORD(1 << random.Below(6));
-        const size_t table = bits <= 8 ? size_t(4) << bits : 0;
-        std::vector<uint8_t> bytes = DibBytes(LONG(random.Between(1, 9)), LONG(random.Between(-5, 5)), bits, 0,
-                                              40 + table + size_t(random.Below(400)));
-        static constexpr int kFields[] = {0, 4, 8, 12, 14, 16, 20, 24, 28, 32, 36};
-        static constexpr uint32_t kValues[] = {0, 1, 2, 12, 64, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF, 0xFFFFFFE0};
-        for (int changes = random.Below(3); changes > 0; --changes) {
-            const uint32_t value = random.OneIn(2) ? kValues[random.Below(9)] : uint32_t(random.Next() & 0x1FF);
-            memcpy(bytes.data() + kFields[random.Below(11)], &value, 2 + size_t(random.Below(2)) * 2);
-        }
-        good += PasteBytes(bytes);
-        if (HasFailure())
-            FAIL() << "case " << i;
-    }
-    EXPECT_GT(good, 400);
-    EXPECT_LT(good, 3600);
 }
 
 // ---- Two processes --------------------------------------------------------------------------------------------

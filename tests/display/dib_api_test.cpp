@@ -2,6 +2,7 @@
 #include "tests/support/bitmaps.h"
 #include "tests/support/faults.h"
 #include "tests/support/library_test.h"
+#include "tests/support/page_heap.h"
 
 #include <cstring>
 
@@ -204,6 +205,37 @@ TEST_F(Dib, RefusesWhatTheHeaderOrTheBlockDoesNotAllow)
     EXPECT_EQ(ERR_INV_PARAMETER, V_ChangeFromDIB(bitmap.get(), nullptr));
     EXPECT_EQ(ERR_NO_BITMAP, V_ConvertFromDIB(nullptr, &good, &good));
     EXPECT_EQ(ERR_INV_PARAMETER, V_ConvertFromDIB(bitmap.get(), &good, nullptr));
+}
+
+// A block is a picture or it is nothing, whatever its header says; what lies behind it cannot be read.
+TEST_F(Dib, SurvivesDamagedHeaders)
+{
+    const PageHeapScope pageHeap;
+    Random random(62);
+    int good = 0;
+    for (int i = 0; i < 4000 && !HasFailure(); ++i) {
+        const WORD bits = WORD(1 << random.Below(6));
+        DibWriter dib;
+        dib.Add(Header(random.Between(1, 9), random.Between(-5, 5), bits));
+        dib.bytes.resize(40 + (bits <= 8 ? size_t(4) << bits : 0) + size_t(random.Below(400)), 0x5A);
+        static constexpr int kFields[] = {0, 4, 8, 12, 14, 16, 20, 24, 28, 32, 36};
+        static constexpr uint32_t kValues[] = {0, 1, 2, 12, 64, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF, 0xFFFFFFE0};
+        for (int changes = random.Below(3); changes > 0; --changes) {
+            const uint32_t value = random.OneIn(2) ? kValues[random.Below(9)] : uint32_t(random.Next() & 0x1FF);
+            memcpy(dib.bytes.data() + kFields[random.Below(11)], &value, 2 + size_t(random.Below(2)) * 2);
+        }
+        const HGLOBAL block = dib.Block();
+        TestBitmap bitmap;
+        if (V_ChangeFromDIB(bitmap.get(), block) == RESULT_SUCCESS) {
+            ++good;
+            EXPECT_EQ(size_t(bitmap->Width) * size_t(bitmap->Height), ColorsFromTop(bitmap.get()).size());
+        } else {
+            EXPECT_TRUE(SameRecord(BitmapHandle{}, *bitmap.get())) << "case " << i;
+            EXPECT_EQ(nullptr, GlobalFree(block));
+        }
+    }
+    EXPECT_GT(good, 400);
+    EXPECT_LT(good, 3600);
 }
 
 // Every acquisition fails once: a bitmap from a DIB is whole, or its record and the DIB are as they were.
