@@ -33,13 +33,6 @@ std::vector<COLORREF> ColorsOf(BitmapHandle *bitmap)
     return colors;
 }
 
-std::vector<RGBQUAD> PaletteOf(const BitmapHandle *bitmap)
-{
-    std::vector<RGBQUAD> colors(size_t(V_GetPaletteSize(bitmap->Palette)));
-    V_GetPaletteEntries(bitmap->Palette, 0, int(colors.size()), colors.data());
-    return colors;
-}
-
 struct Palette {
     unsigned flag;
     std::vector<RGBQUAD> colors; // that pixels may take
@@ -184,7 +177,7 @@ TEST_F(ColorRes, EveryPairOfDepths)
             EXPECT_EQ(to > 8 ? COLOR_ORDER_BGR : 0, bitmap->ColorOrder);
             EXPECT_EQ(to > 8, bitmap->AnimTransparent == RGB(255, 255, 255));
             EXPECT_EQ(to == 1 && variant.kind == StorageKind::Compressed, (bitmap->Flags & FLAG_COMPRESSED) != 0);
-            const std::vector<RGBQUAD> palette = PaletteOf(bitmap.get());
+            const std::vector<RGBQUAD> palette = PaletteOf(*bitmap.get());
             ASSERT_EQ(to > 8 ? 0 : size_t(1) << to, palette.size());
             for (size_t i = 0; i < palette.size(); ++i)
                 EXPECT_EQ(i < target.colors.size() ? Color(target.colors[i]) : 0, Color(palette[i]));
@@ -206,7 +199,7 @@ TEST_F(ColorRes, RedFirstWithoutTheFlagAndOwnIndicesKept)
     TestBitmap bitmap(StorageKind::PageFile, image, {.palette = own});
     ASSERT_EQ(RESULT_SUCCESS, V_ColorResBitmap(bitmap.get(), 4, COLORRES_OWN_PALETTE, nullptr, 0));
     EXPECT_EQ(image.pixels, Load(bitmap.get()).pixels);
-    const std::vector<RGBQUAD> palette = PaletteOf(bitmap.get());
+    const std::vector<RGBQUAD> palette = PaletteOf(*bitmap.get());
     for (size_t i = 0; i < 16; ++i)
         EXPECT_EQ(i < 8 ? Color(own[i]) : 0, Color(palette[i]));
     // Cut to four colours, the pixels take the nearest of these.
@@ -254,7 +247,7 @@ TEST_F(ColorRes, OptimizedPalettesKeepFewColoursExactly)
             const std::set<COLORREF> different(shown.begin(), shown.end());
             ASSERT_EQ(RESULT_SUCCESS, V_ColorResBitmap(bitmap.get(), to, COLORRES_OPTIMIZED_PALETTE, nullptr, 0));
             ASSERT_EQ(shown, ColorsOf(bitmap.get())) << from << " to " << to;
-            const std::vector<RGBQUAD> palette = PaletteOf(bitmap.get());
+            const std::vector<RGBQUAD> palette = PaletteOf(*bitmap.get());
             for (size_t i = different.size(); i < palette.size(); ++i)
                 EXPECT_EQ(0u, Color(palette[i]));
         }
@@ -329,7 +322,7 @@ TEST_F(ColorRes, SystemColoursStandAtBothEnds)
         TestBitmap bitmap(StorageKind::PageFile, Scene(random, 50, 50));
         ASSERT_EQ(RESULT_SUCCESS, V_ColorResBitmap(bitmap.get(), bits,
                                                    COLORRES_OPTIMIZED_PALETTE | COLORRES_SYSTEM_COLORS, nullptr, 0));
-        const std::vector<RGBQUAD> palette = PaletteOf(bitmap.get());
+        const std::vector<RGBQUAD> palette = PaletteOf(*bitmap.get());
         const size_t count = palette.size(), placed = std::min<size_t>(count, kReserved);
         for (size_t i = 0; i < placed; ++i) {
             const size_t entry = i < placed / 2 ? i : 256 - placed + i;
@@ -371,8 +364,7 @@ TEST_F(ColorRes, AListGetsOnePaletteForAll)
 
     ASSERT_EQ(RESULT_SUCCESS, reduce(5, COLORRES_OPTIMIZED_PALETTE));
     double error = 0;
-    const BitmapHandle first = list.At(0);
-    const std::vector<RGBQUAD> palette = PaletteOf(&first);
+    const std::vector<RGBQUAD> palette = PaletteOf(list.At(0));
     for (unsigned i = 0; i < 3; ++i) {
         EXPECT_EQ(1, V_CompareHandleToPalette(list.At(i).Palette, palette.data(), 32));
         error += ErrorOf(before[i], shown()[i]);

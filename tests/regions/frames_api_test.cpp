@@ -54,18 +54,6 @@ private:
     }
 };
 
-RegionTransform RandomTransform(Random &random)
-{
-    const auto factor = [&] { return random.OneIn(6) ? -random.Between(1, 4) : random.Between(1, 5); };
-    return {random.OneIn(2) ? ORIENT_TOP_DOWN : ORIENT_BOTTOM_UP,
-            factor(),
-            random.Between(1, 4),
-            factor(),
-            random.Between(1, 4),
-            random.Between(-5, 30),
-            random.Between(-5, 30)};
-}
-
 } // namespace
 
 TEST_F(Frames, AreThePixelsWithANeighbourOutside)

@@ -121,9 +121,8 @@ TEST_F(RegionPainting, PaintsNothingWhenItFails)
     const HRGN mask = CreateRectRgn(0, 0, 0, 0);
     ForEachFault(kFaultMemory | kFaultGdi, [&](FaultInjector &faults) {
         V_OffsetBitmapRgn(bitmap.get(), 0, 0); // so that its GDI region has to be made
-        const int status = faults.Run([&] {
-            return V_PaintRgnDC(device.dc(), bitmap.get(), nullptr, nullptr, &destination, nullptr, SRCCOPY);
-        });
+        const int status = faults.Run(
+            [&] { return V_PaintRgnDC(device.dc(), bitmap.get(), nullptr, nullptr, &destination, nullptr, SRCCOPY); });
         EXPECT_EQ(faults.struck() ? ERR_NO_MEMORY : RESULT_SUCCESS, status) << faults.function();
         EXPECT_EQ(faults.struck(), before == device.ColorsFromTop());
         EXPECT_EQ(0, GetClipRgn(device.dc(), mask)) << "no clip is left behind";

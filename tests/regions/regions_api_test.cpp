@@ -222,23 +222,6 @@ TEST_F(Regions, ColoursAtEveryDepth)
 
 // ---- Transforms -----------------------------------------------------------------------------------------------
 
-namespace {
-
-RegionTransform RandomTransform(Random &random)
-{
-    const auto num = [&] { return random.OneIn(8) ? random.Between(-2, 0) : random.Between(1, 5); };
-    const auto den = [&] { return random.OneIn(8) ? random.Between(-3, -1) : random.Between(1, 4); };
-    return {random.OneIn(2) ? ORIENT_TOP_DOWN : ORIENT_BOTTOM_UP,
-            num(),
-            den(),
-            num(),
-            den(),
-            random.Between(-20, 20),
-            random.Between(-20, 20)};
-}
-
-} // namespace
-
 TEST_F(Regions, TransformsOnTheWayIn)
 {
     Random random(45);

@@ -240,8 +240,6 @@ TestBitmap::TestBitmap(StorageKind kind, const Image &image, const BitmapOptions
     Store(&m_record, image);
 }
 
-namespace {
-
 std::vector<RGBQUAD> PaletteOf(const BitmapHandle &record)
 {
     std::vector<RGBQUAD> palette(size_t(V_GetPaletteSize(record.Palette)));
@@ -249,6 +247,8 @@ std::vector<RGBQUAD> PaletteOf(const BitmapHandle &record)
         V_GetPaletteEntries(record.Palette, 0, int(palette.size()), palette.data());
     return palette;
 }
+
+namespace {
 
 // Reading rows moves the row cache, which a comparison with the record's bytes must not see.
 Image LoadKeepingRecord(BitmapHandle *bitmap)

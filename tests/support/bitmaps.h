@@ -114,6 +114,8 @@ private:
 // The colours of a bitmap's pixels as V_GetPixelColor tells them, top line first.
 std::vector<COLORREF> ColorsFromTop(BitmapHandle *bitmap);
 
+std::vector<RGBQUAD> PaletteOf(const BitmapHandle &record);
+
 // A record's bytes, pixels, palette and region, to see later whether an operation left them alone. The row cache may
 // move, as it does with every row that is read, but must still tell the truth.
 class BitmapSnapshot {

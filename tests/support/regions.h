@@ -140,6 +140,22 @@ inline void SetMask(BitmapHandle *bitmap, const Image &mask, unsigned mode = COM
     DeleteObject(region);
 }
 
+// Scales of either sign, which may also be 0, and offsets.
+inline RegionTransform RandomTransform(Random &random)
+{
+    const auto factor = [&] { return random.OneIn(8) ? random.Between(-2, 0) : random.Between(1, 5); };
+    const auto divisor = [&] { return random.OneIn(8) ? random.Between(-3, -1) : random.Between(1, 4); };
+    RegionTransform transform;
+    transform.TransformOrientation = random.OneIn(2) ? ORIENT_TOP_DOWN : ORIENT_BOTTOM_UP;
+    transform.XScaleNum = factor();
+    transform.XScaleDen = divisor();
+    transform.YScaleNum = factor();
+    transform.YScaleDen = divisor();
+    transform.XOffset = random.Between(-20, 20);
+    transform.YOffset = random.Between(-20, 20);
+    return transform;
+}
+
 // Some rectangles over each other, each turning inside to outside.
 inline void SetRandomRegion(BitmapHandle *bitmap, Random &random)
 {
