@@ -1,6 +1,7 @@
 // Vector forms of four colour space conversions (AVX2), 8 pixels a step. Divisions become multiplications with a
 // rounded-up reciprocal that has so many bits that the quotient's whole part is exact.
 #include "colour/pixel_kernels.h"
+#include "core/row_kernels.h"
 
 #include <immintrin.h>
 
@@ -142,9 +143,47 @@ VEXO_TARGET_AVX2 void BgrFromHsvAvx2(uint8_t *bgr, const uint8_t *hsv, size_t co
 
 // ---- Y, B - Y, R - Y --------------------------------------------------------------------------------------------
 
-// Four pixels whose blue, green, red and 0 are doubled to words (257 x) to Y, U, V each, close together in the lower 12
-// bytes of the two lanes.
-VEXO_AVX2_PIECE __m256i YuvOf(__m256i doubled)
+// A lane of two pixels becomes six words. Which word goes to which of a lane's eight places: of four lanes a, b, c, d
+// each place of the three that leave is filled by one, and no bytes need to be moved.
+struct YuvOrder {
+    uint8_t luma[32];  // from the products
+    uint8_t other[32]; // from the scaled components
+    int16_t sign[16];  // of the luma
+
+    constexpr YuvOrder(int firstLane, int secondLane) : luma(), other(), sign()
+    {
+        SetLane(0, firstLane);
+        SetLane(8, secondLane);
+    }
+
+    constexpr void SetLane(int firstPlace, int lane)
+    {
+        constexpr int kNone = -1;
+        constexpr int kWords[4][8] = {{0, 1, 2, 3, 4, 5, kNone, kNone},
+                                      {2, 3, 4, 5, kNone, kNone, 0, 1},
+                                      {4, 5, kNone, kNone, 0, 1, 2, 3},
+                                      {kNone, kNone, 0, 1, 2, 3, 4, 5}};
+        for (int i = 0; i < 8; ++i) {
+            const int word = kWords[lane][i], place = firstPlace + i, pixel = word / 3 * 8;
+            const int component = word == kNone ? kNone : word % 3; // Y, B - Y, R - Y
+            SetBytes(luma + 2 * place, component == kNone ? 0x80 : pixel + 5);
+            SetBytes(other + 2 * place, component < 1 ? 0x80 : pixel + 4 * (component - 1));
+            sign[place] = int16_t(component == 0 ? 1 : -1);
+        }
+    }
+
+    static constexpr void SetBytes(uint8_t *order, int first)
+    {
+        order[0] = uint8_t(first);
+        order[1] = uint8_t(first == 0x80 ? first : first + 1);
+    }
+};
+constexpr YuvOrder kYuvLow(0, 2), kYuvHigh(1, 3);
+
+VEXO_AVX2_PIECE __m256i Load256(const void *p) { return _mm256_loadu_si256(static_cast<const __m256i *>(p)); }
+
+// Four pixels whose blue, green, red and 0 are doubled to words (257 x) to Y, B - Y, R - Y.
+VEXO_AVX2_PIECE __m256i YuvOf(__m256i doubled, const YuvOrder &order)
 {
     // x * 16384 / 255 is 257 x / 4 and a bit that makes a whole of x = 255 only.
     const __m256i isFull = _mm256_cmpeq_epi16(doubled, _mm256_set1_epi16(-1));
@@ -152,29 +191,48 @@ VEXO_AVX2_PIECE __m256i YuvOf(__m256i doubled)
     const __m256i halves = _mm256_madd_epi16(scaled, _mm256_set1_epi64x(299ll << 32 | 587 << 16 | 114));
     const __m256i sums = _mm256_add_epi32(halves, _mm256_shuffle_epi32(halves, 0xB1));
     // Sums are below 2^24, so that their thousandth is exact with ceil(2^40 / 1000): from the sixth byte on.
-    const __m256i quotients = _mm256_mul_epu32(sums, _mm256_set1_epi64x(1099511628));
-    const __m256i lumas = _mm256_shuffle_epi8(
-        quotients,
-        _mm256_broadcastsi128_si256(_mm_setr_epi8(5, 6, 5, 6, 5, 6, 13, 14, 13, 14, 13, 14, -1, -1, -1, -1)));
-    const __m256i signs = _mm256_broadcastsi128_si256(_mm_setr_epi16(1, -1, -1, 1, -1, -1, 0, 0));
-    const __m256i others = _mm256_shuffle_epi8(
-        scaled, _mm256_broadcastsi128_si256(_mm_setr_epi8(-1, -1, 0, 1, 4, 5, -1, -1, 8, 9, 12, 13, -1, -1, -1, -1)));
-    return _mm256_add_epi16(_mm256_sign_epi16(lumas, signs), others);
+    const __m256i products = _mm256_mul_epu32(sums, _mm256_set1_epi64x(1099511628));
+    const __m256i lumas = _mm256_sign_epi16(_mm256_shuffle_epi8(products, Load256(order.luma)), Load256(order.sign));
+    return _mm256_add_epi16(lumas, _mm256_shuffle_epi8(scaled, Load256(order.other)));
+}
+
+// Whole steps from the front; returns the pixels done. Streams: the target is aligned to 16 bytes and goes around the
+// caches, which saves reading it into them.
+template <bool Streams>
+VEXO_AVX2_PIECE size_t YuvSteps(uint8_t *yuv, const uint8_t *bgr, size_t count)
+{
+    const auto store = [](uint8_t *p, __m128i v) {
+        if constexpr (Streams)
+            _mm_stream_si128(reinterpret_cast<__m128i *>(p), v);
+        else
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v);
+    };
+    size_t done = 0;
+    for (; count - done >= kLeastPixels; done += kStepPixels, bgr += 24, yuv += 48) {
+        const __m256i quads = LoadPixels(bgr);
+        const __m256i ac = YuvOf(_mm256_unpacklo_epi8(quads, quads), kYuvLow);
+        const __m256i bd = YuvOf(_mm256_unpackhi_epi8(quads, quads), kYuvHigh);
+        const __m128i b = _mm256_castsi256_si128(bd), c = _mm256_extracti128_si256(ac, 1);
+        store(yuv, _mm_blend_epi32(_mm256_castsi256_si128(ac), b, 0b1000));
+        store(yuv + 16, _mm_blend_epi32(b, c, 0b1100));
+        store(yuv + 32, _mm_blend_epi32(c, _mm256_extracti128_si256(bd, 1), 0b1110));
+    }
+    return done;
 }
 
 VEXO_TARGET_AVX2 void YuvFromBgrAvx2(uint8_t *yuv, const uint8_t *bgr, size_t count)
 {
-    const auto store = [](uint8_t *p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v); };
-    for (; count >= kLeastPixels; count -= kStepPixels, bgr += 24, yuv += 48) {
-        const __m256i quads = LoadPixels(bgr);
-        const __m256i low = YuvOf(_mm256_unpacklo_epi8(quads, quads));
-        const __m256i high = YuvOf(_mm256_unpackhi_epi8(quads, quads));
-        store(yuv, _mm256_castsi256_si128(low));
-        store(yuv + 12, _mm256_castsi256_si128(high));
-        store(yuv + 24, _mm256_extracti128_si256(low, 1));
-        store(yuv + 36, _mm256_extracti128_si256(high, 1));
+    size_t done = 0;
+    if (count >= kStreamFrom / 6 && reinterpret_cast<uintptr_t>(yuv) % 2 == 0) {
+        while (reinterpret_cast<uintptr_t>(yuv + 6 * done) % 16 != 0)
+            ++done;
+        YuvFromBgrPlain(yuv, bgr, done);
+        done += YuvSteps<true>(yuv + 6 * done, bgr + 3 * done, count - done);
+        _mm_sfence();
+    } else {
+        done = YuvSteps<false>(yuv, bgr, count);
     }
-    YuvFromBgrPlain(yuv, bgr, count);
+    YuvFromBgrPlain(yuv + 6 * done, bgr + 3 * done, count - done);
 }
 
 // ---- Inks -------------------------------------------------------------------------------------------------------

@@ -217,8 +217,6 @@ void SelectRowKernels(CpuLevel level)
 
 void CopyBytes(uint8_t *output, const uint8_t *input, size_t count)
 {
-    // Below this the copy is likely to be in a cache when its user comes to it.
-    constexpr size_t kStreamFrom = size_t(8) << 20;
     if (count < kStreamFrom)
         memcpy(output, input, count);
     else

@@ -34,6 +34,9 @@ extern const RowKernels plainRowKernels;
 extern RowKernels rowKernels;
 void SelectRowKernels(CpuLevel level);
 
+// Below this what is written is likely to be in a cache when its user comes to it.
+inline constexpr size_t kStreamFrom = size_t(8) << 20;
+
 // Copies a block of any size that does not overlap its copy.
 void CopyBytes(uint8_t *output, const uint8_t *input, size_t count);
 

@@ -207,6 +207,24 @@ TEST_F(ColorSpaces, RandomPixelsOfEveryPairAndLength)
     EXPECT_EQ(expected, words);
 }
 
+// Results too large for the caches are the same as small ones, wherever they lie.
+TEST_F(ColorSpaces, LargeResults)
+{
+    Random random(62);
+    for (const int count : {1398102, 1398105, 1500000})
+        for (const size_t surplus : {0, 1}) {
+            const GuardedBuffer bgr(3 * size_t(count)), yuv(6 * size_t(count) + surplus);
+            random.Fill(bgr.data(), bgr.size());
+            ASSERT_EQ(RESULT_SUCCESS, V_ConvertColorSpace(bgr.data(), yuv.data(), count, SPACE_BGR, SPACE_YUV));
+            std::vector<uint8_t> expected(6 * size_t(count));
+            constexpr int kPiece = 4999;
+            for (int done = 0; done < count; done += kPiece)
+                V_ConvertColorSpace(bgr.data() + 3 * done, &expected[6 * size_t(done)], std::min(count - done, kPiece),
+                                    SPACE_BGR, SPACE_YUV);
+            ASSERT_TRUE(std::equal(expected.begin(), expected.end(), yuv.data())) << count << ", " << surplus;
+        }
+}
+
 TEST_F(ColorSpaces, StatedValuesRefusalsAndFaults)
 {
     const auto convert = [](const std::vector<uint8_t> &pixel, int from, int to) {
