@@ -146,7 +146,7 @@ TEST_F(Copies, WholeCopiesAreIndependent)
 TEST_F(Copies, DataGoesBetweenSizesAndKindsOfStorage)
 {
     Random random(75);
-    ForEachVariant(random, 8, [&](const Variant &variant) {
+    ForEachVariant(random, 16, [&](const Variant &variant) {
         const int bits = variant.bits;
         // The other kinds of the same system.
         const bool isPlain = variant.kind == StorageKind::PageFile && bits == 1;
@@ -158,7 +158,7 @@ TEST_F(Copies, DataGoesBetweenSizesAndKindsOfStorage)
         const Image former = Image::Random(random, isSameSize ? image.width : random.Between(1, 70),
                                            isSameSize ? image.height : random.Between(1, 6), bits);
         TestBitmap source(variant.kind, image), destination(kind, former);
-        if (variant.kind != StorageKind::GlobalMemory && random.OneIn(4)) { // rows never written
+        if (variant.kind != StorageKind::GlobalMemory && random.OneIn(2)) { // rows never written
             V_FreeBitmap(source.get());
             V_CreateBitmap(source.get(), MemoryType(variant.kind), image.width, image.height, bits, COLOR_ORDER_BGR,
                            nullptr, ORIENT_BOTTOM_UP);
