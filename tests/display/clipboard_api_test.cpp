@@ -189,7 +189,7 @@ TEST_F(Clipboard, TakesNothingOverWhenItFails)
 TEST_F(Clipboard, ThousandsLeaveNothingBehind) // the fixture counts
 {
     SamplePicture sample(7);
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < 10000; ++i) {
         ASSERT_TRUE(Copy(sample.bitmap.get(), kAll));
         TestBitmap pasted;
         ASSERT_TRUE(Paste(pasted.get()));

@@ -130,7 +130,7 @@ TEST_F(Screen, ThousandsOfCapturesLeaveNothingBehind) // the fixture counts
 {
     const HDC screen = GetDC(nullptr);
     const RECT rect = {3, 4, 23, 14};
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < 10000; ++i) {
         TestBitmap captured;
         ASSERT_EQ(RESULT_SUCCESS, V_ScreenCaptureBitmap(screen, captured.get(), &rect));
     }
