@@ -57,16 +57,9 @@ void Report(const char *workload, double pixels, const std::function<void()> &pr
 namespace {
 
 constexpr std::span<const vexo::bench::Workload> (*kRows[])() = {
-    vexo::bench::ConversionRows,
-    vexo::bench::AnimationRows,
-    vexo::bench::CompressionRows,
-    vexo::bench::CopyRows,
-    vexo::bench::DitherRows,
-    vexo::bench::RegionRows,
-    vexo::bench::SizeRows,
-    vexo::bench::TurnRows,
-    vexo::bench::ColourRows,
-    vexo::bench::PaintRows,
+    vexo::bench::ConversionRows, vexo::bench::AnimationRows, vexo::bench::CompressionRows, vexo::bench::CopyRows,
+    vexo::bench::DitherRows,     vexo::bench::RegionRows,    vexo::bench::SizeRows,        vexo::bench::TurnRows,
+    vexo::bench::ColourRows,     vexo::bench::PaintRows,
 };
 
 } // namespace

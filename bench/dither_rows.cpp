@@ -22,12 +22,13 @@ void MeasureDithering(const char *workload, int method, const RGBQUAD *colors, i
         }
         V_StopDithering(&bitmap);
     };
-    Report(workload, kPhotoPixels, [&] { dither([] {}); },
-           [&] {
-               uint64_t h = testimg::hash(nullptr, 0);
-               dither([&] { h = testimg::hash(row.data(), resultBytes, h); });
-               return h;
-           });
+    Report(
+        workload, kPhotoPixels, [&] { dither([] {}); },
+        [&] {
+            uint64_t h = testimg::hash(nullptr, 0);
+            dither([&] { h = testimg::hash(row.data(), resultBytes, h); });
+            return h;
+        });
 }
 
 void FloydSteinbergTo1() { MeasureDithering("dither_fs_24_to_1", DITHER_FLOYD_STEINBERG, nullptr, 2); }

@@ -2,8 +2,8 @@
 #include "core/core.h"
 
 #if defined(_MSC_VER) && !defined(__clang__)
-#include <intrin.h>
 #include <immintrin.h>
+#include <intrin.h>
 #else
 #include <cpuid.h>
 #endif
@@ -49,7 +49,7 @@ CpuLevel DetectCpuLevel()
 {
     constexpr unsigned kSsse3 = 1u << 9, kPopcnt = 1u << 23, kOsXsave = 1u << 27, kAvx = 1u << 28; // leaf 1, ecx
     constexpr unsigned kBmi1 = 1u << 3, kAvx2 = 1u << 5, kBmi2 = 1u << 8;                          // leaf 7, ebx
-    constexpr unsigned kLzcnt = 1u << 5;                                                           // leaf 0x80000001, ecx
+    constexpr unsigned kLzcnt = 1u << 5; // leaf 0x80000001, ecx
     constexpr unsigned kSseAndAvxStates = 6;
 
     const unsigned highest = QueryCpu(0).a;
