@@ -240,9 +240,10 @@ VEXO_API int VEXO_CDECL V_RedirectedClose(INT_PTR file);
  * Returns RESULT_SUCCESS, ERR_NO_BITMAP for a null record, or ERR_BAD_BITS_PER_PIXEL (the record is zeroed). */
 VEXO_API int VEXO_CALL V_InitBitmap(BitmapHandle *bitmap, int width, int height, int bitsPerPixel);
 
-/* Makes row storage, all zero bits except for global memory, for a record that V_InitBitmap has filled. Storage that the
- * calling thread has kept serves again where it is large enough and at most a quarter of it is left over; it is zero
- * all the same. What is kept is given back to the system before anything is refused for lack of memory.
+/* Makes row storage, all zero bits except for global memory, for a record that V_InitBitmap has filled.
+ * Storage that the calling thread has kept serves again where it is large enough and at most a quarter of it is left
+ * over; it is zero all the same. What is kept is given back to the system before anything is refused for lack of
+ * memory.
  * memoryType: a STORAGE_ value. STORAGE_COMPRESSED counts at 1 bit per pixel, where the rest of the value is not
  * looked at, and is dropped at other depths.
  * Returns RESULT_SUCCESS; ERR_INV_RANGE for an empty size, a width or height below 1 or a size beyond 32 bits;
@@ -385,8 +386,8 @@ VEXO_API int VEXO_CALL V_CopyBitmapRect(BitmapHandle *destination, BitmapHandle 
 /* Alpha is the fourth byte of 32-bit pixels and the top bit of 16-bit ones; other depths have none. */
 
 /* Makes `destination` an 8-bit bitmap with 256 grays that holds the alpha of `source`: the fourth bytes; 255 or 0 for
- * the top bit; 0 throughout for other depths. Orientation, resolutions and region are those of the source, and rows keep
- * their numbers. What the destination held is treated as by V_CopyBitmap.
+ * the top bit; 0 throughout for other depths. Orientation, resolutions and region are those of the source, and rows
+ * keep their numbers. What the destination held is treated as by V_CopyBitmap.
  * Returns RESULT_SUCCESS; ERR_NO_BITMAP; ERR_NO_MEMORY; a storage error. The destination is unchanged on failure. */
 VEXO_API int VEXO_CALL V_GetBitmapAlpha(BitmapHandle *source, BitmapHandle *destination);
 
@@ -577,7 +578,8 @@ VEXO_API int VEXO_CALL V_StopDithering(BitmapHandle *bitmap);
  * becomes STORAGE_MEMORY and the other fields those of a new bitmap; a dithering run of the bitmap ends. Progress goes
  * to the status callback, row by row.
  *
- * V_GrayScaleBitmap    to 8 bits with a palette of 256 grays: every pixel becomes its luminance, (5 G + 2 R + B + 4) / 8
+ * V_GrayScaleBitmap    to 8 bits with a palette of 256 grays: every pixel becomes its luminance,
+ *                      (5 G + 2 R + B + 4) / 8
  * V_HalfToneBitmap     to 1 bit, black and white: a pixel becomes white where its luminance is above the matrix value
  *                      at stored row & 7, column & 7
  * V_HalfToneBitmapExt  the same in the two colours given, the one for the darker pixels first; null: black and white.
@@ -997,10 +999,9 @@ VEXO_API int VEXO_CALL V_GetBitmapClipSegments(const BitmapHandle *bitmap, int r
  *
  * The bitmap must be locked. Pixels before column 0 or outside the bitmap are left out; other pixels of the row keep
  * their values, down to the bit.
- * Returns RESULT_SUCCESS; ERR_NO_BITMAP; ERR_INV_PARAMETER for a null pointer, an odd count or a row outside the bitmap;
- * ERR_NO_MEMORY for a
- * bitmap without storage or compressed rows that cannot grow; ERR_FILE_SEEK, ERR_FILE_READ, ERR_FILE_WRITE: the
- * segments before the failing one are written. */
+ * Returns RESULT_SUCCESS; ERR_NO_BITMAP; ERR_INV_PARAMETER for a null pointer, an odd count or a row outside the
+ * bitmap; ERR_NO_MEMORY for a bitmap without storage or compressed rows that cannot grow; ERR_FILE_SEEK, ERR_FILE_READ,
+ * ERR_FILE_WRITE: the segments before the failing one are written. */
 VEXO_API int VEXO_CALL V_PutBitmapRowSegments(BitmapHandle *bitmap, const void *buffer, int row, int columnOffset,
                                               const int *segments, unsigned count);
 
@@ -1244,7 +1245,8 @@ VEXO_API int VEXO_CALL V_UnderlayBitmap(BitmapHandle *bitmap, BitmapHandle *unde
 
 /* ---- Animation playback -----------------------------------------------------------------------------------------
  *
- * A playback composes the frames of a bitmap list on a canvas, one step a call, from the caller's message loop or timer:
+ * A playback composes the frames of a bitmap list on a canvas, one step a call, from the caller's message loop or
+ * timer:
  *
  *     for each timer message {
  *         V_ProcessPlayback(playback, &state);
@@ -1276,7 +1278,8 @@ VEXO_API int VEXO_CALL V_UnderlayBitmap(BitmapHandle *bitmap, BitmapHandle *unde
  * With a null list an empty one is made. Stores the handle, or null when it fails.
  * Returns also ERR_INV_PARAMETER for a null pointer or a canvas without storage, and ERR_NO_MEMORY. */
 VEXO_API int VEXO_CALL V_CreatePlayback(HGLOBAL *playback, BitmapHandle *canvas, HGLOBAL list);
-/* Frees the playback and stores its list, which the caller owns even if V_CreatePlayback made it; `list` may be null. */
+/* Frees the playback and stores its list, which the caller owns even if V_CreatePlayback made it; `list` may be
+ * null. */
 VEXO_API int VEXO_CALL V_DestroyPlayback(HGLOBAL playback, HGLOBAL *list);
 
 /* Does one step and stores the new state; `state` may be null.
