@@ -5,8 +5,12 @@ namespace vexo {
 
 Device Device::Of(HDC dc)
 {
-    return {::GetDeviceCaps(dc, TECHNOLOGY), ::GetDeviceCaps(dc, BITSPIXEL), ::GetDeviceCaps(dc, PLANES),
-            ::GetDeviceCaps(dc, NUMCOLORS),  ::GetDeviceCaps(dc, HORZRES),   ::GetDeviceCaps(dc, VERTRES)};
+    return {::GetDeviceCaps(dc, TECHNOLOGY), ::GetDeviceCaps(dc, BITSPIXEL), ::GetDeviceCaps(dc, PLANES)};
+}
+
+DeviceSurface DeviceSurface::Of(HDC dc)
+{
+    return {::GetDeviceCaps(dc, NUMCOLORS), ::GetDeviceCaps(dc, HORZRES), ::GetDeviceCaps(dc, VERTRES)};
 }
 
 int Device::DepthClass() const

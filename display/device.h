@@ -13,14 +13,11 @@ inline constexpr int kDeviceClass4 = 4;
 inline constexpr int kDeviceClass8 = 8;
 inline constexpr int kDeviceClass24 = 24;
 
-// The capabilities of a device context, by the names of GetDeviceCaps.
+// The capabilities of a device context that every paint asks for, by the names of GetDeviceCaps.
 struct Device {
     int technology;
     int bitsPixel;
     int planes;
-    int numColors; // of the device's own colour table; -1 above 8 bits
-    int horzRes;   // of the screen or the printable page, in pixels
-    int vertRes;
 
     // Everything is 0 for a null DC.
     static Device Of(HDC dc);
@@ -32,6 +29,15 @@ struct Device {
     int Depth() const { return IsMetafile() ? 24 : bitsPixel * planes; }
     // One of the kDeviceClass values.
     int DepthClass() const;
+};
+
+// Those that few ask for, apart because some systems take as long to answer as for a paint.
+struct DeviceSurface {
+    int numColors; // of the device's own colour table; -1 above 8 bits
+    int horzRes;   // of the screen or the printable page, in pixels
+    int vertRes;
+
+    static DeviceSurface Of(HDC dc);
 };
 
 } // namespace vexo

@@ -155,16 +155,16 @@ struct DibInfo {
     int64_t RowsOffset() const { return headerSize + tableEntries * entryBytes; }
 };
 
-Device ScreenDevice()
+DeviceSurface ScreenSurface()
 {
     const gdi::ScreenDC screen;
-    return Device::Of(screen.get());
+    return DeviceSurface::Of(screen.get());
 }
 
 // Deliberate: a resolution of 0 takes the screen's width or height in pixels.
-int ResolutionOf(LONG pixelsPerMetre, int Device::*screenSize)
+int ResolutionOf(LONG pixelsPerMetre, int DeviceSurface::*screenSize)
 {
-    return DotsPerInch(pixelsPerMetre ? pixelsPerMetre : ScreenDevice().*screenSize);
+    return DotsPerInch(pixelsPerMetre ? pixelsPerMetre : ScreenSurface().*screenSize);
 }
 
 struct HeaderFields {
@@ -240,8 +240,8 @@ int ReadHeader(const uint8_t *bytes, uint64_t available, DibInfo *info)
     info->headerSize = headerSize;
     info->entryBytes = core ? 3 : 4;
     info->tableEntries = fields.colorsUsed ? fields.colorsUsed : IsPalettised(info->bits) ? 1 << info->bits : 0;
-    info->xResolution = ResolutionOf(fields.xPixelsPerMetre, &Device::horzRes);
-    info->yResolution = ResolutionOf(fields.yPixelsPerMetre, &Device::vertRes);
+    info->xResolution = ResolutionOf(fields.xPixelsPerMetre, &DeviceSurface::horzRes);
+    info->yResolution = ResolutionOf(fields.yPixelsPerMetre, &DeviceSurface::vertRes);
     return RESULT_SUCCESS;
 }
 

@@ -101,10 +101,10 @@ SIZE SizeOnPage(const BitmapHandle *bitmap, const Placement &placement, int page
     return {placement.width, placement.height};
 }
 
-RECT DestinationOnPage(const Device &device, const BitmapHandle *bitmap, const Placement &placement)
+RECT DestinationOnPage(const DeviceSurface &surface, const BitmapHandle *bitmap, const Placement &placement)
 {
     // Deliberate: the page begins one pixel inside the device's, to the right and downwards.
-    const RECT page = {1, 1, device.horzRes, device.vertRes};
+    const RECT page = {1, 1, surface.horzRes, surface.vertRes};
     const int pageWidth = page.right - page.left, pageHeight = abs(page.bottom - page.top);
     const SIZE size = SizeOnPage(bitmap, placement, pageWidth, pageHeight);
     if (size.cx < 1 || size.cy < 1)
@@ -120,10 +120,9 @@ RECT DestinationOnPage(const Device &device, const BitmapHandle *bitmap, const P
 
 // ---- Painting -------------------------------------------------------------------------------------------------
 
-int PaintForPrinter(HDC dc, const Device &device, BitmapHandle *bitmap, const RECT &destination, const RECT *clip)
+int PaintForPrinter(HDC dc, bool monochrome, BitmapHandle *bitmap, const RECT &destination, const RECT *clip)
 {
     constexpr unsigned kOrdered = DISPLAYMODE_BIT0 | DISPLAYMODE_CLUSTERED;
-    const bool monochrome = device.numColors < 3 && device.Depth() == 1;
     const DisplayModeScope mode(monochrome ? kOrdered | DISPLAYMODE_PALETTE_INDICES
                                            : DISPLAYMODE_PALETTE_INDICES | DISPLAYMODE_DITHER,
                                 monochrome ? kOrdered : 0);
@@ -131,14 +130,14 @@ int PaintForPrinter(HDC dc, const Device &device, BitmapHandle *bitmap, const RE
 }
 
 // Row by row, with a callback to tell and to ask.
-int PaintInRows(HDC dc, const Device &device, BitmapHandle *bitmap, const RECT &destination)
+int PaintInRows(HDC dc, bool monochrome, BitmapHandle *bitmap, const RECT &destination)
 {
     const int rows = abs(destination.bottom - destination.top);
     Progress progress(rows);
     int status = progress.Start();
     for (int row = 0; row < rows && !Failed(status); ++row) {
         const RECT clip = {destination.left, destination.top + row, destination.right, destination.top + row + 1};
-        status = PaintForPrinter(dc, device, bitmap, destination, &clip);
+        status = PaintForPrinter(dc, monochrome, bitmap, destination, &clip);
         if (!Failed(status))
             status = progress.Step();
     }
@@ -150,13 +149,14 @@ int PaintOnPage(HDC dc, BitmapHandle *bitmap, const Placement &placement)
     if (!IsAllocated(bitmap))
         return ERR_NO_BITMAP;
     const gdi::Palette palette(::V_CreatePaintPalette(dc, bitmap));
-    const Device device = Device::Of(dc);
-    const RECT destination = DestinationOnPage(device, bitmap, placement);
+    const DeviceSurface surface = DeviceSurface::Of(dc);
+    const bool monochrome = surface.numColors < 3 && Device::Of(dc).Depth() == 1;
+    const RECT destination = DestinationOnPage(surface, bitmap, placement);
     int status;
     {
         const gdi::PaletteSelection selection(dc, palette.get());
-        status = V_GetStatusCallBack() ? PaintInRows(dc, device, bitmap, destination)
-                                       : PaintForPrinter(dc, device, bitmap, destination, nullptr);
+        status = V_GetStatusCallBack() ? PaintInRows(dc, monochrome, bitmap, destination)
+                                       : PaintForPrinter(dc, monochrome, bitmap, destination, nullptr);
     }
     if (palette)
         ::RealizePalette(dc);
