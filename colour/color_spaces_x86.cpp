@@ -52,13 +52,10 @@ constexpr HsvTables kHsv;
 
 // ---- Loads and stores of 8 pixels of 3 bytes --------------------------------------------------------------------
 
-VEXO_TARGET_AVX2 inline __m128i Load128(const uint8_t *p)
-{
-    return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
-}
+VEXO_AVX2_PIECE __m128i Load128(const uint8_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
 
 // To quads, the fourth byte 0.
-VEXO_TARGET_AVX2 inline __m256i LoadPixels(const uint8_t *pixels)
+VEXO_AVX2_PIECE __m256i LoadPixels(const uint8_t *pixels)
 {
     const __m256i order =
         _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1));
@@ -66,7 +63,7 @@ VEXO_TARGET_AVX2 inline __m256i LoadPixels(const uint8_t *pixels)
     return _mm256_shuffle_epi8(both, order);
 }
 
-VEXO_TARGET_AVX2 inline void StorePixels(uint8_t *pixels, __m256i quads)
+VEXO_AVX2_PIECE void StorePixels(uint8_t *pixels, __m256i quads)
 {
     const __m256i order =
         _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1));
@@ -77,14 +74,14 @@ VEXO_TARGET_AVX2 inline void StorePixels(uint8_t *pixels, __m256i quads)
     _mm_storel_epi64(reinterpret_cast<__m128i *>(pixels + 16), _mm256_extracti128_si256(closed, 1));
 }
 
-VEXO_TARGET_AVX2 inline __m256i LookUp(const uint32_t *table, __m256i indices)
+VEXO_AVX2_PIECE __m256i LookUp(const uint32_t *table, __m256i indices)
 {
     return _mm256_i32gather_epi32(reinterpret_cast<const int *>(table), indices, 4);
 }
 
 // ---- Hue, saturation, value -------------------------------------------------------------------------------------
 
-VEXO_TARGET_AVX2 inline __m256i HsvOf(__m256i quads)
+VEXO_AVX2_PIECE __m256i HsvOf(__m256i quads)
 {
     const __m256i byte = _mm256_set1_epi32(255);
     const __m256i blue = _mm256_and_si256(quads, byte), red = _mm256_srli_epi32(quads, 16);
@@ -110,7 +107,7 @@ VEXO_TARGET_AVX2 inline __m256i HsvOf(__m256i quads)
     return _mm256_or_si256(_mm256_or_si256(hue, _mm256_slli_epi32(saturation, 8)), _mm256_slli_epi32(most, 16));
 }
 
-VEXO_TARGET_AVX2 inline __m256i BgrOf(__m256i hsv)
+VEXO_AVX2_PIECE __m256i BgrOf(__m256i hsv)
 {
     const __m256i byte = _mm256_set1_epi32(255);
     const __m256i hue = _mm256_and_si256(hsv, byte), value = _mm256_srli_epi32(hsv, 16);

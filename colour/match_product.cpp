@@ -63,18 +63,15 @@ struct Channels {
     __m256i blue, green, red;
 };
 
-VEXO_TARGET_AVX2 inline __m256i Table(const uint8_t (&table)[16])
+VEXO_AVX2_PIECE __m256i Table(const uint8_t (&table)[16])
 {
     return _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(table)));
 }
 
-VEXO_TARGET_AVX2 inline __m256i UpperBits(__m256i v)
-{
-    return _mm256_and_si256(_mm256_srli_epi16(v, 4), _mm256_set1_epi8(15));
-}
+VEXO_AVX2_PIECE __m256i UpperBits(__m256i v) { return _mm256_and_si256(_mm256_srli_epi16(v, 4), _mm256_set1_epi8(15)); }
 
 // Four registers of quads to channels. Pixels come out in the order of kInOrder.
-VEXO_TARGET_AVX2 inline Channels SplitQuads(const uint8_t *quads)
+VEXO_AVX2_PIECE Channels SplitQuads(const uint8_t *quads)
 {
     const __m256i *source = reinterpret_cast<const __m256i *>(quads);
     const __m256i byChannel =
@@ -105,7 +102,7 @@ struct ByteOrders {
 };
 constexpr ByteOrders kByteOrders;
 
-VEXO_TARGET_AVX2 inline __m256i Gather(const uint8_t (&from)[3][16], __m256i a, __m256i b, __m256i c)
+VEXO_AVX2_PIECE __m256i Gather(const uint8_t (&from)[3][16], __m256i a, __m256i b, __m256i c)
 {
     return _mm256_or_si256(
         _mm256_or_si256(_mm256_shuffle_epi8(a, Table(from[0])), _mm256_shuffle_epi8(b, Table(from[1]))),
@@ -113,7 +110,7 @@ VEXO_TARGET_AVX2 inline __m256i Gather(const uint8_t (&from)[3][16], __m256i a, 
 }
 
 // 32 pixels of three bytes to channels, in order.
-VEXO_TARGET_AVX2 inline Channels SplitPixels(const uint8_t *pixels, bool swap)
+VEXO_AVX2_PIECE Channels SplitPixels(const uint8_t *pixels, bool swap)
 {
     const auto load = [&](int offset) VEXO_TARGET_AVX2 {
         const __m128i *low = reinterpret_cast<const __m128i *>(pixels + offset);
@@ -124,7 +121,7 @@ VEXO_TARGET_AVX2 inline Channels SplitPixels(const uint8_t *pixels, bool swap)
     return {swap ? third : first, Gather(kByteOrders.from[1], a, b, c), swap ? first : third};
 }
 
-VEXO_TARGET_AVX2 inline __m256i LowLevel(const ChannelLevels &channel, __m256i values, __m256i upper)
+VEXO_AVX2_PIECE __m256i LowLevel(const ChannelLevels &channel, __m256i values, __m256i upper)
 {
     const __m256i above = _mm256_subs_epu8(values, _mm256_shuffle_epi8(Table(channel.last), upper));
     return _mm256_add_epi8(_mm256_shuffle_epi8(Table(channel.first), upper),
@@ -132,7 +129,7 @@ VEXO_TARGET_AVX2 inline __m256i LowLevel(const ChannelLevels &channel, __m256i v
 }
 
 // All ones where a value is halfway to the next level.
-VEXO_TARGET_AVX2 inline __m256i Halfway(const ChannelLevels &channel, __m256i values, __m256i upper)
+VEXO_AVX2_PIECE __m256i Halfway(const ChannelLevels &channel, __m256i values, __m256i upper)
 {
     return _mm256_cmpeq_epi8(values, _mm256_shuffle_epi8(Table(channel.half), upper));
 }
@@ -141,7 +138,7 @@ VEXO_TARGET_AVX2 inline __m256i Halfway(const ChannelLevels &channel, __m256i va
 struct RedAndBlue {
     __m256i least, most, redIsMost;
 };
-VEXO_TARGET_AVX2 inline RedAndBlue Compare(__m256i red, __m256i blue)
+VEXO_AVX2_PIECE RedAndBlue Compare(__m256i red, __m256i blue)
 {
     const __m256i most = _mm256_max_epu8(red, blue);
     return {_mm256_min_epu8(red, blue), most, _mm256_cmpeq_epi8(most, red)};
@@ -149,7 +146,7 @@ VEXO_TARGET_AVX2 inline RedAndBlue Compare(__m256i red, __m256i blue)
 
 // A number for each HueClass: -2, 0 or 2 for green among the others, with all bits turned over unless blue is above
 // red.
-VEXO_TARGET_AVX2 inline __m256i HueClasses(const RedAndBlue &others, __m256i green)
+VEXO_AVX2_PIECE __m256i HueClasses(const RedAndBlue &others, __m256i green)
 {
     const __m256i notBelow = _mm256_cmpeq_epi8(_mm256_max_epu8(green, others.least), green);
     const __m256i notAbove = _mm256_cmpeq_epi8(_mm256_min_epu8(green, others.most), green);
@@ -157,12 +154,12 @@ VEXO_TARGET_AVX2 inline __m256i HueClasses(const RedAndBlue &others, __m256i gre
     return _mm256_xor_si256(_mm256_add_epi8(place, place), others.redIsMost);
 }
 
-VEXO_TARGET_AVX2 inline __m256i IndexPart(const ChannelLevels &channel, __m256i levels)
+VEXO_AVX2_PIECE __m256i IndexPart(const ChannelLevels &channel, __m256i levels)
 {
     return _mm256_sll_epi16(levels, _mm_cvtsi32_si128(channel.shift));
 }
 
-VEXO_TARGET_AVX2 inline __m256i ValueOf(const ChannelLevels &channel, __m256i levels)
+VEXO_AVX2_PIECE __m256i ValueOf(const ChannelLevels &channel, __m256i levels)
 {
     return _mm256_shuffle_epi8(Table(channel.value), levels);
 }
@@ -175,13 +172,13 @@ struct TieSearch {
 };
 
 // All ones where the entry of two levels has the pixel's hue class.
-VEXO_TARGET_AVX2 inline __m256i HasClass(const TieSearch &search, __m256i redLevels, __m256i greenLevels)
+VEXO_AVX2_PIECE __m256i HasClass(const TieSearch &search, __m256i redLevels, __m256i greenLevels)
 {
     const RedAndBlue others = Compare(ValueOf(search.palette.red, redLevels), search.blueValues);
     return _mm256_cmpeq_epi8(HueClasses(others, ValueOf(search.palette.green, greenLevels)), search.classes);
 }
 
-VEXO_TARGET_AVX2 inline __m256i MatchProduct32(const ProductPalette &palette, const Channels &colors)
+VEXO_AVX2_PIECE __m256i MatchProduct32(const ProductPalette &palette, const Channels &colors)
 {
     const __m256i upperRed = UpperBits(colors.red), upperGreen = UpperBits(colors.green);
     const __m256i red = LowLevel(palette.red, colors.red, upperRed);

@@ -231,7 +231,7 @@ void MatchCellsPlain(uint8_t *indices, const uint8_t *quads, size_t count, Palet
 namespace {
 
 // The squared distances of a group of candidates, those beyond 16 bits as 65535.
-VEXO_TARGET_AVX2 inline __m128i GroupDistances(const uint32_t *group, __m256i color)
+VEXO_AVX2_PIECE __m128i GroupDistances(const uint32_t *group, __m256i color)
 {
     const __m256i candidates = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(group));
     const __m256i apart = _mm256_or_si256(_mm256_subs_epu8(candidates, color), _mm256_subs_epu8(color, candidates));
@@ -241,7 +241,7 @@ VEXO_TARGET_AVX2 inline __m128i GroupDistances(const uint32_t *group, __m256i co
     return _mm_packus_epi32(_mm256_castsi256_si128(squares), _mm256_extracti128_si256(squares, 1));
 }
 
-VEXO_TARGET_AVX2 inline void FindCells(uint32_t *cells, const uint8_t *quads, size_t count)
+VEXO_AVX2_PIECE void FindCells(uint32_t *cells, const uint8_t *quads, size_t count)
 {
     size_t i = 0;
     for (; i + 8 <= count; i += 8) {
@@ -257,7 +257,7 @@ VEXO_TARGET_AVX2 inline void FindCells(uint32_t *cells, const uint8_t *quads, si
 }
 
 // The equal distances, two bits each. Where the least is 65535 all of a group are.
-VEXO_TARGET_AVX2 inline unsigned EqualBytes(__m128i distances, __m128i least)
+VEXO_AVX2_PIECE unsigned EqualBytes(__m128i distances, __m128i least)
 {
     return unsigned(_mm_movemask_epi8(_mm_cmpeq_epi16(distances, least)));
 }

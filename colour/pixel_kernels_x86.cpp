@@ -77,11 +77,8 @@ VEXO_TARGET_SSSE3 void Swap24Ssse3(uint8_t *pixels, size_t count)
 
 // ---- AVX2 -----------------------------------------------------------------------------------------------------
 
-VEXO_TARGET_AVX2 inline __m256i Load256(const uint8_t *p)
-{
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
-}
-VEXO_TARGET_AVX2 inline void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
+VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
+VEXO_AVX2_PIECE void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
 
 VEXO_TARGET_AVX2 void Unpack24Avx2(uint8_t *quads, const uint8_t *pixels, size_t count, bool swap)
 {
@@ -123,7 +120,7 @@ VEXO_TARGET_AVX2 void Unpack16Avx2(uint8_t *quads, const uint8_t *pixels, size_t
 }
 
 // The upper five bits of each channel of 8 quads, as 15-bit numbers in 32-bit lanes.
-VEXO_TARGET_AVX2 inline __m256i KeepFiveBits(__m256i quads)
+VEXO_AVX2_PIECE __m256i KeepFiveBits(__m256i quads)
 {
     const __m256i outer = _mm256_and_si256(quads, _mm256_set1_epi32(0x00F800F8));
     const __m256i middle = _mm256_and_si256(quads, _mm256_set1_epi32(0xF800));
@@ -140,7 +137,7 @@ VEXO_TARGET_AVX2 void Pack16Avx2(uint8_t *pixels, const uint8_t *quads, size_t c
     plainPixelKernels.pack16(pixels, quads, count);
 }
 
-VEXO_TARGET_AVX2 inline __m256i LuminanceOf(__m256i quads)
+VEXO_AVX2_PIECE __m256i LuminanceOf(__m256i quads)
 {
     const __m256i weighted = _mm256_maddubs_epi16(quads, _mm256_set1_epi32(0x00020501)); // blue 1, green 5, red 2
     const __m256i sum = _mm256_madd_epi16(weighted, _mm256_set1_epi16(1));

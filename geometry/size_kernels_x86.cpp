@@ -68,7 +68,7 @@ VEXO_TARGET_AVX2 size_t Gather32Avx2(uint8_t *destination, const uint8_t *source
 // In memory the first pixel is the highest bit of the first byte.
 inline uint32_t SwapBytes(uint32_t v) { return v >> 24 | (v >> 8 & 0xFF00) | (v << 8 & 0xFF0000) | v << 24; }
 
-VEXO_TARGET_AVX2 inline uint32_t LoadPixels(const uint8_t *p)
+VEXO_AVX2_PIECE uint32_t LoadPixels(const uint8_t *p)
 {
     uint32_t word;
     memcpy(&word, p, 4);

@@ -118,13 +118,10 @@ void Match32Sse2(uint32_t *mask, const uint8_t *pixels, size_t count, uint32_t k
 
 // ---- AVX2 -----------------------------------------------------------------------------------------------------
 
-VEXO_TARGET_AVX2 inline __m256i Load256(const uint8_t *p)
-{
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
-}
+VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
 
 // Four registers of 8 equal or unequal pixels as 32 bits.
-VEXO_TARGET_AVX2 inline uint32_t MaskOf32(__m256i a, __m256i b, __m256i c, __m256i d)
+VEXO_AVX2_PIECE uint32_t MaskOf32(__m256i a, __m256i b, __m256i c, __m256i d)
 {
     const __m256i inOrder = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
     const __m256i bytes = _mm256_packs_epi16(_mm256_packs_epi32(a, b), _mm256_packs_epi32(c, d));
@@ -155,7 +152,7 @@ VEXO_TARGET_AVX2 void Match16Avx2(uint32_t *mask, const uint8_t *pixels, size_t 
 
 // 8 pixels of 3 bytes spread to quads with 0 as fourth byte. The second load begins 4 bytes early, so that 24 bytes are
 // all that is read.
-VEXO_TARGET_AVX2 inline __m256i Equal24(const uint8_t *p, __m256i keys)
+VEXO_AVX2_PIECE __m256i Equal24(const uint8_t *p, __m256i keys)
 {
     const __m256i order = _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1, //
                                            4, 5, 6, -1, 7, 8, 9, -1, 10, 11, 12, -1, 13, 14, 15, -1);
@@ -174,7 +171,7 @@ VEXO_TARGET_AVX2 void Match24Avx2(uint32_t *mask, const uint8_t *pixels, size_t 
     MatchRest<3, kSignificant24>(mask, pixels, count, key, i);
 }
 
-VEXO_TARGET_AVX2 inline __m256i Equal32(const uint8_t *p, __m256i keys)
+VEXO_AVX2_PIECE __m256i Equal32(const uint8_t *p, __m256i keys)
 {
     const __m256i significant = _mm256_set1_epi32(int(kSignificant24));
     return _mm256_cmpeq_epi32(_mm256_and_si256(Load256(p), significant), keys);
