@@ -82,12 +82,20 @@ VEXO_AVX2_PIECE __m256i Quotients(__m256i x, __m256i y, __m256i top)
     return _mm256_packus_epi16(low, high);
 }
 
+template <int LaneBytes>
+VEXO_AVX2_PIECE __m256i EveryLane(uint8_t channel)
+{
+    return LaneBytes == 2 ? _mm256_set1_epi16(channel) : Every(channel);
+}
+
 // min(x * top / y, top), and top for y = 0.
 template <int LaneBytes>
 VEXO_AVX2_PIECE __m256i Divide(__m256i x, __m256i y, __m256i top)
 {
     const __m256i notBelow = _mm256_cmpeq_epi8(_mm256_max_epu8(x, y), x);
-    return _mm256_blendv_epi8(Quotients<LaneBytes>(x, y, top), top, notBelow);
+    // A division by 0 would be a trap in programs that ask the processor for it.
+    const __m256i divisor = _mm256_max_epu8(y, EveryLane<LaneBytes>(1));
+    return _mm256_blendv_epi8(Quotients<LaneBytes>(x, divisor, top), top, notBelow);
 }
 
 // Channels are bytes, or the low bytes of 16-bit lanes whose high bytes are 0.
@@ -116,12 +124,6 @@ VEXO_AVX2_PIECE __m256i Combine(__m256i d, __m256i s, __m256i top, int bits)
 }
 
 // ---- Loops ----------------------------------------------------------------------------------------------------
-
-template <int LaneBytes>
-VEXO_AVX2_PIECE __m256i EveryLane(uint8_t channel)
-{
-    return LaneBytes == 2 ? _mm256_set1_epi16(channel) : Every(channel);
-}
 
 template <ChannelOperation Operation, int LaneBytes>
 VEXO_AVX2_PIECE __m256i CombineTreated(__m256i d, __m256i s, const ChannelTreatment &how)
