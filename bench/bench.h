@@ -31,6 +31,19 @@ Bytes Photo32();
 Bytes Photo555();
 Bytes Page1();
 
+// A bitmap in memory, with the rows given or empty, that is freed with its scope.
+struct Picture : BitmapHandle {
+    Picture() : BitmapHandle{} {}
+    Picture(int width, int height, int bits, const Bytes &rows = {}) : Picture() { Make(width, height, bits, rows); }
+    ~Picture() { V_FreeBitmap(this); }
+    Picture(const Picture &) = delete;
+    Picture &operator=(const Picture &) = delete;
+
+    // Frees the bitmap and makes another.
+    void Make(int width, int height, int bits, const Bytes &rows = {});
+    uint64_t Hash() const { return testimg::hash(static_cast<const uint8_t *>(Data), Size); }
+};
+
 // Measures `work` and prints its row; `sum` gives the checksum of its result afterwards.
 void Report(const char *workload, double pixels, const std::function<void()> &work,
             const std::function<uint64_t()> &sum);

@@ -7,26 +7,13 @@ namespace {
 
 // ---- Operations that replace a bitmap ---------------------------------------------------------------------------
 
-void MakePhoto(BitmapHandle *bitmap)
-{
-    V_FreeBitmap(bitmap);
-    V_CreateBitmap(bitmap, STORAGE_MEMORY, PhotoSize, PhotoSize, 24, COLOR_ORDER_BGR, nullptr, ORIENT_TOP_DOWN);
-    memcpy(bitmap->Data, Photo24().data(), Photo24().size());
-}
-
-uint64_t HashRows(const BitmapHandle &bitmap)
-{
-    return testimg::hash(bitmap.Data, size_t(bitmap.BytesPerLine) * size_t(bitmap.Height));
-}
-
 template <class Operation>
 void MeasureReplacing(const char *workload, Operation operation)
 {
-    BitmapHandle bitmap = {};
+    Picture picture;
     Report(
-        workload, kPhotoPixels, [&] { MakePhoto(&bitmap); }, [&] { operation(&bitmap); },
-        [&] { return HashRows(bitmap); });
-    V_FreeBitmap(&bitmap);
+        workload, kPhotoPixels, [&] { picture.Make(PhotoSize, PhotoSize, 24, Photo24()); },
+        [&] { operation(&picture); }, [&] { return picture.Hash(); });
 }
 
 void Gray24() { MeasureReplacing("gray_24", V_GrayScaleBitmap); }

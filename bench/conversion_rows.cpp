@@ -10,14 +10,14 @@ struct Conversion {
     const RGBQUAD *sourcePalette, *destinationPalette;
 };
 
-// Rows go through a work buffer, converted in place, as a caller of V_GetBitmapRow does it.
+// Rows come into a work buffer and are converted there.
 void MeasureConversion(const char *workload, const Bytes &source, const Conversion &c)
 {
-    const size_t rowBytes = source.size() / PhotoSize;
+    Picture picture(PhotoSize, PhotoSize, c.sourceBits, source);
     const size_t resultBytes = size_t(PhotoSize) * size_t(c.destinationBits) / 8;
     Bytes row(V_CalcConvertSize(PhotoSize, c.sourceBits, PhotoSize, c.destinationBits));
     const auto convertRow = [&](int y) {
-        memcpy(row.data(), &source[size_t(y) * rowBytes], rowBytes);
+        V_GetBitmapRow(&picture, row.data(), y, picture.BytesPerLine);
         V_ConvertBuffer(row.data(), PhotoSize, c.sourceBits, c.destinationBits, c.sourceOrder, c.destinationOrder,
                         c.sourcePalette, c.destinationPalette);
     };

@@ -48,19 +48,6 @@ private:
     size_t m_bytes;
 };
 
-// A bitmap with the given rows, the first one at the bottom.
-struct Picture {
-    BitmapHandle bitmap;
-
-    Picture(int width, int height, int bits, const Bytes &rows)
-    {
-        V_CreateBitmap(&bitmap, STORAGE_MEMORY, width, height, bits, COLOR_ORDER_BGR, nullptr, ORIENT_BOTTOM_UP);
-        for (int row = 0; row < height; ++row)
-            V_PutBitmapRow(&bitmap, &rows[size_t(row) * size_t(bitmap.BytesPerLine)], row, bitmap.BytesPerLine);
-    }
-    ~Picture() { V_FreeBitmap(&bitmap); }
-};
-
 void MeasurePaint(const char *workload, Picture &picture, int width, int height, int bits, unsigned displayMode)
 {
     V_SetDisplayMode(~0u, displayMode);
@@ -69,7 +56,7 @@ void MeasurePaint(const char *workload, Picture &picture, int width, int height,
     Report(
         workload, double(width) * height,
         [&] {
-            V_PaintDC(surface.dc(), &picture.bitmap, nullptr, nullptr, &target, nullptr, SRCCOPY);
+            V_PaintDC(surface.dc(), &picture, nullptr, nullptr, &target, nullptr, SRCCOPY);
             GdiFlush();
         },
         [&] { return surface.Sum(); });

@@ -1,6 +1,8 @@
 // The pictures of the workloads.
 #include "bench/bench.h"
 
+#include <algorithm>
+
 namespace vexo::bench {
 
 const Bytes &Photo24()
@@ -55,6 +57,13 @@ Bytes Page1()
     Bytes page(kPageStride * PageHeight);
     testimg::page1(page.data(), kPageStride);
     return page;
+}
+
+void Picture::Make(int width, int height, int bits, const Bytes &rows)
+{
+    V_FreeBitmap(this);
+    V_CreateBitmap(this, STORAGE_MEMORY, width, height, bits, COLOR_ORDER_BGR, nullptr, ORIENT_TOP_DOWN);
+    memcpy(Data, rows.data(), std::min(rows.size(), size_t(Size)));
 }
 
 } // namespace vexo::bench

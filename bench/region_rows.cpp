@@ -5,15 +5,6 @@ namespace vexo::bench {
 
 namespace {
 
-// A bitmap of the workload's size, freed at the end.
-struct BenchBitmap : BitmapHandle {
-    BenchBitmap(int width, int height, int bits)
-    {
-        V_CreateBitmap(this, STORAGE_MEMORY, width, height, bits, COLOR_ORDER_BGR, nullptr, ORIENT_TOP_DOWN);
-    }
-    ~BenchBitmap() { V_FreeBitmap(this); }
-};
-
 unsigned Area(const BitmapHandle *bitmap)
 {
     unsigned area = 0;
@@ -37,7 +28,7 @@ void ForEachSegment(const BitmapHandle *bitmap, Visit &&visit)
 
 void EllipseUnionXor()
 {
-    BenchBitmap bitmap(PhotoSize, PhotoSize, 1);
+    Picture bitmap(PhotoSize, PhotoSize, 1);
     const RECT a = {0, 0, 3000, 4096}, b = {1096, 0, 4096, 4096};
     unsigned unionArea = 0, xorArea = 0;
     Report(
@@ -54,9 +45,7 @@ void EllipseUnionXor()
 
 void RegionByColour()
 {
-    BenchBitmap bitmap(PhotoSize, PhotoSize, 24);
-    const Bytes &photo = Photo24();
-    V_PutBitmapRow(&bitmap, photo.data(), 0, int(photo.size()));
+    Picture bitmap(PhotoSize, PhotoSize, 24, Photo24());
     Report(
         "region_by_colour_24", kPhotoPixels, [&] { V_SetBitmapRgnColor(&bitmap, RGB(32, 96, 160), COMBINE_REPLACE); },
         [&] {
@@ -68,12 +57,12 @@ void RegionByColour()
 
 void FillRegion()
 {
-    BenchBitmap bitmap(PhotoSize, PhotoSize, 24);
+    Picture bitmap(PhotoSize, PhotoSize, 24);
     const RECT rect = {0, 0, PhotoSize, PhotoSize};
     V_SetBitmapRgnEllipse(&bitmap, nullptr, &rect, COMBINE_REPLACE);
     Report(
         "fill_region_24", Area(&bitmap), [&] { V_FillBitmap(&bitmap, RGB(90, 200, 20)); },
-        [&] { return testimg::hash(static_cast<const uint8_t *>(bitmap.Data), bitmap.Size); });
+        [&] { return bitmap.Hash(); });
 }
 
 // ---- A checkerboard of single pixels --------------------------------------------------------------------------
@@ -93,7 +82,7 @@ void MakeBoard(BitmapHandle *bitmap)
 // All white pixels, and that XOR a rectangle: nanoseconds a segment.
 void CheckerboardXor()
 {
-    BenchBitmap bitmap(kBoardSize, kBoardSize, 1);
+    Picture bitmap(kBoardSize, kBoardSize, 1);
     MakeBoard(&bitmap);
     const RECT rect = {100, 100, kBoardSize - 100, kBoardSize - 100};
     Report(
@@ -108,7 +97,7 @@ void CheckerboardXor()
 // The GDI region of all white pixels: nanoseconds a segment.
 void CheckerboardToGdi()
 {
-    BenchBitmap bitmap(kBoardSize, kBoardSize, 1);
+    Picture bitmap(kBoardSize, kBoardSize, 1);
     MakeBoard(&bitmap);
     V_SetBitmapRgnColor(&bitmap, COLOR_INDEX(1), COMBINE_REPLACE);
     int orientation = ORIENT_TOP_DOWN;

@@ -5,26 +5,6 @@ namespace vexo::bench {
 
 namespace {
 
-// A bitmap with the rows of a picture, or empty; freed at the end of the scope.
-class BenchBitmap {
-public:
-    BenchBitmap(int width, int height, int bits, const uint8_t *pixels = nullptr)
-    {
-        V_CreateBitmap(&m_record, STORAGE_MEMORY, width, height, bits, COLOR_ORDER_BGR, nullptr, ORIENT_TOP_DOWN);
-        if (pixels)
-            memcpy(m_record.Data, pixels, m_record.Size);
-    }
-    ~BenchBitmap() { V_FreeBitmap(&m_record); }
-    BenchBitmap(const BenchBitmap &) = delete;
-    BenchBitmap &operator=(const BenchBitmap &) = delete;
-
-    BitmapHandle *get() { return &m_record; }
-    uint64_t Hash() const { return testimg::hash(m_record.Data, m_record.Size); }
-
-private:
-    BitmapHandle m_record = {};
-};
-
 constexpr int kSmallSize = testimg::SmallSize;
 
 Bytes SmallPhoto24()
@@ -34,49 +14,42 @@ Bytes SmallPhoto24()
     return photo;
 }
 
-void MeasureNearest(const char *workload, BenchBitmap &source, int width, int height)
+void MeasureNearest(const char *workload, Picture &source, int width, int height)
 {
-    BenchBitmap result(width, height, source.get()->BitsPerPixel);
+    Picture result(width, height, source.BitsPerPixel);
     Report(
-        workload, double(width) * height, [&] { V_ResizeBitmap(source.get(), result.get()); },
-        [&] { return result.Hash(); });
+        workload, double(width) * height, [&] { V_ResizeBitmap(&source, &result); }, [&] { return result.Hash(); });
 }
 
 // The picture is copied afresh outside the clock.
-void MeasureResample(const char *workload, int oldSize, const uint8_t *pixels, int newSize)
+void MeasureResample(const char *workload, int oldSize, const Bytes &rows, int newSize)
 {
-    BitmapHandle bitmap = {};
+    Picture picture;
     Report(
-        workload, double(newSize) * newSize,
-        [&] {
-            V_FreeBitmap(&bitmap);
-            V_CreateBitmap(&bitmap, STORAGE_MEMORY, oldSize, oldSize, 24, COLOR_ORDER_BGR, nullptr, ORIENT_TOP_DOWN);
-            memcpy(bitmap.Data, pixels, bitmap.Size);
-        },
-        [&] { V_ResampleBitmap(&bitmap, newSize, newSize); }, [&] { return testimg::hash(bitmap.Data, bitmap.Size); });
-    V_FreeBitmap(&bitmap);
+        workload, double(newSize) * newSize, [&] { picture.Make(oldSize, oldSize, 24, rows); },
+        [&] { V_ResampleBitmap(&picture, newSize, newSize); }, [&] { return picture.Hash(); });
 }
 
 void NearestDown24()
 {
-    BenchBitmap photo(PhotoSize, PhotoSize, 24, Photo24().data());
+    Picture photo(PhotoSize, PhotoSize, 24, Photo24());
     MeasureNearest("resize_nearest_24_down", photo, 1500, 1500);
 }
 
 void NearestUp24()
 {
-    BenchBitmap photo(kSmallSize, kSmallSize, 24, SmallPhoto24().data());
+    Picture photo(kSmallSize, kSmallSize, 24, SmallPhoto24());
     MeasureNearest("resize_nearest_24_up", photo, PhotoSize, PhotoSize);
 }
 
 void NearestDown1()
 {
-    BenchBitmap page(PageWidth, PageHeight, 1, Page1().data());
+    Picture page(PageWidth, PageHeight, 1, Page1());
     MeasureNearest("resize_nearest_1_down", page, PageWidth / 2, PageHeight / 2);
 }
 
-void ResampleDown24() { MeasureResample("resample_24_down", PhotoSize, Photo24().data(), 1000); }
-void ResampleUp24() { MeasureResample("resample_24_up", kSmallSize, SmallPhoto24().data(), PhotoSize); }
+void ResampleDown24() { MeasureResample("resample_24_down", PhotoSize, Photo24(), 1000); }
+void ResampleUp24() { MeasureResample("resample_24_up", kSmallSize, SmallPhoto24(), PhotoSize); }
 
 constexpr Workload kRows[] = {
     {"resize_nearest_24_down", NearestDown24}, {"resize_nearest_24_up", NearestUp24},

@@ -5,43 +5,21 @@ namespace vexo::bench {
 
 namespace {
 
-// A bitmap of a picture of the workloads.
-class Picture {
-public:
-    Picture() = default;
-    Picture(const Bytes &bytes, int width, int height, int bits) { Make(bytes, width, height, bits); }
-    ~Picture() { V_FreeBitmap(&m_record); }
-    Picture(const Picture &) = delete;
-    Picture &operator=(const Picture &) = delete;
-
-    void Make(const Bytes &bytes, int width, int height, int bits)
-    {
-        V_FreeBitmap(&m_record);
-        V_CreateBitmap(&m_record, STORAGE_MEMORY, width, height, bits, COLOR_ORDER_BGR, nullptr, ORIENT_TOP_DOWN);
-        memcpy(m_record.Data, bytes.data(), bytes.size());
-    }
-    BitmapHandle *get() { return &m_record; }
-    uint64_t Hash() const { return testimg::hash(static_cast<const uint8_t *>(m_record.Data), m_record.Size); }
-
-private:
-    BitmapHandle m_record = {};
-};
-
 // Operations on a bitmap in place, repeated on their own result.
 template <class Work>
 void MeasurePhoto(const char *workload, Work &&work)
 {
-    Picture photo(Photo24(), PhotoSize, PhotoSize, 24);
+    Picture photo(PhotoSize, PhotoSize, 24, Photo24());
     Report(
-        workload, kPhotoPixels, [&] { work(photo.get()); }, [&] { return photo.Hash(); });
+        workload, kPhotoPixels, [&] { work(&photo); }, [&] { return photo.Hash(); });
 }
 
 template <class Work>
 void MeasurePage(const char *workload, Work &&work)
 {
-    Picture page(Page1(), PageWidth, PageHeight, 1);
+    Picture page(PageWidth, PageHeight, 1, Page1());
     Report(
-        workload, kPagePixels, [&] { work(page.get()); }, [&] { return page.Hash(); });
+        workload, kPagePixels, [&] { work(&page); }, [&] { return page.Hash(); });
 }
 
 // Operations that replace the storage, each time on the picture itself.
@@ -50,7 +28,7 @@ void MeasureFresh(const char *workload, double pixels, const Bytes &bytes, int w
 {
     Picture picture;
     Report(
-        workload, pixels, [&] { picture.Make(bytes, width, height, bits); }, [&] { work(picture.get()); },
+        workload, pixels, [&] { picture.Make(width, height, bits, bytes); }, [&] { work(&picture); },
         [&] { return picture.Hash(); });
 }
 
@@ -64,12 +42,12 @@ void MeasureRotate15()
 // The photo, or its gray form, with the same turned by a half turn.
 void MeasureCombine(const char *workload, const Bytes &bytes, int bits, unsigned flags)
 {
-    Picture destination(bytes, PhotoSize, PhotoSize, bits), source(bytes, PhotoSize, PhotoSize, bits);
-    V_FlipBitmap(source.get());
-    V_ReverseBitmap(source.get());
+    Picture destination(PhotoSize, PhotoSize, bits, bytes), source(PhotoSize, PhotoSize, bits, bytes);
+    V_FlipBitmap(&source);
+    V_ReverseBitmap(&source);
     Report(
         workload, kPhotoPixels,
-        [&] { V_CombineBitmap(destination.get(), 0, 0, PhotoSize, PhotoSize, source.get(), 0, 0, flags); },
+        [&] { V_CombineBitmap(&destination, 0, 0, PhotoSize, PhotoSize, &source, 0, 0, flags); },
         [&] { return destination.Hash(); });
 }
 

@@ -2,7 +2,7 @@
 #ifndef VEXO_CORE_BIT_COPY_H
 #define VEXO_CORE_BIT_COPY_H
 
-#include "core/core.h"
+#include "core/row_kernels.h"
 
 namespace vexo {
 
@@ -20,7 +20,7 @@ inline void CopyPixels(uint8_t *to, int toColumn, const uint8_t *from, int fromC
         return;
     }
     const size_t bytes = size_t(bits) / 8;
-    memcpy(to + size_t(toColumn) * bytes, from + size_t(fromColumn) * bytes, size_t(count) * bytes);
+    CopyBytes(to + size_t(toColumn) * bytes, from + size_t(fromColumn) * bytes, size_t(count) * bytes);
 }
 
 } // namespace vexo

@@ -30,7 +30,7 @@ void CopyDirectRows(uint8_t *to, const BitmapHandle *destination, const uint8_t 
         return;
     }
     for (int y = 0; y < common.rows; ++y, to += destination->BytesPerLine, from += source->BytesPerLine)
-        memcpy(to, from, size_t(common.bytes));
+        CopyBytes(to, from, size_t(common.bytes));
 }
 
 int CopyCompressedRows(BitmapHandle *destination, const BitmapHandle *source, const CommonRows &common)

@@ -87,6 +87,8 @@ void DetachProcess(HMODULE module);
 
 enum class CpuLevel { Baseline, Ssse3, Avx2 }; // Baseline is SSE2; Avx2 includes BMI1, BMI2, LZCNT and POPCNT
 CpuLevel DetectCpuLevel();
+// Whether the string instructions move large blocks as fast as the caches take them.
+bool HasFastStringMoves();
 
 // Marks the functions that may use instructions beyond the baseline. The pieces of a kernel that are functions of their
 // own are always inlined: no 32-byte value may pass through the stack of the 64-bit GNU build, which is aligned to 16

@@ -62,4 +62,10 @@ CpuLevel DetectCpuLevel()
     return avx2 ? CpuLevel::Avx2 : CpuLevel::Ssse3;
 }
 
+bool HasFastStringMoves()
+{
+    constexpr unsigned kEnhancedMoves = 1u << 9; // leaf 7, ebx
+    return QueryCpu(0).a >= 7 && HasAll(QueryCpu(7).b, kEnhancedMoves);
+}
+
 } // namespace vexo

@@ -2,9 +2,11 @@
 // memory, so the vector forms keep to one wide load, a few operations and one wide store.
 #include "core/row_kernels.h"
 
+#include "core/prefetch.h"
+
 #include <algorithm>
-#include <cstring>
 #include <immintrin.h>
+#include <intrin.h>
 
 namespace vexo {
 
@@ -12,6 +14,7 @@ namespace {
 
 // ---- Plain ----------------------------------------------------------------------------------------------------
 
+void MoveBytesPlain(uint8_t *output, const uint8_t *input, size_t count) { memcpy(output, input, count); }
 void StreamBytesPlain(uint8_t *output, const uint8_t *input, size_t count) { memcpy(output, input, count); }
 
 void ShiftBitsPlain(uint8_t *output, const uint8_t *input, size_t count, int shift)
@@ -86,6 +89,11 @@ void CopyOthersSse2(uint8_t *output, const uint8_t *input, size_t count, uint8_t
     CopyOthersPlain(output, input, count, key);
 }
 
+// ---- String moves ----------------------------------------------------------------------------------------------
+
+// Whole lines of the caches are written without being read.
+void MoveBytesString(uint8_t *output, const uint8_t *input, size_t count) { __movsb(output, input, count); }
+
 // ---- AVX2 -----------------------------------------------------------------------------------------------------
 
 VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
@@ -135,6 +143,8 @@ VEXO_TARGET_AVX2 void GetAlpha32Avx2(uint8_t *levels, const uint8_t *pixels, siz
 {
     const __m256i inOrder = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
     for (; count >= 32; count -= 32, pixels += 128, levels += 32) {
+        PrefetchPageAhead(pixels);
+        PrefetchPageAhead(pixels + kCacheLine);
         const __m256i a = _mm256_srli_epi32(Load256(pixels), 24), b = _mm256_srli_epi32(Load256(pixels + 32), 24);
         const __m256i c = _mm256_srli_epi32(Load256(pixels + 64), 24), d = _mm256_srli_epi32(Load256(pixels + 96), 24);
         const __m256i all = _mm256_packus_epi16(_mm256_packs_epi32(a, b), _mm256_packs_epi32(c, d));
@@ -156,6 +166,7 @@ VEXO_TARGET_AVX2 void SetAlpha32Avx2(uint8_t *pixels, const uint8_t *levels, siz
 {
     const __m256i colour = _mm256_set1_epi32(0x00FFFFFF);
     for (; count >= 8; count -= 8, levels += 8, pixels += 32) {
+        PrefetchPageAhead(pixels);
         const __m256i alpha = _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(levels)));
         Store256(pixels, _mm256_or_si256(_mm256_and_si256(Load256(pixels), colour), _mm256_slli_epi32(alpha, 24)));
     }
@@ -183,6 +194,7 @@ VEXO_TARGET_AVX2 void CopyOthersAvx2(uint8_t *output, const uint8_t *input, size
 }
 
 constexpr RowKernels kPlainKernels = {
+    .moveBytes = MoveBytesPlain,
     .streamBytes = StreamBytesPlain,
     .shiftBits = ShiftBitsPlain,
     .getAlpha32 = GetAlpha32Plain,
@@ -192,6 +204,7 @@ constexpr RowKernels kPlainKernels = {
     .copyOthers = CopyOthersPlain,
 };
 constexpr RowKernels kAvx2Kernels = {
+    .moveBytes = MoveBytesPlain,
     .streamBytes = StreamBytesAvx2,
     .shiftBits = ShiftBitsAvx2,
     .getAlpha32 = GetAlpha32Avx2,
@@ -212,15 +225,9 @@ void SelectRowKernels(CpuLevel level)
     if (level != CpuLevel::Avx2) {
         rowKernels.shiftBits = ShiftBitsSse2;
         rowKernels.copyOthers = CopyOthersSse2;
+    } else if (HasFastStringMoves()) {
+        rowKernels.moveBytes = MoveBytesString;
     }
-}
-
-void CopyBytes(uint8_t *output, const uint8_t *input, size_t count)
-{
-    if (count < kStreamFrom)
-        memcpy(output, input, count);
-    else
-        rowKernels.streamBytes(output, input, count);
 }
 
 } // namespace vexo

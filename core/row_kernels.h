@@ -6,11 +6,14 @@
 
 #include "core/core.h"
 
+#include <cstring>
+
 namespace vexo {
 
 // No kernel touches a byte outside what it is given, and input and output never overlap.
 struct RowKernels {
-    // memcpy for blocks that do not stay in the caches: the output is not read into them first.
+    // memcpy for rows that stay in the caches, and for blocks that do not: these are not read into them first.
+    void (*moveBytes)(uint8_t *output, const uint8_t *input, size_t count);
     void (*streamBytes)(uint8_t *output, const uint8_t *input, size_t count);
     // Output byte i = the 8 bits of the input from bit 8 i + `shift` on, most significant first. `shift` is 1 to 7, so
     // count + 1 bytes are read; a count of 0 reads nothing.
@@ -37,8 +40,19 @@ void SelectRowKernels(CpuLevel level);
 // Below this what is written is likely to be in a cache when its user comes to it.
 inline constexpr size_t kStreamFrom = size_t(8) << 20;
 
+// From here on a copy is long enough to look for the fastest way.
+inline constexpr size_t kMoveFrom = 2048;
+
 // Copies a block of any size that does not overlap its copy.
-void CopyBytes(uint8_t *output, const uint8_t *input, size_t count);
+inline void CopyBytes(uint8_t *output, const uint8_t *input, size_t count)
+{
+    if (count < kMoveFrom)
+        memcpy(output, input, count);
+    else if (count < kStreamFrom)
+        rowKernels.moveBytes(output, input, count);
+    else
+        rowKernels.streamBytes(output, input, count);
+}
 
 } // namespace vexo
 

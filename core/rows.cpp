@@ -3,8 +3,7 @@
 #include "core/compressed_rows.h"
 #include "core/core.h"
 #include "core/packed_pixels.h"
-
-#include <cstring>
+#include "core/row_kernels.h"
 
 using namespace vexo;
 
@@ -170,7 +169,7 @@ int vexo::GetRowBytes(BitmapHandle *bitmap, void *buffer, int row, unsigned firs
 {
     const unsigned offset = RowOffset(bitmap, row) + firstByte;
     if (const uint8_t *rows = DirectRows(bitmap)) {
-        memcpy(buffer, rows + offset, size_t(byteCount));
+        CopyBytes(static_cast<uint8_t *>(buffer), rows + offset, size_t(byteCount));
         return byteCount;
     }
     return bitmap->Flags & FLAG_DISK ? ReadFile(bitmap, buffer, offset, byteCount) : ERR_NO_MEMORY;
@@ -180,7 +179,7 @@ int vexo::PutRowBytes(BitmapHandle *bitmap, const void *buffer, int row, unsigne
 {
     const unsigned offset = RowOffset(bitmap, row) + firstByte;
     if (uint8_t *rows = DirectRows(bitmap)) {
-        memcpy(rows + offset, buffer, size_t(byteCount));
+        CopyBytes(rows + offset, static_cast<const uint8_t *>(buffer), size_t(byteCount));
         return byteCount;
     }
     return bitmap->Flags & FLAG_DISK ? WriteFile(bitmap, buffer, offset, byteCount) : ERR_NO_MEMORY;

@@ -16,7 +16,8 @@ TEST_F(RowKernelsTest, EveryLevelGivesThePlainResult)
     const struct {
         Kernel kernel;
         size_t inputBytes, outputBytes; // of a pixel
-    } kKernels[] = {{&RowKernels::streamBytes, 1, 1},
+    } kKernels[] = {{&RowKernels::moveBytes, 1, 1},
+                    {&RowKernels::streamBytes, 1, 1},
                     {&RowKernels::getAlpha32, 4, 1},
                     {&RowKernels::getAlpha16, 2, 1},
                     {&RowKernels::setAlpha32, 1, 4},
