@@ -55,16 +55,28 @@ VEXO_TARGET_SSSE3 void Pack24Ssse3(uint8_t *pixels, const uint8_t *quads, size_t
     plainPixelKernels.pack24(pixels, quads, count);
 }
 
+// Red and blue exchanged in three registers of 16 bytes: each keeps five pixels and the middle byte of a sixth, and the
+// rest comes from its neighbours.
+struct SwapOrders {
+    int8_t own[3][16], from1To0[16], from0To1[16], from2To1[16], from1To2[16];
+};
+constexpr SwapOrders kSwap = {
+    .own = {{2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, -1},
+            {0, -1, 4, 3, 2, 7, 6, 5, 10, 9, 8, 13, 12, 11, -1, 15},
+            {-1, 3, 2, 1, 6, 5, 4, 9, 8, 7, 12, 11, 10, 15, 14, 13}},
+    .from1To0 = {-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 1},
+    .from0To1 = {-1, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1},
+    .from2To1 = {-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 0, -1},
+    .from1To2 = {14, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1},
+};
+
+inline __m128i Load128(const int8_t (&order)[16]) { return Load128(reinterpret_cast<const uint8_t *>(order)); }
+
 VEXO_TARGET_SSSE3 void Swap24Ssse3(uint8_t *pixels, size_t count)
 {
-    // Each register keeps five pixels and the middle byte of a sixth; the rest comes from its neighbours.
-    const __m128i own0 = _mm_setr_epi8(2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, -1);
-    const __m128i own1 = _mm_setr_epi8(0, -1, 4, 3, 2, 7, 6, 5, 10, 9, 8, 13, 12, 11, -1, 15);
-    const __m128i own2 = _mm_setr_epi8(-1, 3, 2, 1, 6, 5, 4, 9, 8, 7, 12, 11, 10, 15, 14, 13);
-    const __m128i from1To0 = _mm_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 1);
-    const __m128i from0To1 = _mm_setr_epi8(-1, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1);
-    const __m128i from2To1 = _mm_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 0, -1);
-    const __m128i from1To2 = _mm_setr_epi8(14, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1);
+    const __m128i own0 = Load128(kSwap.own[0]), own1 = Load128(kSwap.own[1]), own2 = Load128(kSwap.own[2]);
+    const __m128i from1To0 = Load128(kSwap.from1To0), from0To1 = Load128(kSwap.from0To1);
+    const __m128i from2To1 = Load128(kSwap.from2To1), from1To2 = Load128(kSwap.from1To2);
     for (; count >= 16; count -= 16, pixels += 48) {
         const __m128i a = Load128(pixels), b = Load128(pixels + 16), c = Load128(pixels + 32);
         Store128(pixels, _mm_or_si128(_mm_shuffle_epi8(a, own0), _mm_shuffle_epi8(b, from1To0)));
@@ -79,13 +91,23 @@ VEXO_TARGET_SSSE3 void Swap24Ssse3(uint8_t *pixels, size_t count)
 
 VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
 VEXO_AVX2_PIECE void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
+// 16 bytes and the 16 bytes `apart` behind their start, one in each lane.
+VEXO_AVX2_PIECE __m256i LoadLanes(const uint8_t *p, size_t apart)
+{
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(Load128(p)), Load128(p + apart), 1);
+}
+VEXO_AVX2_PIECE void StoreLanes(uint8_t *p, size_t apart, __m256i v)
+{
+    Store128(p, _mm256_castsi256_si128(v));
+    Store128(p + apart, _mm256_extracti128_si256(v, 1));
+}
 
 VEXO_TARGET_AVX2 void Unpack24Avx2(uint8_t *quads, const uint8_t *pixels, size_t count, bool swap)
 {
     const __m256i order = _mm256_broadcastsi128_si256(SpreadOrder(swap));
     // The second load reaches 4 bytes beyond the 8 pixels.
     for (; count >= 10; count -= 8, pixels += 24, quads += 32) {
-        const __m256i v = _mm256_inserti128_si256(_mm256_castsi128_si256(Load128(pixels)), Load128(pixels + 12), 1);
+        const __m256i v = LoadLanes(pixels, 12);
         Store256(quads, _mm256_shuffle_epi8(v, order));
     }
     plainPixelKernels.unpack24(quads, pixels, count, swap);
@@ -190,6 +212,25 @@ VEXO_TARGET_AVX2 void Swap16Avx2(uint8_t *pixels, size_t count)
     plainPixelKernels.swap16(pixels, count);
 }
 
+VEXO_AVX2_PIECE __m256i BothLanes(const int8_t (&order)[16]) { return _mm256_broadcastsi128_si256(Load128(order)); }
+
+// Two blocks of 16 pixels side by side.
+VEXO_TARGET_AVX2 void Swap24Avx2(uint8_t *pixels, size_t count)
+{
+    const __m256i own0 = BothLanes(kSwap.own[0]), own1 = BothLanes(kSwap.own[1]), own2 = BothLanes(kSwap.own[2]);
+    const __m256i from1To0 = BothLanes(kSwap.from1To0), from0To1 = BothLanes(kSwap.from0To1);
+    const __m256i from2To1 = BothLanes(kSwap.from2To1), from1To2 = BothLanes(kSwap.from1To2);
+    for (; count >= 32; count -= 32, pixels += 96) {
+        const __m256i a = LoadLanes(pixels, 48), b = LoadLanes(pixels + 16, 48), c = LoadLanes(pixels + 32, 48);
+        StoreLanes(pixels, 48, _mm256_or_si256(_mm256_shuffle_epi8(a, own0), _mm256_shuffle_epi8(b, from1To0)));
+        StoreLanes(pixels + 16, 48,
+                   _mm256_or_si256(_mm256_shuffle_epi8(b, own1), _mm256_or_si256(_mm256_shuffle_epi8(a, from0To1),
+                                                                                 _mm256_shuffle_epi8(c, from2To1))));
+        StoreLanes(pixels + 32, 48, _mm256_or_si256(_mm256_shuffle_epi8(c, own2), _mm256_shuffle_epi8(b, from1To2)));
+    }
+    Swap24Ssse3(pixels, count);
+}
+
 VEXO_TARGET_AVX2 void Swap32Avx2(uint8_t *pixels, size_t count)
 {
     const __m256i order =
@@ -222,6 +263,7 @@ void UseVectorKernels(PixelKernels *kernels, CpuLevel level)
     kernels->matchCells = MatchCellsAvx2;
     kernels->diffuse = DiffuseAvx2;
     kernels->swap16 = Swap16Avx2;
+    kernels->swap24 = Swap24Avx2;
     kernels->swap32 = Swap32Avx2;
 }
 
