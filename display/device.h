@@ -25,6 +25,9 @@ struct Device {
     bool IsMetafile() const { return technology == DT_METAFILE; }
     bool IsRasterPrinter() const { return technology == DT_RASPRINTER; }
 
+    // Whether the pixels of the device are quads, so that it takes such as they are.
+    bool HoldsQuads() const { return technology == DT_RASDISPLAY && bitsPixel == 32 && planes == 1; }
+
     // Bits of a pixel. A metafile takes everything.
     int Depth() const { return IsMetafile() ? 24 : bitsPixel * planes; }
     // One of the kDeviceClass values.

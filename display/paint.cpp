@@ -78,9 +78,17 @@ int PaintKeepingBlack(const PaintJob &job, const RGBQUAD *palette)
 
 // ---- The bitmap's colours -------------------------------------------------------------------------------------
 
+// A device whose pixels are quads is given quads: widening 24 bits takes GDI several times as long as the copy that is
+// left.
+int BandDepth(const Device &device, int sourceBits)
+{
+    const int bits = DibDepth(sourceBits);
+    return bits == 24 && device.HoldsQuads() ? 32 : bits;
+}
+
 int PaintColors(const PaintJob &job, const RGBQUAD *palette)
 {
-    const int sourceBits = job.bitmap->BitsPerPixel, bits = DibDepth(sourceBits);
+    const int sourceBits = job.bitmap->BitsPerPixel, bits = BandDepth(job.device, sourceBits);
     // A caller who was told of dithering has selected a palette for that.
     const bool inRgb = job.path == PaintPath::Dither;
     const BandFormat format = {bits, IsPalettised(bits) ? 1 << sourceBits : 0, palette, inRgb};

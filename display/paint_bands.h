@@ -8,13 +8,13 @@
 namespace vexo {
 
 inline constexpr int kMaxBandBytes = 262144;
-// Wider paints are cut into stripes, so that one row of 24 bits fits into a band whatever the width.
+// Wider paints are cut into stripes, so that one row of 32 bits fits into a band whatever the width.
 inline constexpr int kStripeColumns = 65536;
-static_assert(kStripeColumns * 3 <= kMaxBandBytes);
+static_assert(kStripeColumns * 4 <= kMaxBandBytes);
 
 // What the pixels of a band are.
 struct BandFormat {
-    int bits;              // 1, 4, 8 or 24
+    int bits;              // 1, 4, 8, 24 or 32
     int colorCount;        // entries of the colour table, 0 above 8 bits
     const RGBQUAD *colors; // the table, where RGB values are used
     bool inRgb;            // use RGB values whatever the display mode says

@@ -33,9 +33,20 @@ int SourceColumn(const PaintMapping &mapping, int column) { return int(mapping.x
 
 size_t WideBytes(int sourceBits, int bits, int count)
 {
-    if (sourceBits == bits || sourceBits == 24)
+    if (sourceBits == bits || bits == 32)
         return 1;
     return size_t(count) * (sourceBits > 8 ? 4 : 1);
+}
+
+// Quads without their fourth bytes, from the same place or another.
+void CopyColors(uint8_t *to, const uint8_t *from, size_t count)
+{
+    for (size_t i = 0; i < count; ++i) {
+        uint32_t quad;
+        memcpy(&quad, from + 4 * i, 4);
+        quad &= 0xFFFFFF;
+        memcpy(to + 4 * i, &quad, 4);
+    }
 }
 
 } // namespace
@@ -73,6 +84,12 @@ void PictureRows::Convert(uint8_t *row, const uint8_t *pixels)
 {
     const size_t count = size_t(m_count);
     const bool swap = m_order == COLOR_ORDER_RGB;
+    if (m_bits == 32) {
+        const uint8_t *quads = UnpackQuads(row, pixels, count, m_sourceBits, swap);
+        if (m_sourceBits == 32)
+            CopyColors(row, quads, count);
+        return;
+    }
     if (m_sourceBits == m_bits) {
         if (pixels != row)
             memcpy(row, pixels, size_t(PackedBytes(m_count, m_bits)));

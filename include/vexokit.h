@@ -775,7 +775,8 @@ VEXO_API int VEXO_CALL V_ScreenCaptureBitmap(HDC hdc, BitmapHandle *bitmap, cons
  * device's depth choose how pixels are converted: see V_GetDitherFlags. Scaling comes before dithering, and matrices of
  * ordered dithering start at the top left of the picture in the destination. Clips leave the pixels inside them as the
  * whole paint would show them, so error diffusion runs over what is clipped away as well; it starts afresh in every
- * 4096 x 4096 pixels of the destination.
+ * 4096 x 4096 pixels of the destination. A display whose pixels have 32 bits gets 16-, 24- and 32-bit bitmaps as such
+ * pixels, with 0 as fourth byte: they show the same as 24-bit ones, which GDI would have to widen.
  *
  * In grays, with both sizes smaller, a pixel is 255 - c * 255 / t for c black of the t source pixels it covers; source
  * pixels belong to the destination pixel that their left and upper edges fall into. With one size larger, c and t are

@@ -46,6 +46,7 @@ void ExpectPixels(const MemoryDevice &device, const PaintModel &model, Expected 
         for (int x = 0; x < kDeviceWidth; ++x) {
             const std::optional<PaintedPixel> pixel = model.PixelAt(x, y);
             ASSERT_EQ(pixel ? expected(*pixel) : kBackground, device.ColorAt(x, y)) << "at " << x << ", " << y;
+            ASSERT_EQ(0u, device.PixelAt(x, y) >> 24) << "fourth byte at " << x << ", " << y;
         }
 }
 
@@ -70,9 +71,10 @@ TEST_F(Paint, ShowsTheBitmapsColoursAtEveryDepthAndStorage)
         const PaintRects rects = random.OneIn(2) ? PaintRects::Random(random, image.width, image.height)
                                                  : PaintRects::RandomUnscaled(random, image.width, image.height);
         SCOPED_TRACE(testing::Message() << image.width << " x " << image.height << ", " << rects);
-        const FakeDevice fake(round % 4 ? 24 : 4);
+        constexpr int kDeviceBits[] = {4, 24, 32};
+        const FakeDevice fake(kDeviceBits[round % 3]);
         V_SetDisplayMode(~0u, 0);
-        ColorDevice device(round % 3 ? 32 : 24);
+        ColorDevice device(round % 4 ? 32 : 24);
         ASSERT_EQ(RESULT_SUCCESS, PaintOn(device, bitmap.get(), rects));
         ExpectColors(device, PaintModel(image, variant.options, rects));
         snapshot.ExpectUnchanged();
