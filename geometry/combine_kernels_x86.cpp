@@ -2,6 +2,8 @@
 // fields of 16-bit pixels are moved one after the other to the low byte of their lanes and use the same functions.
 #include "geometry/combine_kernels.h"
 
+#include "core/prefetch.h"
+
 #include <immintrin.h>
 #include <utility>
 
@@ -17,6 +19,8 @@ VEXO_TARGET_AVX2 void CombineBitsAvx2(uint8_t *destination, const uint8_t *sourc
 {
     const __m256i c0 = Every(f.c0), c1 = Every(f.c1), c2 = Every(f.c2), c3 = Every(f.c3);
     for (; bytes >= 32; bytes -= 32, destination += 32, source += 32) {
+        PrefetchPageAhead(destination);
+        PrefetchPageAhead(source);
         const __m256i d = Load256(destination), s = Load256(source);
         const __m256i withSource = _mm256_and_si256(s, _mm256_xor_si256(c2, _mm256_and_si256(d, c3)));
         Store256(destination, _mm256_xor_si256(_mm256_xor_si256(c0, _mm256_and_si256(d, c1)), withSource));
@@ -141,8 +145,11 @@ VEXO_TARGET_AVX2 void CombineBytesAvx2(uint8_t *destination, const uint8_t *sour
                                        const ChannelTreatment &how)
 {
     const ChannelTreatment local = how; // which the stores cannot change
-    for (; count >= 32; count -= 32, destination += 32, source += 32)
+    for (; count >= 32; count -= 32, destination += 32, source += 32) {
+        PrefetchPageAhead(destination);
+        PrefetchPageAhead(source);
         Store256(destination, CombineTreated<Operation, 1>(Load256(destination), Load256(source), local));
+    }
     plainCombineKernels.bytes[Operation](destination, source, count, how);
 }
 
