@@ -1,44 +1,99 @@
 // Quarter turns. Pixels are moved in square tiles that fit the caches, so that neither the rows that are read nor those
 // that are written are visited pixel by pixel; a square bitmap is turned where it is, four tiles at a time.
 #include "core/packed_pixels.h"
+#include "core/prefetch.h"
 #include "geometry/rotation.h"
 #include "geometry/row_bands.h"
 #include "geometry/turn_kernels.h"
 
 #include <algorithm>
+#include <emmintrin.h>
 
 namespace vexo {
 
 namespace {
 
-constexpr int kTile = 128;       // whole-byte pixels a side: some cache lines of each row
-constexpr int kPackedTile = 64;  // pixels of 2 to 7 bits a side, and rows of 1-bit pixels
-constexpr int kBitColumns = 256; // columns of 1-bit pixels: half a cache line of each row
+constexpr int kTile = 64;          // pixels a side: whole cache lines of each row where they are whole bytes
+constexpr int kStripColumns = 256; // of 1-bit pixels half a cache line of each row, of others what few pages hold
 
-constexpr int TileRows(int bits) { return bits < 8 ? kPackedTile : kTile; }
-constexpr int TileColumns(int bits) { return bits == 1 ? kBitColumns : TileRows(bits); }
+constexpr int StripColumns(int bits) { return bits > 1 && bits < 8 ? kTile : kStripColumns; }
 constexpr int CountSteps(int total, int step) { return (total + step - 1) / step; }
 
 // Pixels of 2 to 7 bits are turned as bytes. Tiles begin at a multiple of eight pixels, hence at a byte.
 void TransposeIndices(int bits, uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t fromStride, int columns,
                       int rows)
 {
-    uint8_t pixels[kPackedTile * kPackedTile], turned[kPackedTile * kPackedTile];
+    uint8_t pixels[kTile * kTile], turned[kTile * kTile];
     WithIndexDepth(bits, [&](auto format) {
         for (int r = 0; r < rows; ++r)
-            format.Unpack(pixels + r * kPackedTile, from + r * fromStride, size_t(columns));
-        turnKernels.bytes[0](turned, kPackedTile, pixels, kPackedTile, columns, rows);
+            format.Unpack(pixels + r * kTile, from + r * fromStride, size_t(columns));
+        turnKernels.bytes[0](turned, kTile, pixels, kTile, columns, rows);
         for (int c = 0; c < columns; ++c)
-            format.Pack(to + c * toStride, turned + c * kPackedTile, size_t(rows));
+            format.Pack(to + c * toStride, turned + c * kTile, size_t(rows));
     });
+}
+
+// A few cache lines, for which a call of memcpy takes longer than the copy.
+void CopyShortRow(uint8_t *to, const uint8_t *from, int bytes)
+{
+    constexpr int kStep = sizeof(__m128i);
+    for (; bytes >= kStep; bytes -= kStep, to += kStep, from += kStep)
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(to), _mm_loadu_si128(reinterpret_cast<const __m128i *>(from)));
+    for (int i = 0; i < bytes; ++i)
+        to[i] = from[i];
+}
+
+// A tile of whole-byte pixels with rows and columns exchanged, in one piece. Rows of a picture often begin at the same
+// place of their pages, and few such places fit the first cache at a time: here the tile's own rows are written whole.
+class TurnedTile {
+public:
+    explicit TurnedTile(int bytes) : m_bytes(bytes), m_stride(kTile * bytes) {}
+
+    // Takes the pixels, and asks for those `ahead` of them, which will be taken next.
+    void Read(const uint8_t *from, ptrdiff_t fromStride, int columns, int rows, ptrdiff_t ahead)
+    {
+        constexpr int kBand = 32;
+        m_columns = columns;
+        m_rows = rows;
+        for (int r = 0; r < rows; r += kBand) {
+            const int count = std::min(rows - r, kBand);
+            const uint8_t *const first = from + r * fromStride;
+            for (int i = 0; i < count; ++i)
+                for (int byte = 0; byte < columns * m_bytes; byte += int(kCacheLine))
+                    Prefetch(first + i * fromStride + byte, ahead);
+            turnKernels.bytes[m_bytes - 1](m_pixels + r * m_bytes, m_stride, first, fromStride, columns, count);
+        }
+    }
+    void Write(uint8_t *to, ptrdiff_t toStride) const
+    {
+        for (int c = 0; c < m_columns; ++c)
+            CopyShortRow(to + c * toStride, m_pixels + c * m_stride, m_rows * m_bytes);
+    }
+
+private:
+    alignas(32) uint8_t m_pixels[kTile * kTile * 4];
+    const int m_bytes; // of a pixel
+    const ptrdiff_t m_stride;
+    int m_columns = 0, m_rows = 0; // of what was read
+};
+
+void TransposePixels(int bytes, uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t fromStride, int columns,
+                     int rows)
+{
+    TurnedTile tile(bytes);
+    for (int c = 0; c < columns; c += kTile) {
+        const ptrdiff_t ahead = c + kTile < columns ? ptrdiff_t(kTile) * bytes : kTile * fromStride - c * bytes;
+        tile.Read(from + c * bytes, fromStride, std::min(columns - c, kTile), rows, ahead);
+        tile.Write(to + c * toStride, toStride);
+    }
 }
 
 // Exchanges rows and columns of a strip of source columns, tile by tile.
 void TransposeStrip(int bits, uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t fromStride, int columns,
                     int rows)
 {
-    for (int r = 0; r < rows; r += TileRows(bits)) {
-        const int count = std::min(rows - r, TileRows(bits));
+    for (int r = 0; r < rows; r += kTile) {
+        const int count = std::min(rows - r, kTile);
         uint8_t *const place = to + size_t(r) * size_t(bits) / 8;
         const uint8_t *const first = from + r * fromStride;
         if (bits == 1)
@@ -46,7 +101,7 @@ void TransposeStrip(int bits, uint8_t *to, ptrdiff_t toStride, const uint8_t *fr
         else if (bits < 8)
             TransposeIndices(bits, place, toStride, first, fromStride, columns, count);
         else
-            turnKernels.bytes[bits / 8 - 1](place, toStride, first, fromStride, columns, count);
+            TransposePixels(bits / 8, place, toStride, first, fromStride, columns, count);
     }
 }
 
@@ -55,12 +110,12 @@ void TransposeStrip(int bits, uint8_t *to, ptrdiff_t toStride, const uint8_t *fr
 int TurnSteps(const BitmapHandle *result, const BitmapHandle *source)
 {
     const int windowRows = DirectRows(source) ? source->Height : WindowRows(source, kTile);
-    return CountSteps(source->Height, windowRows) * CountSteps(result->Height, TileColumns(result->BitsPerPixel));
+    return CountSteps(source->Height, windowRows) * CountSteps(result->Height, StripColumns(result->BitsPerPixel));
 }
 
 int TurnRows(BitmapHandle *result, BitmapHandle *source, bool clockwise, Progress *progress)
 {
-    const int bits = source->BitsPerPixel, stepRows = TileColumns(bits);
+    const int bits = source->BitsPerPixel, stepRows = StripColumns(bits);
     RowBand window(source, WindowRows(source, kTile)), band(result, stepRows);
     if (!window || !band)
         return ERR_NO_MEMORY;
@@ -100,11 +155,9 @@ namespace {
 // row of an odd size belongs and its middle column does not.
 class Square {
 public:
-    // `waiting` has room for a tile.
-    Square(BitmapHandle *bitmap, bool clockwise, uint8_t *waiting)
+    Square(BitmapHandle *bitmap, bool clockwise)
         : m_rows(DirectRows(bitmap)), m_stride(bitmap->BytesPerLine), m_size(bitmap->Width),
-          m_bytes(bitmap->BitsPerPixel / 8), m_transpose(turnKernels.bytes[m_bytes - 1]), m_clockwise(clockwise),
-          m_waiting(waiting)
+          m_bytes(bitmap->BitsPerPixel / 8), m_clockwise(clockwise), m_waiting(m_bytes), m_moving(m_bytes)
     {
     }
 
@@ -123,7 +176,6 @@ public:
 private:
     struct Tile {
         uint8_t *first;
-        ptrdiff_t stride;
         int columns, rows;
     };
 
@@ -136,43 +188,49 @@ private:
             left = newLeft;
             std::swap(rows, columns);
         }
-        return {m_rows + top * m_stride + left * m_bytes, m_stride, columns, rows};
+        return {m_rows + top * m_stride + left * m_bytes, columns, rows};
     }
 
-    // Writes a tile turned: clockwise its lowest row becomes the first column, otherwise its first column the last row.
-    void Move(const Tile &to, const Tile &from, bool clockwise) const
+    // Takes a tile turned: clockwise its lowest row becomes the first column, otherwise its first column the last row.
+    void Read(TurnedTile *turned, const Tile &tile, bool clockwise, ptrdiff_t ahead) const
     {
-        if (clockwise)
-            m_transpose(to.first, to.stride, from.first + (from.rows - 1) * from.stride, -from.stride, from.columns,
-                        from.rows);
-        else
-            m_transpose(to.first + (to.rows - 1) * to.stride, -to.stride, from.first, from.stride, from.columns,
-                        from.rows);
+        const uint8_t *const first = clockwise ? tile.first + (tile.rows - 1) * m_stride : tile.first;
+        turned->Read(first, clockwise ? -m_stride : m_stride, tile.columns, tile.rows, ahead);
+    }
+    void Write(const TurnedTile &turned, const Tile &tile, bool clockwise) const
+    {
+        turned.Write(clockwise ? tile.first : tile.first + (tile.rows - 1) * m_stride,
+                     clockwise ? m_stride : -m_stride);
     }
 
     // Moves a tile of the upper left quarter and the three of its ring on by a quarter turn.
     void TurnRing(int top, int left, int rows, int columns, bool clockwise)
     {
+        // From one ring to the next the tiles move along the four sides.
+        const ptrdiff_t across = ptrdiff_t(kTile) * m_bytes, down = kTile * m_stride;
+        const ptrdiff_t steps[4] = {across, down, -across, -down};
         Tile tiles[4];
-        for (int n = 0; n < 4; ++n)
-            tiles[clockwise ? n : (4 - n) % 4] = Turned(n, top, left, rows, columns);
+        ptrdiff_t ahead[4];
+        for (int n = 0; n < 4; ++n) {
+            const int place = clockwise ? n : (4 - n) % 4;
+            tiles[place] = Turned(n, top, left, rows, columns);
+            ahead[place] = steps[n];
+        }
         // The first tile waits, turned already, while the other three move on one after the other.
-        const Tile held = {m_waiting, tiles[1].columns * m_bytes, tiles[1].columns, tiles[1].rows};
-        Move(held, tiles[0], clockwise);
-        Move(tiles[0], tiles[3], clockwise);
-        Move(tiles[3], tiles[2], clockwise);
-        Move(tiles[2], tiles[1], clockwise);
-        for (int r = 0; r < held.rows; ++r)
-            memcpy(tiles[1].first + r * m_stride, m_waiting + r * held.stride, size_t(held.stride));
+        Read(&m_waiting, tiles[0], clockwise, ahead[0]);
+        for (int n = 3; n > 0; --n) {
+            Read(&m_moving, tiles[n], clockwise, ahead[n]);
+            Write(m_moving, tiles[(n + 1) % 4], clockwise);
+        }
+        Write(m_waiting, tiles[1], clockwise);
     }
 
     uint8_t *m_rows;
     ptrdiff_t m_stride;
     int m_size;
     int m_bytes; // of a pixel
-    TurnKernels::Transpose m_transpose;
     bool m_clockwise;
-    uint8_t *m_waiting;
+    TurnedTile m_waiting, m_moving;
 };
 
 } // namespace
@@ -184,10 +242,7 @@ bool CanTurnInPlace(const BitmapHandle *bitmap)
 
 int TurnInPlace(BitmapHandle *bitmap, bool clockwise, int progressFrom, int progressTo)
 {
-    Buffer<uint8_t> waiting(size_t(kTile) * kTile * unsigned(bitmap->BitsPerPixel / 8));
-    if (!waiting)
-        return ERR_NO_MEMORY;
-    Square square(bitmap, clockwise, waiting.data());
+    Square square(bitmap, clockwise);
     const int steps = square.StepCount();
     Progress progress(steps, progressFrom, progressTo);
     int status = progress.Start();

@@ -132,24 +132,22 @@ struct Block<3> {
     }
 };
 
-// Blocks one below the other, so that the result's rows are written on and on; what no block covers is plain work.
+// Blocks one beside the other, so that the rows that are read are read on and on; what no block covers is plain work.
 template <int Bytes>
 VEXO_TARGET_AVX2 void TransposeAvx2(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t fromStride,
                                     int columns, int rows)
 {
     using Form = Block<Bytes>;
     const int blockRows = rows / Form::kRows * Form::kRows;
-    int c = 0;
-    if (columns >= Form::kLeastColumns)
-        for (; c + Form::kColumns <= columns; c += Form::kColumns) {
-            const bool isLast = c + Form::kLeastColumns > columns;
-            for (int r = 0; r < blockRows; r += Form::kRows)
-                Form::Move(to + c * toStride + r * Bytes, toStride, from + r * fromStride + c * Bytes, fromStride,
-                           isLast);
-        }
+    const int blockColumns = columns < Form::kLeastColumns ? 0 : columns / Form::kColumns * Form::kColumns;
+    for (int r = 0; r < blockRows; r += Form::kRows)
+        for (int c = 0; c < blockColumns; c += Form::kColumns)
+            Form::Move(to + c * toStride + r * Bytes, toStride, from + r * fromStride + c * Bytes, fromStride,
+                       c + Form::kLeastColumns > columns);
     const auto plain = plainTurnKernels.bytes[Bytes - 1];
-    if (c < columns)
-        plain(to + c * toStride, toStride, from + c * Bytes, fromStride, columns - c, blockRows);
+    if (blockColumns < columns)
+        plain(to + blockColumns * toStride, toStride, from + blockColumns * Bytes, fromStride, columns - blockColumns,
+              blockRows);
     if (blockRows < rows)
         plain(to + blockRows * Bytes, toStride, from + blockRows * fromStride, fromStride, columns, rows - blockRows);
 }
