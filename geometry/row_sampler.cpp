@@ -89,6 +89,20 @@ void EnlargePixels(uint8_t *row, Stepping last, int newWidth)
     }
 }
 
+// How far apart the plans of `words` words lie in the source when they are all the same but for that; 0 when they are
+// not.
+size_t CommonStep(const uint32_t *plan, size_t wordPlan, size_t words)
+{
+    if (words < 2)
+        return 0;
+    const uint32_t step = plan[wordPlan] - plan[0];
+    for (size_t word = 1; word < words; ++word, plan += wordPlan)
+        if (plan[wordPlan] - plan[0] != step ||
+            memcmp(plan + 1, plan + wordPlan + 1, (wordPlan - 1) * sizeof *plan) != 0)
+            return 0;
+    return step;
+}
+
 } // namespace
 
 void SampleRow(int bits, size_t destinationBytes, Stepping stepping, const uint8_t *source, uint8_t *destination,
@@ -217,17 +231,18 @@ void RowSampler::PlanBitPicks()
             pick[1] = 31 - i;
         }
     }
+    m_bitStep = CommonStep(m_plan.data(), 1 + 2 * pieces, m_count / 32);
 }
 
 // The last word may be a part of one.
 void RowSampler::PickBits(uint8_t *destination, const uint8_t *source) const
 {
     const size_t wordPlan = 1 + 2 * m_choice.pieces, words = m_count / 32;
-    sampleKernels.bitPicks(destination, words, source, m_plan.data(), m_choice.pieces);
+    sampleKernels.bitPicks(destination, words, source, m_plan.data(), m_choice.pieces, m_bitStep);
     if (words == m_choice.steps)
         return;
     uint8_t last[4];
-    sampleKernels.bitPicks(last, 1, source, m_plan.data() + words * wordPlan, m_choice.pieces);
+    sampleKernels.bitPicks(last, 1, source, m_plan.data() + words * wordPlan, m_choice.pieces, 0);
     memcpy(destination + 4 * words, last, (m_count % 32 + 7) / 8);
 }
 

@@ -98,6 +98,7 @@ private:
     const Choice m_choice;
     Buffer<uint32_t> m_positions;
     Buffer<uint32_t> m_plan;
+    size_t m_bitStep = 0; // BitPicks: between the plans of words that are the same
 };
 
 } // namespace vexo

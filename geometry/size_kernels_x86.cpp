@@ -78,8 +78,24 @@ VEXO_AVX2_PIECE uint32_t LoadPixels(const uint8_t *p)
 // The number of pieces is a constant for the common ratios, so that no branch depends on the data.
 template <size_t Pieces>
 VEXO_TARGET_AVX2 void PickBits(uint8_t *destination, size_t words, const uint8_t *source, const uint32_t *plan,
-                               size_t pieces)
+                               size_t pieces, size_t step)
 {
+    if (Pieces && step) {
+        uint32_t bits[Pieces + 1], moves[Pieces + 1]; // which stay in registers where these are enough
+        for (size_t piece = 0; piece < Pieces; ++piece) {
+            bits[piece] = plan[1 + 2 * piece];
+            moves[piece] = plan[2 + 2 * piece] & 31;
+        }
+        source += *plan;
+        for (size_t word = 0; word < words; ++word, destination += 4, source += step) {
+            uint32_t result = 0;
+            for (size_t piece = 0; piece < Pieces; ++piece)
+                result |= _pext_u32(LoadPixels(source + 4 * piece), bits[piece]) << moves[piece];
+            result = SwapBytes(result);
+            memcpy(destination, &result, 4);
+        }
+        return;
+    }
     if (Pieces)
         pieces = Pieces;
     for (size_t word = 0; word < words; ++word, destination += 4) {
@@ -93,14 +109,14 @@ VEXO_TARGET_AVX2 void PickBits(uint8_t *destination, size_t words, const uint8_t
 }
 
 VEXO_TARGET_AVX2 void BitPicksAvx2(uint8_t *destination, size_t words, const uint8_t *source, const uint32_t *plan,
-                                   size_t pieces)
+                                   size_t pieces, size_t step)
 {
     switch (pieces) {
-    case 2: PickBits<2>(destination, words, source, plan, pieces); break;
-    case 3: PickBits<3>(destination, words, source, plan, pieces); break;
-    case 4: PickBits<4>(destination, words, source, plan, pieces); break;
-    case 5: PickBits<5>(destination, words, source, plan, pieces); break;
-    default: PickBits<0>(destination, words, source, plan, pieces); break;
+    case 2: PickBits<2>(destination, words, source, plan, pieces, step); break;
+    case 3: PickBits<3>(destination, words, source, plan, pieces, step); break;
+    case 4: PickBits<4>(destination, words, source, plan, pieces, step); break;
+    case 5: PickBits<5>(destination, words, source, plan, pieces, step); break;
+    default: PickBits<0>(destination, words, source, plan, pieces, 0); break;
     }
 }
 
