@@ -7,24 +7,13 @@ namespace vexo {
 
 namespace {
 
-// What a combine mode does: bit (old in) + 2 * (new in) of `truth` tells whether a pixel is in.
+// A set operation: bit (old in) + 2 * (new in) of `truth` tells whether a pixel is in.
 struct Operation {
     unsigned truth;
-    bool ignoresRegion; // old is the whole bitmap even if it has a region
 
-    bool keepsOld() const { return truth >> 1 & 1; } // where only old is in
-    bool keepsNew() const { return truth >> 2 & 1; }
-    bool keepsBoth() const { return truth >> 3 & 1; } // where both are
-};
-
-constexpr Operation kOperations[] = {
-    {0b1000, false}, // COMBINE_INTERSECT
-    {0b1100, false}, // COMBINE_REPLACE
-    {0b0100, false}, // COMBINE_NEW_MINUS_OLD
-    {0b0010, false}, // COMBINE_OLD_MINUS_NEW
-    {0b1110, false}, // COMBINE_UNION
-    {0b0110, false}, // COMBINE_XOR
-    {0b0010, true},  // COMBINE_COMPLEMENT_NEW
+    constexpr bool keepsOld() const { return truth >> 1 & 1; } // where only old is in
+    constexpr bool keepsNew() const { return truth >> 2 & 1; }
+    constexpr bool keepsBoth() const { return truth >> 3 & 1; } // where both are
 };
 
 // One side of an operation: a region, or a bitmap's rectangle, whose rows are all the same.
@@ -78,9 +67,11 @@ int *CopyRow(std::span<const int> row, bool kept, int *out)
 
 // Two rows of one segment each that overlap, the usual case, without a loop: one of them begins alone, then both are
 // in, and one of them is left alone at the end. A part without columns counts as out.
-int *CombineSegments(const int *old, const int *made, const Operation &operation, int *out)
+template <Operation kOperation>
+int *CombineSegments(const int *old, const int *made, int *out)
 {
-    const bool keepsOld = operation.keepsOld(), keepsNew = operation.keepsNew(), keepsBoth = operation.keepsBoth();
+    constexpr bool keepsOld = kOperation.keepsOld(), keepsNew = kOperation.keepsNew();
+    constexpr bool keepsBoth = kOperation.keepsBoth();
     const bool first = (keepsOld & (old[0] < made[0])) | (keepsNew & (made[0] < old[0]));
     const bool last = (keepsOld & (old[1] > made[1])) | (keepsNew & (made[1] > old[1]));
     *out = std::min(old[0], made[0]);
@@ -93,7 +84,8 @@ int *CombineSegments(const int *old, const int *made, const Operation &operation
     return out + last;
 }
 
-int *CombineLists(std::span<const int> old, std::span<const int> made, const Operation &operation, int *out)
+template <Operation kOperation>
+int *CombineLists(std::span<const int> old, std::span<const int> made, int *out)
 {
     const int *a = old.data(), *const aEnd = a + old.size(), *b = made.data(), *const bEnd = b + made.size();
     unsigned state = 0, in = 0;
@@ -103,37 +95,55 @@ int *CombineLists(std::span<const int> old, std::span<const int> made, const Ope
         a += changesA;
         b += changesB;
         state ^= changesA | changesB << 1;
-        const unsigned now = operation.truth >> state & 1;
+        const unsigned now = kOperation.truth >> state & 1;
         *out = x;
         out += now ^ in;
         in = now;
     }
-    out = CopyRow({a, aEnd}, operation.keepsOld(), out);
-    return CopyRow({b, bEnd}, operation.keepsNew(), out);
+    out = CopyRow({a, aEnd}, kOperation.keepsOld(), out);
+    return CopyRow({b, bEnd}, kOperation.keepsNew(), out);
 }
 
 // Writes at most the values of both rows. One more may be written over and does not count.
-int *CombineRow(std::span<const int> old, std::span<const int> made, const Operation &operation, int *out)
+template <Operation kOperation>
+int *CombineRow(std::span<const int> old, std::span<const int> made, int *out)
 {
     const bool overlap = old.size() == 2 && made.size() == 2 && std::max(old[0], made[0]) < std::min(old[1], made[1]);
-    return overlap ? CombineSegments(old.data(), made.data(), operation, out) : CombineLists(old, made, operation, out);
+    return overlap ? CombineSegments<kOperation>(old.data(), made.data(), out)
+                   : CombineLists<kOperation>(old, made, out);
 }
 
-BitmapRegion *Combine(const Operand &old, const Operand &made, const Operation &operation)
+template <Operation kOperation>
+BitmapRegion *Combine(const Operand &old, const Operand &made)
 {
-    const bool keepsOld = operation.keepsOld(), keepsNew = operation.keepsNew();
+    constexpr bool keepsOld = kOperation.keepsOld(), keepsNew = kOperation.keepsNew();
     int top = keepsOld ? old.top() : made.top(), bottom = keepsOld ? old.bottom() : made.bottom();
-    if (keepsOld == keepsNew) {
+    if constexpr (keepsOld == keepsNew) {
         top = keepsOld ? std::min(old.top(), made.top()) : std::max(old.top(), made.top());
         bottom = keepsOld ? std::max(old.bottom(), made.bottom()) : std::min(old.bottom(), made.bottom());
     }
     RegionBuilder builder(top, std::max(bottom - top, 0));
     builder.MakeRows(bottom - top, old.MostValues(bottom - top) + made.MostValues(bottom - top) + 1,
-                     [oldRows = old.Rows(), madeRows = made.Rows(), operation](int row, int *out) {
-                         return CombineRow(oldRows(row), madeRows(row), operation, out);
+                     [oldRows = old.Rows(), madeRows = made.Rows()](int row, int *out) {
+                         return CombineRow<kOperation>(oldRows(row), madeRows(row), out);
                      });
     return builder.Finish();
 }
+
+struct Mode {
+    BitmapRegion *(*combine)(const Operand &old, const Operand &made);
+    bool ignoresRegion; // old is the whole bitmap even if it has a region
+};
+
+constexpr Mode kModes[] = {
+    {Combine<Operation{0b1000}>, false}, // COMBINE_INTERSECT
+    {Combine<Operation{0b1100}>, false}, // COMBINE_REPLACE
+    {Combine<Operation{0b0100}>, false}, // COMBINE_NEW_MINUS_OLD
+    {Combine<Operation{0b0010}>, false}, // COMBINE_OLD_MINUS_NEW
+    {Combine<Operation{0b1110}>, false}, // COMBINE_UNION
+    {Combine<Operation{0b0110}>, false}, // COMBINE_XOR
+    {Combine<Operation{0b0010}>, true},  // COMBINE_COMPLEMENT_NEW
+};
 
 } // namespace
 
@@ -146,9 +156,8 @@ int CombineWithRegion(BitmapHandle *bitmap, BitmapRegion *shape, unsigned mode)
         ReplaceRegion(bitmap, owned.Release());
         return RESULT_SUCCESS;
     }
-    const Operation &operation = kOperations[mode];
-    const bool hasOld = bitmap->Region && !operation.ignoresRegion;
-    RegionOwner result(Combine(hasOld ? Operand(*bitmap->Region) : Operand(bitmap), Operand(*shape), operation));
+    const bool hasOld = bitmap->Region && !kModes[mode].ignoresRegion;
+    RegionOwner result(kModes[mode].combine(hasOld ? Operand(*bitmap->Region) : Operand(bitmap), Operand(*shape)));
     if (!result || Failed(ClipRegion(*result.get(), WholeRect(bitmap))))
         return ERR_NO_MEMORY;
     ReplaceRegion(bitmap, result.Release());

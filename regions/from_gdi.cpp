@@ -19,21 +19,19 @@ std::span<const RECT> RectsOf(const RGNDATA *data)
 // lie in the region's box, are not empty, and form bands that do not overlap.
 uint64_t CountBandedValues(std::span<const RECT> rects, const RECT &box)
 {
-    const RECT *last = nullptr;
-    uint64_t values = 0;
+    const RECT before = {box.left, box.top, box.left, box.top};
+    const RECT *last = &before;
+    uint64_t rows = 0;
+    bool isGood = true; // gathered without a branch: lists are nearly always good
     for (const RECT &rect : rects) {
-        if (rect.left >= rect.right || rect.top >= rect.bottom || rect.left < box.left || rect.right > box.right ||
-            rect.top < box.top || rect.bottom > box.bottom)
-            return 0;
-        if (last) {
-            const bool sameBand = rect.top == last->top && rect.bottom == last->bottom;
-            if (sameBand ? rect.left < last->right : rect.top < last->bottom)
-                return 0;
-        }
+        const bool sameBand = (rect.top == last->top) & (rect.bottom == last->bottom);
+        isGood &= sameBand ? rect.left >= last->right : rect.top >= last->bottom;
+        isGood &= (rect.left < rect.right) & (rect.top < rect.bottom);
+        isGood &= (rect.left >= box.left) & (rect.right <= box.right) & (rect.bottom <= box.bottom);
+        rows += unsigned(rect.bottom) - unsigned(rect.top);
         last = &rect;
-        values += 2 * (uint64_t(rect.bottom) - uint64_t(rect.top));
     }
-    return values;
+    return isGood ? 2 * rows : 0;
 }
 
 // The rows of a list that nothing is done to.
