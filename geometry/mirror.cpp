@@ -4,7 +4,6 @@
 
 #include "core/compressed_rows.h"
 #include "core/packed_pixels.h"
-#include "geometry/mirror_kernels.h"
 #include "regions/region.h"
 
 #include <algorithm>
@@ -32,7 +31,10 @@ constexpr bool StraddlesBytes(int bits) { return bits < 8 && 8 % bits != 0; }
 
 // ---- Rows -----------------------------------------------------------------------------------------------------
 
-RowMirror::RowMirror(int width, int bits) : m_width(width), m_bits(bits), m_bytes(size_t(PackedBytes(width, bits)))
+RowMirror::RowMirror(int width, int bits)
+    : m_width(width), m_bits(bits), m_bytes(size_t(PackedBytes(width, bits))),
+      m_spareBits(bits < 8 ? int(m_bytes * 8 - size_t(width) * size_t(bits)) : 0),
+      m_unit(mirrorKernels.units[UnitOf(bits)])
 {
     if (StraddlesBytes(bits))
         m_work.emplace(size_t(width));
@@ -41,22 +43,21 @@ RowMirror::RowMirror(int width, int bits) : m_width(width), m_bits(bits), m_byte
 // The reversal of whole bytes has brought the spare bits to the front.
 void RowMirror::DropSpareBits(uint8_t *row) const
 {
-    if (const int spare = int(m_bytes * 8 - size_t(m_width) * size_t(m_bits)); m_bits < 8 && spare > 0)
-        mirrorKernels.shiftBits(row, m_bytes, spare);
+    if (m_spareBits > 0)
+        mirrorKernels.shiftBits(row, m_bytes, m_spareBits);
 }
 
 void RowMirror::Reverse(uint8_t *row) const
 {
-    const auto reverse = mirrorKernels.units[UnitOf(m_bits)].reverse;
     if (m_work) {
         WithIndexDepth(m_bits, [&](auto pixels) {
             pixels.Unpack(m_work->data(), row, size_t(m_width));
-            reverse(m_work->data(), size_t(m_width));
+            m_unit.reverse(m_work->data(), size_t(m_width));
             pixels.Pack(row, m_work->data(), size_t(m_width));
         });
         return;
     }
-    reverse(row, m_bytes);
+    m_unit.reverse(row, m_bytes);
     DropSpareBits(row);
 }
 
@@ -68,7 +69,7 @@ void RowMirror::ExchangeReversed(uint8_t *row, uint8_t *other) const
         mirrorKernels.exchange(row, other, m_bytes);
         return;
     }
-    mirrorKernels.units[UnitOf(m_bits)].exchangeReversed(row, other, m_bytes);
+    m_unit.exchangeReversed(row, other, m_bytes);
     DropSpareBits(row);
     DropSpareBits(other);
 }

@@ -2,7 +2,7 @@
 #ifndef VEXO_GEOMETRY_MIRROR_H
 #define VEXO_GEOMETRY_MIRROR_H
 
-#include "core/core.h"
+#include "geometry/mirror_kernels.h"
 
 #include <optional>
 
@@ -27,7 +27,9 @@ private:
 
     int m_width;
     int m_bits;
-    size_t m_bytes; // of the pixels of a row
+    size_t m_bytes;  // of the pixels of a row
+    int m_spareBits; // behind them in the last byte
+    MirrorKernels::Unit m_unit;
     std::optional<Buffer<uint8_t>> m_work;
 };
 

@@ -24,7 +24,7 @@ constexpr uint8_t MirrorByte(unsigned byte)
 
 // No kernel touches a byte outside the rows it is given. `bytes` are whole units.
 struct MirrorKernels {
-    struct {
+    struct Unit {
         // Reverses the order of a row's units.
         void (*reverse)(uint8_t *row, size_t bytes);
         // Exchanges two separate rows and reverses both.
