@@ -17,8 +17,8 @@ inline void Prefetch(const uint8_t *p, ptrdiff_t ahead)
     _mm_prefetch(reinterpret_cast<const char *>(reinterpret_cast<uintptr_t>(p) + uintptr_t(ahead)), _MM_HINT_T0);
 }
 
-// For loops that read on and on: the processor's own look-ahead stops at the end of each page.
-inline void PrefetchPageAhead(const uint8_t *p) { Prefetch(p, 4096); }
+// For loops that read on and on, once for each line: the processor's own look-ahead stops at the end of each page.
+inline void PrefetchOnward(const uint8_t *p) { Prefetch(p, 2048); }
 
 } // namespace vexo
 

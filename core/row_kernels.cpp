@@ -143,8 +143,8 @@ VEXO_TARGET_AVX2 void GetAlpha32Avx2(uint8_t *levels, const uint8_t *pixels, siz
 {
     const __m256i inOrder = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
     for (; count >= 32; count -= 32, pixels += 128, levels += 32) {
-        PrefetchPageAhead(pixels);
-        PrefetchPageAhead(pixels + kCacheLine);
+        PrefetchOnward(pixels);
+        PrefetchOnward(pixels + kCacheLine);
         const __m256i a = _mm256_srli_epi32(Load256(pixels), 24), b = _mm256_srli_epi32(Load256(pixels + 32), 24);
         const __m256i c = _mm256_srli_epi32(Load256(pixels + 64), 24), d = _mm256_srli_epi32(Load256(pixels + 96), 24);
         const __m256i all = _mm256_packus_epi16(_mm256_packs_epi32(a, b), _mm256_packs_epi32(c, d));
@@ -162,13 +162,19 @@ VEXO_TARGET_AVX2 void GetAlpha16Avx2(uint8_t *levels, const uint8_t *pixels, siz
     GetAlpha16Plain(levels, pixels, count);
 }
 
-VEXO_TARGET_AVX2 void SetAlpha32Avx2(uint8_t *pixels, const uint8_t *levels, size_t count)
+VEXO_AVX2_PIECE void SetAlphaOf8(uint8_t *pixels, const uint8_t *levels)
 {
     const __m256i colour = _mm256_set1_epi32(0x00FFFFFF);
-    for (; count >= 8; count -= 8, levels += 8, pixels += 32) {
-        PrefetchPageAhead(pixels);
-        const __m256i alpha = _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(levels)));
-        Store256(pixels, _mm256_or_si256(_mm256_and_si256(Load256(pixels), colour), _mm256_slli_epi32(alpha, 24)));
+    const __m256i alpha = _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(levels)));
+    Store256(pixels, _mm256_or_si256(_mm256_and_si256(Load256(pixels), colour), _mm256_slli_epi32(alpha, 24)));
+}
+
+VEXO_TARGET_AVX2 void SetAlpha32Avx2(uint8_t *pixels, const uint8_t *levels, size_t count)
+{
+    for (; count >= 16; count -= 16, levels += 16, pixels += kCacheLine) {
+        PrefetchOnward(pixels);
+        SetAlphaOf8(pixels, levels);
+        SetAlphaOf8(pixels + 32, levels + 8);
     }
     SetAlpha32Plain(pixels, levels, count);
 }

@@ -15,15 +15,25 @@ VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(re
 VEXO_AVX2_PIECE void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
 VEXO_AVX2_PIECE __m256i Every(uint8_t byte) { return _mm256_set1_epi8(char(byte)); }
 
+struct BitMasks {
+    __m256i c0, c1, c2, c3;
+};
+
+VEXO_AVX2_PIECE void CombineBits(uint8_t *destination, const uint8_t *source, const BitMasks &f)
+{
+    const __m256i d = Load256(destination), s = Load256(source);
+    const __m256i withSource = _mm256_and_si256(s, _mm256_xor_si256(f.c2, _mm256_and_si256(d, f.c3)));
+    Store256(destination, _mm256_xor_si256(_mm256_xor_si256(f.c0, _mm256_and_si256(d, f.c1)), withSource));
+}
+
 VEXO_TARGET_AVX2 void CombineBitsAvx2(uint8_t *destination, const uint8_t *source, size_t bytes, BitFunction f)
 {
-    const __m256i c0 = Every(f.c0), c1 = Every(f.c1), c2 = Every(f.c2), c3 = Every(f.c3);
-    for (; bytes >= 32; bytes -= 32, destination += 32, source += 32) {
-        PrefetchPageAhead(destination);
-        PrefetchPageAhead(source);
-        const __m256i d = Load256(destination), s = Load256(source);
-        const __m256i withSource = _mm256_and_si256(s, _mm256_xor_si256(c2, _mm256_and_si256(d, c3)));
-        Store256(destination, _mm256_xor_si256(_mm256_xor_si256(c0, _mm256_and_si256(d, c1)), withSource));
+    const BitMasks masks = {Every(f.c0), Every(f.c1), Every(f.c2), Every(f.c3)};
+    for (; bytes >= kCacheLine; bytes -= kCacheLine, destination += kCacheLine, source += kCacheLine) {
+        PrefetchOnward(destination);
+        PrefetchOnward(source);
+        CombineBits(destination, source, masks);
+        CombineBits(destination + 32, source + 32, masks);
     }
     plainCombineKernels.bits(destination, source, bytes, f);
 }
@@ -141,14 +151,25 @@ VEXO_AVX2_PIECE __m256i CombineTreated(__m256i d, __m256i s, const ChannelTreatm
 }
 
 template <ChannelOperation Operation>
+VEXO_AVX2_PIECE void CombineBytes(uint8_t *destination, const uint8_t *source, const ChannelTreatment &how)
+{
+    Store256(destination, CombineTreated<Operation, 1>(Load256(destination), Load256(source), how));
+}
+
+template <ChannelOperation Operation>
 VEXO_TARGET_AVX2 void CombineBytesAvx2(uint8_t *destination, const uint8_t *source, size_t count,
                                        const ChannelTreatment &how)
 {
     const ChannelTreatment local = how; // which the stores cannot change
-    for (; count >= 32; count -= 32, destination += 32, source += 32) {
-        PrefetchPageAhead(destination);
-        PrefetchPageAhead(source);
-        Store256(destination, CombineTreated<Operation, 1>(Load256(destination), Load256(source), local));
+    for (; count >= kCacheLine; count -= kCacheLine, destination += kCacheLine, source += kCacheLine) {
+        PrefetchOnward(destination);
+        PrefetchOnward(source);
+        CombineBytes<Operation>(destination, source, local);
+        CombineBytes<Operation>(destination + 32, source + 32, local);
+    }
+    if (count >= 32) {
+        CombineBytes<Operation>(destination, source, local);
+        count -= 32, destination += 32, source += 32;
     }
     plainCombineKernels.bytes[Operation](destination, source, count, how);
 }
