@@ -69,9 +69,18 @@ void Convert8To24()
     MeasureConversion("convert_8_to_24", Gray8(), {8, 24, 0, COLOR_ORDER_BGR, palette.data(), nullptr});
 }
 
+// In the picture itself, since the pixels keep their size. It is repeated on its own result.
 void SwapRedBlue24()
 {
-    MeasureConversion("swap_rb_24", Photo24(), {24, 24, COLOR_ORDER_BGR, COLOR_ORDER_RGB, nullptr, nullptr});
+    Picture picture(PhotoSize, PhotoSize, 24, Photo24());
+    Report(
+        "swap_rb_24", kPhotoPixels,
+        [&] {
+            uint8_t *row = static_cast<uint8_t *>(picture.Data);
+            for (int y = 0; y < PhotoSize; ++y, row += kPhotoStride)
+                V_ConvertBuffer(row, PhotoSize, 24, 24, COLOR_ORDER_BGR, COLOR_ORDER_RGB, nullptr, nullptr);
+        },
+        [&] { return picture.Hash(); });
 }
 
 constexpr Workload kRows[] = {

@@ -2,6 +2,7 @@
 // pixels that do not fill a step, and those whose step would touch bytes beyond the last pixel, go to the plain kernel.
 #include "colour/dither_engine.h"
 #include "colour/pixel_kernels.h"
+#include "core/prefetch.h"
 
 #include <immintrin.h>
 
@@ -221,6 +222,8 @@ VEXO_TARGET_AVX2 void Swap24Avx2(uint8_t *pixels, size_t count)
     const __m256i from1To0 = BothLanes(kSwap.from1To0), from0To1 = BothLanes(kSwap.from0To1);
     const __m256i from2To1 = BothLanes(kSwap.from2To1), from1To2 = BothLanes(kSwap.from1To2);
     for (; count >= 32; count -= 32, pixels += 96) {
+        PrefetchOnward(pixels);
+        PrefetchOnward(pixels + kCacheLine);
         const __m256i a = LoadLanes(pixels, 48), b = LoadLanes(pixels + 16, 48), c = LoadLanes(pixels + 32, 48);
         StoreLanes(pixels, 48, _mm256_or_si256(_mm256_shuffle_epi8(a, own0), _mm256_shuffle_epi8(b, from1To0)));
         StoreLanes(pixels + 16, 48,

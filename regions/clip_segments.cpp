@@ -13,13 +13,14 @@ namespace {
 template <class Write>
 int ForEachSpan(const BitmapHandle *bitmap, int columnOffset, std::span<const int> segments, Write &&write)
 {
-    const int64_t first = std::max<int64_t>(0, -int64_t(columnOffset));
-    const int64_t last = std::min<int64_t>(INT32_MAX, int64_t(bitmap->Width) - columnOffset);
+    const auto nearest = [](int64_t column) { return int(std::min<int64_t>(column, INT32_MAX)); };
+    const int first = nearest(std::max<int64_t>(0, -int64_t(columnOffset)));
+    const int last = nearest(int64_t(bitmap->Width) - columnOffset);
     for (size_t i = 0; i + 1 < segments.size(); i += 2) {
-        const int64_t start = std::max<int64_t>(segments[i], first), end = std::min<int64_t>(segments[i + 1], last);
+        const int start = std::max(segments[i], first), end = std::min(segments[i + 1], last);
         if (start >= end)
             continue;
-        const int status = write(int(start), int(end));
+        const int status = write(start, end);
         if (Failed(status))
             return status;
     }
