@@ -80,7 +80,7 @@ TEST_F(Rotate, QuarterAndHalfTurnsMoveEveryPixel)
     Random random(81);
     ForEachVariant(random, 6, [&](const Variant &variant) {
         const auto &[bits, kind, options] = variant;
-        const int width = random.Between(1, random.OneIn(8) ? 400 : 70);
+        const int width = random.Between(1, random.OneIn(5) ? 300 : 70);
         const Image image = Image::RandomRuns(random, width, random.OneIn(3) ? width : random.Between(1, 150), bits);
         TestBitmap bitmap(kind, image, options);
         SCOPED_TRACE(testing::Message() << image.width << " x " << image.height);
