@@ -7,7 +7,6 @@
 #include "geometry/turn_kernels.h"
 
 #include <algorithm>
-#include <emmintrin.h>
 
 namespace vexo {
 
@@ -33,16 +32,6 @@ void TransposeIndices(int bits, uint8_t *to, ptrdiff_t toStride, const uint8_t *
     });
 }
 
-// A few cache lines, for which a call of memcpy takes longer than the copy.
-void CopyShortRow(uint8_t *to, const uint8_t *from, int bytes)
-{
-    constexpr int kStep = sizeof(__m128i);
-    for (; bytes >= kStep; bytes -= kStep, to += kStep, from += kStep)
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(to), _mm_loadu_si128(reinterpret_cast<const __m128i *>(from)));
-    for (int i = 0; i < bytes; ++i)
-        to[i] = from[i];
-}
-
 // A tile of whole-byte pixels with rows and columns exchanged, in one piece. Rows of a picture often begin at the same
 // place of their pages, and few such places fit the first cache at a time: here the tile's own rows are written whole.
 class TurnedTile {
@@ -52,11 +41,11 @@ public:
     // Takes the pixels, and asks for those `ahead` of them, which will be taken next.
     void Read(const uint8_t *from, ptrdiff_t fromStride, int columns, int rows, ptrdiff_t ahead)
     {
-        constexpr int kBand = 32;
+        const int band = 8 * (4 / m_bytes); // a block of every kernel; only so much can be on its way at a time
         m_columns = columns;
         m_rows = rows;
-        for (int r = 0; r < rows; r += kBand) {
-            const int count = std::min(rows - r, kBand);
+        for (int r = 0; r < rows; r += band) {
+            const int count = std::min(rows - r, band);
             const uint8_t *const first = from + r * fromStride;
             for (int i = 0; i < count; ++i)
                 for (int byte = 0; byte < columns * m_bytes; byte += int(kCacheLine))
@@ -66,8 +55,7 @@ public:
     }
     void Write(uint8_t *to, ptrdiff_t toStride) const
     {
-        for (int c = 0; c < m_columns; ++c)
-            CopyShortRow(to + c * toStride, m_pixels + c * m_stride, m_rows * m_bytes);
+        turnKernels.copyRows(to, toStride, m_pixels, m_stride, size_t(m_rows) * size_t(m_bytes), m_columns);
     }
 
 private:

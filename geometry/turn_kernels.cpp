@@ -49,8 +49,14 @@ void TransposeBitsPlain(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, pt
     }
 }
 
-constexpr TurnKernels kPlainKernels = {TransposeBitsPlain,
-                                       {TransposePlain<1>, TransposePlain<2>, TransposePlain<3>, TransposePlain<4>}};
+void CopyRowsPlain(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t fromStride, size_t bytes, int rows)
+{
+    for (int r = 0; r < rows; ++r)
+        memcpy(to + r * toStride, from + r * fromStride, bytes);
+}
+
+constexpr TurnKernels kPlainKernels = {
+    TransposeBitsPlain, {TransposePlain<1>, TransposePlain<2>, TransposePlain<3>, TransposePlain<4>}, CopyRowsPlain};
 
 } // namespace
 

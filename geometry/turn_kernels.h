@@ -15,6 +15,9 @@ struct TurnKernels {
 
     Transpose bits;
     Transpose bytes[4]; // pixels of 1 to 4 bytes
+    // Copies `rows` rows of a few cache lines each, for which a call of memcpy takes longer than the copy.
+    void (*copyRows)(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t fromStride, size_t bytes,
+                     int rows);
 };
 
 // What the vector forms must match.

@@ -12,6 +12,7 @@ namespace {
 
 VEXO_AVX2_PIECE __m128i Load128(const uint8_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
 VEXO_AVX2_PIECE __m128i Load64(const uint8_t *p) { return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(p)); }
+VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
 VEXO_AVX2_PIECE void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
 VEXO_AVX2_PIECE __m256i Halves(__m128i low, __m128i high)
 {
@@ -152,6 +153,22 @@ VEXO_TARGET_AVX2 void TransposeAvx2(uint8_t *to, ptrdiff_t toStride, const uint8
         plain(to + blockRows * Bytes, toStride, from + blockRows * fromStride, fromStride, columns, rows - blockRows);
 }
 
+// The last piece of a row is copied from its end backwards, over what is there already.
+VEXO_TARGET_AVX2 void CopyRowsAvx2(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t fromStride,
+                                   size_t bytes, int rows)
+{
+    constexpr size_t kStep = 32;
+    if (bytes < kStep) {
+        plainTurnKernels.copyRows(to, toStride, from, fromStride, bytes, rows);
+        return;
+    }
+    for (int r = 0; r < rows; ++r, to += toStride, from += fromStride) {
+        for (size_t i = 0; i + kStep < bytes; i += kStep)
+            Store256(to + i, Load256(from + i));
+        Store256(to + bytes - kStep, Load256(from + bytes - kStep));
+    }
+}
+
 // ---- Bits -----------------------------------------------------------------------------------------------------
 
 VEXO_TARGET_AVX2 void TransposeBitsAvx2(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t fromStride,
@@ -185,7 +202,8 @@ void UseVectorKernels(TurnKernels *kernels, CpuLevel level)
 {
     if (level != CpuLevel::Avx2)
         return;
-    *kernels = {TransposeBitsAvx2, {TransposeAvx2<1>, TransposeAvx2<2>, TransposeAvx2<3>, TransposeAvx2<4>}};
+    *kernels = {
+        TransposeBitsAvx2, {TransposeAvx2<1>, TransposeAvx2<2>, TransposeAvx2<3>, TransposeAvx2<4>}, CopyRowsAvx2};
 }
 
 } // namespace vexo

@@ -46,4 +46,22 @@ TEST_F(TurnKernelsTest, EveryLevelTransposes)
     });
 }
 
+TEST_F(TurnKernelsTest, EveryLevelCopiesRowsAndNothingBetweenThem)
+{
+    constexpr size_t kRows = 3, kGap = 5;
+    Random random(801);
+    ForEachLevel([&] {
+        for (size_t bytes = 1; bytes < 260; ++bytes) {
+            GuardedBuffer from(kRows * bytes), to(kRows * bytes + (kRows - 1) * kGap);
+            random.Fill(from.data(), from.size());
+            std::ranges::fill(to.span(), uint8_t(0xA5));
+            std::vector<uint8_t> expected(to.size(), 0xA5);
+            for (size_t row = 0; row < kRows; ++row)
+                std::copy_n(from.data() + row * bytes, bytes, expected.begin() + ptrdiff_t(row * (bytes + kGap)));
+            turnKernels.copyRows(to.data(), ptrdiff_t(bytes + kGap), from.data(), ptrdiff_t(bytes), bytes, kRows);
+            ASSERT_TRUE(std::ranges::equal(expected, to.span())) << bytes;
+        }
+    });
+}
+
 } // namespace vexo::test
