@@ -89,20 +89,6 @@ void EnlargePixels(uint8_t *row, Stepping last, int newWidth)
     }
 }
 
-// How far apart the plans of `words` words lie in the source when they are all the same but for that; 0 when they are
-// not.
-size_t CommonStep(const uint32_t *plan, size_t wordPlan, size_t words)
-{
-    if (words < 2)
-        return 0;
-    const uint32_t step = plan[wordPlan] - plan[0];
-    for (size_t word = 1; word < words; ++word, plan += wordPlan)
-        if (plan[wordPlan] - plan[0] != step ||
-            memcmp(plan + 1, plan + wordPlan + 1, (wordPlan - 1) * sizeof *plan) != 0)
-            return 0;
-    return step;
-}
-
 } // namespace
 
 void SampleRow(int bits, size_t destinationBytes, Stepping stepping, const uint8_t *source, uint8_t *destination,
@@ -154,6 +140,9 @@ RowSampler::Choice RowSampler::Choose(int bits, const Stepping &stepping, int co
         if (bytes >= int64_t(kWindow) && sourceBytes >= int64_t(kWindow))
             return {Method::Windows, windows, 0, windows * kWindowWords};
     }
+    if (bits == 1 && stepping.whole == 2 && stepping.fraction == 0 && stepping.position % 8 == 0 &&
+        sampleKernels.halveBits)
+        return {Method::Halves, 0, 0, 1};
     if (bits == 1 && stepping.whole > 0 && stepping.whole < int(kMaxPieces) && sampleKernels.bitPicks)
         return ChooseBitPicks(stepping, count);
     return kPositions;
@@ -231,18 +220,17 @@ void RowSampler::PlanBitPicks()
             pick[1] = 31 - i;
         }
     }
-    m_bitStep = CommonStep(m_plan.data(), 1 + 2 * pieces, m_count / 32);
 }
 
 // The last word may be a part of one.
 void RowSampler::PickBits(uint8_t *destination, const uint8_t *source) const
 {
     const size_t wordPlan = 1 + 2 * m_choice.pieces, words = m_count / 32;
-    sampleKernels.bitPicks(destination, words, source, m_plan.data(), m_choice.pieces, m_bitStep);
+    sampleKernels.bitPicks(destination, words, source, m_plan.data(), m_choice.pieces);
     if (words == m_choice.steps)
         return;
     uint8_t last[4];
-    sampleKernels.bitPicks(last, 1, source, m_plan.data() + words * wordPlan, m_choice.pieces, 0);
+    sampleKernels.bitPicks(last, 1, source, m_plan.data() + words * wordPlan, m_choice.pieces);
     memcpy(destination + 4 * words, last, (m_count % 32 + 7) / 8);
 }
 
@@ -259,6 +247,9 @@ size_t RowSampler::SampleFast(uint8_t *destination, const uint8_t *source) const
     case Method::Windows:
         sampleKernels.windows(destination, bytes, source, reinterpret_cast<const SampleWindow *>(m_plan.data()));
         return m_count;
+    case Method::Halves:
+        sampleKernels.halveBits(destination, m_count / 8, source + m_positions[0] / 8);
+        return m_count / 8 * 8;
     case Method::BitPicks: PickBits(destination, source); return m_count;
     default: break;
     }

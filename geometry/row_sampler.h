@@ -75,6 +75,7 @@ private:
         Positions, // a pixel at a time, or gathered, through the table of positions
         Run,       // the pixels are neighbours already
         Windows,   // 16 bytes at a time, shuffled out of 16
+        Halves,    // every second bit, from the start of a byte on
         BitPicks,  // 32 bits at a time, extracted from a few words
     };
     struct Choice {
@@ -98,7 +99,6 @@ private:
     const Choice m_choice;
     Buffer<uint32_t> m_positions;
     Buffer<uint32_t> m_plan;
-    size_t m_bitStep = 0; // BitPicks: between the plans of words that are the same
 };
 
 } // namespace vexo

@@ -24,10 +24,10 @@ struct SampleKernels {
     void (*windows)(uint8_t *destination, size_t bytes, const uint8_t *source, const SampleWindow *windows);
     // Words of 32 pixels of 1 bit, the first in the highest bit. The plan of a word is the byte offset of the first
     // source word and, for each of the `pieces` source words from there on, two numbers: the bits that are taken and
-    // how far up they move when they are pushed together at the lower end. With a step other than 0 all words have the
-    // plan of the first one, each `step` source bytes on.
-    void (*bitPicks)(uint8_t *destination, size_t words, const uint8_t *source, const uint32_t *plan, size_t pieces,
-                     size_t step);
+    // how far up they move when they are pushed together at the lower end.
+    void (*bitPicks)(uint8_t *destination, size_t words, const uint8_t *source, const uint32_t *plan, size_t pieces);
+    // The first bit of each two, for scanned pages at half their size: `bytes` bytes from twice as many.
+    void (*halveBits)(uint8_t *destination, size_t bytes, const uint8_t *source);
 };
 extern SampleKernels sampleKernels;
 

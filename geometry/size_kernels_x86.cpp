@@ -78,24 +78,8 @@ VEXO_AVX2_PIECE uint32_t LoadPixels(const uint8_t *p)
 // The number of pieces is a constant for the common ratios, so that no branch depends on the data.
 template <size_t Pieces>
 VEXO_TARGET_AVX2 void PickBits(uint8_t *destination, size_t words, const uint8_t *source, const uint32_t *plan,
-                               size_t pieces, size_t step)
+                               size_t pieces)
 {
-    if (Pieces && step) {
-        uint32_t bits[Pieces + 1], moves[Pieces + 1]; // which stay in registers where these are enough
-        for (size_t piece = 0; piece < Pieces; ++piece) {
-            bits[piece] = plan[1 + 2 * piece];
-            moves[piece] = plan[2 + 2 * piece] & 31;
-        }
-        source += *plan;
-        for (size_t word = 0; word < words; ++word, destination += 4, source += step) {
-            uint32_t result = 0;
-            for (size_t piece = 0; piece < Pieces; ++piece)
-                result |= _pext_u32(LoadPixels(source + 4 * piece), bits[piece]) << moves[piece];
-            result = SwapBytes(result);
-            memcpy(destination, &result, 4);
-        }
-        return;
-    }
     if (Pieces)
         pieces = Pieces;
     for (size_t word = 0; word < words; ++word, destination += 4) {
@@ -109,21 +93,44 @@ VEXO_TARGET_AVX2 void PickBits(uint8_t *destination, size_t words, const uint8_t
 }
 
 VEXO_TARGET_AVX2 void BitPicksAvx2(uint8_t *destination, size_t words, const uint8_t *source, const uint32_t *plan,
-                                   size_t pieces, size_t step)
+                                   size_t pieces)
 {
     switch (pieces) {
-    case 2: PickBits<2>(destination, words, source, plan, pieces, step); break;
-    case 3: PickBits<3>(destination, words, source, plan, pieces, step); break;
-    case 4: PickBits<4>(destination, words, source, plan, pieces, step); break;
-    case 5: PickBits<5>(destination, words, source, plan, pieces, step); break;
-    default: PickBits<0>(destination, words, source, plan, pieces, 0); break;
+    case 2: PickBits<2>(destination, words, source, plan, pieces); break;
+    case 3: PickBits<3>(destination, words, source, plan, pieces); break;
+    case 4: PickBits<4>(destination, words, source, plan, pieces); break;
+    case 5: PickBits<5>(destination, words, source, plan, pieces); break;
+    default: PickBits<0>(destination, words, source, plan, pieces); break;
     }
+}
+
+VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
+VEXO_AVX2_PIECE void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
+
+// The first bit of each two of 32 bytes, as bytes in 16-bit lanes.
+VEXO_AVX2_PIECE __m256i HalvedBits(__m256i v)
+{
+    const __m256i nibble = _mm256_set1_epi8(0x0F);
+    const __m256i firstOfTwo =
+        _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 0, 1, 1, 0, 0, 1, 1, 2, 2, 3, 3, 2, 2, 3, 3));
+    const __m256i low = _mm256_shuffle_epi8(firstOfTwo, _mm256_and_si256(v, nibble));
+    const __m256i high = _mm256_shuffle_epi8(firstOfTwo, _mm256_and_si256(_mm256_srli_epi16(v, 4), nibble));
+    const __m256i nibbles = _mm256_or_si256(_mm256_slli_epi16(high, 2), low);
+    return _mm256_maddubs_epi16(nibbles, _mm256_set1_epi16(0x0110)); // 16 times the first byte and the second one
+}
+
+VEXO_TARGET_AVX2 void HalveBitsAvx2(uint8_t *destination, size_t bytes, const uint8_t *source)
+{
+    for (; bytes >= 32; bytes -= 32, destination += 32, source += 64) {
+        const __m256i both = _mm256_packus_epi16(HalvedBits(Load256(source)), HalvedBits(Load256(source + 32)));
+        Store256(destination, _mm256_permute4x64_epi64(both, 0xD8));
+    }
+    for (; bytes > 0; --bytes, ++destination, source += 2)
+        *destination = uint8_t(_pext_u32(unsigned(source[0]) << 8 | source[1], 0xAAAA));
 }
 
 // ---- Resampling -----------------------------------------------------------------------------------------------
 
-VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
-VEXO_AVX2_PIECE void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
 VEXO_AVX2_PIECE __m256i LoadPair(const uint8_t *low, const uint8_t *high)
 {
     const __m128i first = _mm_loadu_si128(reinterpret_cast<const __m128i *>(low));
@@ -276,6 +283,7 @@ void UseVectorKernels(SampleKernels *kernels, CpuLevel level)
     kernels->gather24 = Gather24Avx2;
     kernels->gather32 = Gather32Avx2;
     kernels->bitPicks = BitPicksAvx2;
+    kernels->halveBits = HalveBitsAvx2;
 }
 
 void UseVectorKernels(ResampleKernels *kernels, CpuLevel level)

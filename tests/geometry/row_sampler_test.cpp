@@ -26,8 +26,8 @@ struct Case {
         const int widest = random.OneIn(4) ? 400 : 60;
         c.oldWidth = random.Between(1, widest);
         c.newWidth = random.OneIn(5) ? c.oldWidth : random.Between(1, widest);
-        if (c.bits == 1 && random.OneIn(3))
-            c.oldWidth = c.newWidth * random.Between(2, 7); // all words are picked alike
+        if (c.bits == 1 && random.OneIn(4))
+            c.oldWidth = 2 * c.newWidth;
         c.first = random.OneIn(2) ? 0 : random.Below(c.newWidth);
         c.count = random.OneIn(2) ? c.newWidth - c.first : random.Between(1, c.newWidth - c.first);
         return c;
