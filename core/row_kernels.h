@@ -1,6 +1,5 @@
 // The inner loops of copies: bytes by the bitmap, bits across byte boundaries, the alpha of pixels, and all but one
-// index. Each has a
-// plain form, which defines it, and vector forms, which are chosen once for the processor.
+// index. Each has a plain form, which defines it, and vector forms, which are chosen once for the processor.
 #ifndef VEXO_CORE_ROW_KERNELS_H
 #define VEXO_CORE_ROW_KERNELS_H
 
@@ -12,7 +11,7 @@ namespace vexo {
 
 // No kernel touches a byte outside what it is given, and input and output never overlap.
 struct RowKernels {
-    // memcpy for rows that stay in the caches, and for blocks that do not: these are not read into them first.
+    // memcpy for long rows, which stay in the caches, and for blocks that do not: these are not read into them first.
     void (*moveBytes)(uint8_t *output, const uint8_t *input, size_t count);
     void (*streamBytes)(uint8_t *output, const uint8_t *input, size_t count);
     // Output byte i = the 8 bits of the input from bit 8 i + `shift` on, most significant first. `shift` is 1 to 7, so
