@@ -255,7 +255,7 @@ VEXO_TARGET_AVX2 void CmykFromBgrAvx2(uint8_t *cmyk, const uint8_t *bgr, size_t 
 
 void UseVectorSpaces(PixelKernels *kernels, CpuLevel level)
 {
-    if (level != CpuLevel::Avx2)
+    if (level < CpuLevel::Avx2)
         return;
     kernels->hsvFromBgr = HsvFromBgrAvx2;
     kernels->bgrFromHsv = BgrFromHsvAvx2;

@@ -85,7 +85,8 @@ void DetachProcess(HMODULE module);
 
 // ---- Processor features ---------------------------------------------------------------------------------------
 
-enum class CpuLevel { Baseline, Ssse3, Avx2 }; // Baseline is SSE2; Avx2 includes BMI1, BMI2, LZCNT and POPCNT
+// Baseline is SSE2, Avx2 includes BMI1, BMI2, LZCNT and POPCNT, and Gfni is that with its forms of 32 bytes.
+enum class CpuLevel { Baseline, Ssse3, Avx2, Gfni };
 CpuLevel DetectCpuLevel();
 // Whether the string instructions move large blocks as fast as the caches take them.
 bool HasFastStringMoves();
@@ -96,10 +97,12 @@ bool HasFastStringMoves();
 #if defined(_MSC_VER) && !defined(__clang__)
 #define VEXO_TARGET_SSSE3
 #define VEXO_TARGET_AVX2
+#define VEXO_TARGET_GFNI
 #define VEXO_AVX2_PIECE __forceinline
 #else
 #define VEXO_TARGET_SSSE3 __attribute__((target("ssse3")))
 #define VEXO_TARGET_AVX2 __attribute__((target("avx2,bmi,bmi2,lzcnt,popcnt")))
+#define VEXO_TARGET_GFNI __attribute__((target("avx2,bmi,bmi2,lzcnt,popcnt,gfni")))
 #define VEXO_AVX2_PIECE VEXO_TARGET_AVX2 __attribute__((always_inline)) inline
 #endif
 

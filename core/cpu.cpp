@@ -49,6 +49,7 @@ CpuLevel DetectCpuLevel()
 {
     constexpr unsigned kSsse3 = 1u << 9, kPopcnt = 1u << 23, kOsXsave = 1u << 27, kAvx = 1u << 28; // leaf 1, ecx
     constexpr unsigned kBmi1 = 1u << 3, kAvx2 = 1u << 5, kBmi2 = 1u << 8;                          // leaf 7, ebx
+    constexpr unsigned kGfni = 1u << 8;                                                            // leaf 7, ecx
     constexpr unsigned kLzcnt = 1u << 5; // leaf 0x80000001, ecx
     constexpr unsigned kSseAndAvxStates = 6;
 
@@ -58,8 +59,10 @@ CpuLevel DetectCpuLevel()
         return CpuLevel::Baseline;
     if (highest < 7 || !HasAll(basic, kPopcnt | kOsXsave | kAvx) || !HasAll(SavedStates(), kSseAndAvxStates))
         return CpuLevel::Ssse3;
-    const bool avx2 = HasAll(QueryCpu(7).b, kBmi1 | kAvx2 | kBmi2) && HasAll(QueryCpu(0x80000001u).c, kLzcnt);
-    return avx2 ? CpuLevel::Avx2 : CpuLevel::Ssse3;
+    const CpuRegisters extended = QueryCpu(7);
+    if (!HasAll(extended.b, kBmi1 | kAvx2 | kBmi2) || !HasAll(QueryCpu(0x80000001u).c, kLzcnt))
+        return CpuLevel::Ssse3;
+    return HasAll(extended.c, kGfni) ? CpuLevel::Gfni : CpuLevel::Avx2;
 }
 
 bool HasFastStringMoves()

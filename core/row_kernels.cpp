@@ -227,8 +227,8 @@ RowKernels rowKernels = kPlainKernels;
 
 void SelectRowKernels(CpuLevel level)
 {
-    rowKernels = level == CpuLevel::Avx2 ? kAvx2Kernels : kPlainKernels;
-    if (level != CpuLevel::Avx2) {
+    rowKernels = level >= CpuLevel::Avx2 ? kAvx2Kernels : kPlainKernels;
+    if (level < CpuLevel::Avx2) {
         rowKernels.shiftBits = ShiftBitsSse2;
         rowKernels.copyOthers = CopyOthersSse2;
     } else if (HasFastStringMoves()) {

@@ -116,7 +116,7 @@ VEXO_TARGET_AVX2 void ExpandAvx2(uint8_t *bytes, const uint8_t *bits, size_t cou
 
 void UseVectorKernels(GrayKernels *kernels, CpuLevel level)
 {
-    if (level != CpuLevel::Avx2)
+    if (level < CpuLevel::Avx2)
         return;
     *kernels = {{AddOnes<1>, AddOnes<2>, AddOnes<4>, AddOnes<8>}, ToLevelsAvx2, ExpandAvx2};
 }

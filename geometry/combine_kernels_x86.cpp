@@ -214,7 +214,7 @@ constexpr CombineKernels MakeAvx2Kernels(std::index_sequence<Operations...>)
 
 void UseVectorKernels(CombineKernels *kernels, CpuLevel level)
 {
-    if (level == CpuLevel::Avx2)
+    if (level >= CpuLevel::Avx2)
         *kernels = MakeAvx2Kernels(std::make_index_sequence<kChannelOperationCount>());
 }
 

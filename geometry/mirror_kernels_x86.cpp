@@ -202,6 +202,59 @@ VEXO_TARGET_AVX2 void ShiftBitsAvx2(uint8_t *row, size_t bytes, int bits)
     plainMirrorKernels.shiftBits(row, bytes, bits);
 }
 
+// ---- GFNI -----------------------------------------------------------------------------------------------------
+
+// The matrix that mirrors the pixels of a byte. Its last row makes the lowest bit.
+template <int Bits>
+constexpr uint64_t MakeMirrorMatrix()
+{
+    uint64_t matrix = 0;
+    for (int bit = 0; bit < 8; ++bit)
+        matrix |= uint64_t(MirrorByte<Bits>(1u << bit)) << (56 - 8 * bit);
+    return matrix;
+}
+
+// Pixels smaller than a byte, mirrored within theirs by one product of matrices.
+template <int Bits>
+struct MatrixBlock32 {
+    static constexpr int kStep = 32;
+
+    VEXO_TARGET_GFNI static inline __m256i Mirror(__m256i v)
+    {
+        const __m256i matrix = _mm256_set1_epi64x(int64_t(MakeMirrorMatrix<Bits>()));
+        return _mm256_gf2p8affine_epi64_epi8(Block32<8, 1>::Mirror(v), matrix, 0);
+    }
+
+    VEXO_TARGET_GFNI static inline void Exchange(uint8_t *low, uint8_t *high)
+    {
+        const __m256i a = Load256(low), b = Load256(high);
+        Store256(low, Mirror(b));
+        Store256(high, Mirror(a));
+    }
+};
+
+template <int Bits, MirrorUnit Unit>
+VEXO_TARGET_GFNI void ReverseGfni(uint8_t *row, size_t bytes)
+{
+    using Block = MatrixBlock32<Bits>;
+    uint8_t *low = row, *high = row + bytes;
+    for (; high - low >= 2 * Block::kStep; low += Block::kStep, high -= Block::kStep)
+        Block::Exchange(low, high - Block::kStep);
+    if (high - low >= Block::kStep)
+        Block::Exchange(low, high - Block::kStep);
+    else
+        ReverseSsse3<Block16<Bits, 1>, Unit>(low, size_t(high - low));
+}
+
+template <int Bits, MirrorUnit Unit>
+VEXO_TARGET_GFNI void ExchangeReversedGfni(uint8_t *row, uint8_t *other, size_t bytes)
+{
+    using Block = MatrixBlock32<Bits>;
+    for (; bytes >= Block::kStep; row += Block::kStep, bytes -= Block::kStep)
+        Block::Exchange(row, other + bytes - Block::kStep);
+    ExchangeReversedSsse3<Block16<Bits, 1>, Unit>(row, other, bytes);
+}
+
 // ---- The choice -----------------------------------------------------------------------------------------------
 
 template <int Bits, int Bytes, MirrorUnit Unit>
@@ -232,6 +285,11 @@ void UseVectorKernels(MirrorKernels *kernels, CpuLevel level)
         return;
     kernels->exchange = ExchangeAvx2;
     kernels->shiftBits = ShiftBitsAvx2;
+    if (level < CpuLevel::Gfni)
+        return;
+    kernels->units[kBits1] = {ReverseGfni<1, kBits1>, ExchangeReversedGfni<1, kBits1>};
+    kernels->units[kBits2] = {ReverseGfni<2, kBits2>, ExchangeReversedGfni<2, kBits2>};
+    kernels->units[kBits4] = {ReverseGfni<4, kBits4>, ExchangeReversedGfni<4, kBits4>};
 }
 
 } // namespace vexo

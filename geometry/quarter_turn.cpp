@@ -80,13 +80,13 @@ void TransposePixels(int bytes, uint8_t *to, ptrdiff_t toStride, const uint8_t *
 void TransposeStrip(int bits, uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t fromStride, int columns,
                     int rows)
 {
+    if (bits == 1)
+        return turnKernels.bits(to, toStride, from, fromStride, columns, rows);
     for (int r = 0; r < rows; r += kTile) {
         const int count = std::min(rows - r, kTile);
         uint8_t *const place = to + size_t(r) * size_t(bits) / 8;
         const uint8_t *const first = from + r * fromStride;
-        if (bits == 1)
-            turnKernels.bits(place, toStride, first, fromStride, columns, count);
-        else if (bits < 8)
+        if (bits < 8)
             TransposeIndices(bits, place, toStride, first, fromStride, columns, count);
         else
             TransposePixels(bits / 8, place, toStride, first, fromStride, columns, count);

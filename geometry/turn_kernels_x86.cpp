@@ -1,9 +1,11 @@
 // The vector kernels of quarter turns. A register holds a piece of one row in its lower half and the same piece of the
 // row half a block further down in its upper half; interleaving registers log2(rows) times then leaves a column in
 // each, in the order of the rows. Pixels of 3 bytes are widened to 4 on the way in and closed up on the way out; bits
-// are transposed as bytes, and each column of bytes gives its eight columns of bits by sign masks.
+// are transposed as bytes, and each column of bytes gives its eight columns of bits by sign masks, or by a product of
+// matrices of bits where the processor has one.
 #include "geometry/turn_kernels.h"
 
+#include <algorithm>
 #include <immintrin.h>
 
 namespace vexo {
@@ -171,39 +173,82 @@ VEXO_TARGET_AVX2 void CopyRowsAvx2(uint8_t *to, ptrdiff_t toStride, const uint8_
 
 // ---- Bits -----------------------------------------------------------------------------------------------------
 
+// Both forms move blocks of whole bytes. The last blocks of either direction begin earlier if they must, and write what
+// is there already; the few rows and columns beyond the last whole byte are plain work.
+
 VEXO_TARGET_AVX2 void TransposeBitsAvx2(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t fromStride,
                                         int columns, int rows)
 {
-    const int blockColumns = columns / 64 * 64, blockRows = rows / 32 * 32;
-    for (int c = 0; c < blockColumns; c += 64)
-        for (int r = 0; r < blockRows; r += 32) {
+    constexpr int kColumns = 64, kRows = 32;
+    const int wide = columns < kColumns ? 0 : columns & ~7, tall = rows < kRows ? 0 : rows & ~7;
+    for (int i = 0; i < tall; i += kRows)
+        for (int k = 0; k < wide; k += kColumns) {
+            const int r = std::min(i, tall - kRows), c = std::min(k, wide - kColumns);
             // Sign masks give the first row in the lowest bit, pixels want it in the highest.
             __m256i v[8];
             GatherBytes<true>(v, from + r * fromStride + c / 8, fromStride);
             uint8_t *place = to + c * toStride + r / 8;
-            for (int i = 0; i < 8; ++i)
+            for (int byte = 0; byte < 8; ++byte)
                 for (int bit = 0; bit < 8; ++bit, place += toStride) {
-                    const int mask = _mm256_movemask_epi8(v[i]);
+                    const int mask = _mm256_movemask_epi8(v[byte]);
                     memcpy(place, &mask, 4);
-                    v[i] = _mm256_add_epi8(v[i], v[i]);
+                    v[byte] = _mm256_add_epi8(v[byte], v[byte]);
                 }
         }
-    if (blockColumns < columns)
-        plainTurnKernels.bits(to + blockColumns * toStride, toStride, from + blockColumns / 8, fromStride,
-                              columns - blockColumns, blockRows);
-    if (blockRows < rows)
-        plainTurnKernels.bits(to + blockRows / 8, toStride, from + blockRows * fromStride, fromStride, columns,
-                              rows - blockRows);
+    const auto plain = plainTurnKernels.bits;
+    if (wide < columns)
+        plain(to + wide * toStride, toStride, from + wide / 8, fromStride, columns - wide, tall);
+    if (tall < rows)
+        plain(to + tall / 8, toStride, from + tall * fromStride, fromStride, columns, rows - tall);
+}
+
+// Eight rows of 17 to 32 bytes become one row of bytes: byte c has the bits of column c. The last 16 bytes of the rows
+// begin at byte `last`.
+VEXO_TARGET_GFNI inline void StandBits(uint8_t *to, const uint8_t *from, ptrdiff_t stride, int last)
+{
+    __m256i v[8];
+    for (int i = 0; i < 8; ++i)
+        v[i] = Halves(Load128(from + i * stride), Load128(from + i * stride + last));
+    for (int i = 0; i < 3; ++i)
+        Interleave<1>(v);
+    // The mirrored unit matrix times a block of 8 x 8 bits is the block with rows and columns exchanged.
+    const __m256i unit = _mm256_set1_epi64x(0x0102040810204080);
+    for (int i = 0; i < 8; ++i) {
+        const __m256i bits = _mm256_gf2p8affine_epi64_epi8(unit, v[i], 0);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(to + i * 16), _mm256_castsi256_si128(bits));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(to + last * 8 + i * 16), _mm256_extracti128_si256(bits, 1));
+    }
+}
+
+// What eight rows at a time have become is a picture of bytes, which is then turned as one.
+VEXO_TARGET_GFNI void TransposeBitsGfni(uint8_t *to, ptrdiff_t toStride, const uint8_t *from, ptrdiff_t fromStride,
+                                        int columns, int rows)
+{
+    constexpr int kColumns = 256, kRows = 256;
+    if (columns <= kColumns / 2 || columns > kColumns || rows < kRows)
+        return TransposeBitsAvx2(to, toStride, from, fromStride, columns, rows);
+    const int last = (columns + 7) / 8 - 16, tall = rows & ~7;
+    uint8_t bytes[kRows / 8 * kColumns];
+    for (int i = 0; i < tall; i += kRows) {
+        const int r = std::min(i, tall - kRows);
+        for (int k = 0; k < kRows; k += 8)
+            StandBits(bytes + k / 8 * kColumns, from + (r + k) * fromStride, fromStride, last);
+        TransposeAvx2<1>(to + r / 8, toStride, bytes, kColumns, columns, kRows / 8);
+    }
+    if (tall < rows)
+        plainTurnKernels.bits(to + tall / 8, toStride, from + tall * fromStride, fromStride, columns, rows - tall);
 }
 
 } // namespace
 
 void UseVectorKernels(TurnKernels *kernels, CpuLevel level)
 {
-    if (level != CpuLevel::Avx2)
+    if (level < CpuLevel::Avx2)
         return;
     *kernels = {
         TransposeBitsAvx2, {TransposeAvx2<1>, TransposeAvx2<2>, TransposeAvx2<3>, TransposeAvx2<4>}, CopyRowsAvx2};
+    if (level >= CpuLevel::Gfni)
+        kernels->bits = TransposeBitsGfni;
 }
 
 } // namespace vexo

@@ -199,7 +199,7 @@ MatchKernels matchKernels = plainMatchKernels;
 
 void SelectMatchKernels(CpuLevel level)
 {
-    if (level == CpuLevel::Avx2)
+    if (level >= CpuLevel::Avx2)
         matchKernels = {Match8Avx2, Match16Avx2, Match24Avx2, Match32Avx2};
     else
         matchKernels = {Match8Sse2, Match16Sse2, Match24Sse2, Match32Sse2};

@@ -39,6 +39,7 @@ TEST_F(TurnKernelsTest, EveryLevelTransposes)
     ForEachLevel([&] {
         for (int i = 0; i < 60 && !HasFatalFailure(); ++i) {
             CheckBlock(random, turnKernels.bits, 1, random.Between(1, 150), random.Between(1, 90));
+            CheckBlock(random, turnKernels.bits, 1, random.Between(129, 260), random.Between(256, 600));
             for (int bytes = 1; bytes <= 4; ++bytes)
                 CheckBlock(random, turnKernels.bytes[bytes - 1], bytes * 8, random.Between(1, 40),
                            random.Between(1, 70));
