@@ -221,8 +221,8 @@ struct MatrixBlock32 {
 
     VEXO_TARGET_GFNI static inline __m256i Mirror(__m256i v)
     {
-        const __m256i matrix = _mm256_set1_epi64x(int64_t(MakeMirrorMatrix<Bits>()));
-        return _mm256_gf2p8affine_epi64_epi8(Block32<8, 1>::Mirror(v), matrix, 0);
+        v = Block32<8, 1>::Mirror(v);
+        return _mm256_gf2p8affine_epi64_epi8(v, _mm256_set1_epi64x(int64_t(MakeMirrorMatrix<Bits>())), 0);
     }
 
     VEXO_TARGET_GFNI static inline void Exchange(uint8_t *low, uint8_t *high)

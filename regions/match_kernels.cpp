@@ -5,12 +5,6 @@
 #include <bit>
 #include <immintrin.h>
 
-#if defined(_MSC_VER) && !defined(__clang__)
-#define VEXO_TARGET_AVX2
-#else
-#define VEXO_TARGET_AVX2 __attribute__((target("avx2,bmi,bmi2,lzcnt,popcnt")))
-#endif
-
 namespace vexo {
 
 namespace {
