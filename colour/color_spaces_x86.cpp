@@ -2,8 +2,7 @@
 // rounded-up reciprocal that has so many bits that the quotient's whole part is exact.
 #include "colour/pixel_kernels.h"
 #include "core/row_kernels.h"
-
-#include <immintrin.h>
+#include "core/vectors.h"
 
 namespace vexo {
 
@@ -52,26 +51,19 @@ constexpr HsvTables kHsv;
 
 // ---- Loads and stores of 8 pixels of 3 bytes --------------------------------------------------------------------
 
-VEXO_AVX2_PIECE __m128i Load128(const uint8_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
-
 // To quads, the fourth byte 0.
 VEXO_AVX2_PIECE __m256i LoadPixels(const uint8_t *pixels)
 {
-    const __m256i order =
-        _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1));
-    const __m256i both = _mm256_inserti128_si256(_mm256_castsi128_si256(Load128(pixels)), Load128(pixels + 12), 1);
-    return _mm256_shuffle_epi8(both, order);
+    const __m128i order = _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
+    return _mm256_shuffle_epi8(LoadHalves(pixels, pixels + 12), InBothHalves(order));
 }
 
 VEXO_AVX2_PIECE void StorePixels(uint8_t *pixels, __m256i quads)
 {
-    const __m256i order =
-        _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1));
-    const __m256i closed =
-        _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(quads, order), _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7));
+    const __m256i closed = CloseUp24(quads);
     // Just the 24 bytes: in place the next ones have not been read yet.
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(pixels), _mm256_castsi256_si128(closed));
-    _mm_storel_epi64(reinterpret_cast<__m128i *>(pixels + 16), _mm256_extracti128_si256(closed, 1));
+    Store128(pixels, LowHalf(closed));
+    Store64(pixels + 16, HighHalf(closed));
 }
 
 VEXO_AVX2_PIECE __m256i LookUp(const uint32_t *table, __m256i indices)
@@ -120,7 +112,7 @@ VEXO_AVX2_PIECE __m256i BgrOf(__m256i hsv)
     const __m256i middle = _mm256_add_epi32(least, _mm256_srli_epi32(range, HsvTables::kByteShift));
     const __m256i values =
         _mm256_or_si256(_mm256_or_si256(value, _mm256_slli_epi32(middle, 8)), _mm256_slli_epi32(least, 16));
-    const __m256i lanes = _mm256_broadcastsi128_si256(_mm_setr_epi32(0, 0x00040404, 0x00080808, 0x000C0C0C));
+    const __m256i lanes = InBothHalves(_mm_setr_epi32(0, 0x00040404, 0x00080808, 0x000C0C0C));
     return _mm256_shuffle_epi8(values, _mm256_add_epi32(LookUp(kHsv.order, hue), lanes));
 }
 
@@ -177,8 +169,6 @@ struct YuvOrder {
 };
 constexpr YuvOrder kYuvLow(0, 2), kYuvHigh(1, 3);
 
-VEXO_AVX2_PIECE __m256i Load256(const void *p) { return _mm256_loadu_si256(static_cast<const __m256i *>(p)); }
-
 // Four pixels whose blue, green, red and 0 are doubled to words (257 x) to Y, B - Y, R - Y.
 VEXO_AVX2_PIECE __m256i YuvOf(__m256i doubled, const YuvOrder &order)
 {
@@ -202,17 +192,17 @@ VEXO_AVX2_PIECE size_t YuvSteps(uint8_t *yuv, const uint8_t *bgr, size_t count)
         if constexpr (Streams)
             _mm_stream_si128(reinterpret_cast<__m128i *>(p), v);
         else
-            _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v);
+            Store128(p, v);
     };
     size_t done = 0;
     for (; count - done >= kLeastPixels; done += kStepPixels, bgr += 24, yuv += 48) {
         const __m256i quads = LoadPixels(bgr);
         const __m256i ac = YuvOf(_mm256_unpacklo_epi8(quads, quads), kYuvLow);
         const __m256i bd = YuvOf(_mm256_unpackhi_epi8(quads, quads), kYuvHigh);
-        const __m128i b = _mm256_castsi256_si128(bd), c = _mm256_extracti128_si256(ac, 1);
-        store(yuv, _mm_blend_epi32(_mm256_castsi256_si128(ac), b, 0b1000));
+        const __m128i b = LowHalf(bd), c = HighHalf(ac);
+        store(yuv, _mm_blend_epi32(LowHalf(ac), b, 0b1000));
         store(yuv + 16, _mm_blend_epi32(b, c, 0b1100));
-        store(yuv + 32, _mm_blend_epi32(c, _mm256_extracti128_si256(bd, 1), 0b1110));
+        store(yuv + 32, _mm_blend_epi32(c, HighHalf(bd), 0b1110));
     }
     return done;
 }
@@ -236,17 +226,15 @@ VEXO_TARGET_AVX2 void YuvFromBgrAvx2(uint8_t *yuv, const uint8_t *bgr, size_t co
 
 VEXO_TARGET_AVX2 void CmykFromBgrAvx2(uint8_t *cmyk, const uint8_t *bgr, size_t count)
 {
-    const __m256i redFirst =
-        _mm256_broadcastsi128_si256(_mm_setr_epi8(2, 1, 0, -1, 6, 5, 4, -1, 10, 9, 8, -1, 14, 13, 12, -1));
-    const __m256i spread =
-        _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 0, 0, -1, 4, 4, 4, -1, 8, 8, 8, -1, 12, 12, 12, -1));
+    const __m256i redFirst = InBothHalves(_mm_setr_epi8(2, 1, 0, -1, 6, 5, 4, -1, 10, 9, 8, -1, 14, 13, 12, -1));
+    const __m256i spread = InBothHalves(_mm_setr_epi8(0, 0, 0, -1, 4, 4, 4, -1, 8, 8, 8, -1, 12, 12, 12, -1));
     for (; count >= kLeastPixels; count -= kStepPixels, bgr += 24, cmyk += 32) {
         const __m256i inks =
             _mm256_xor_si256(_mm256_shuffle_epi8(LoadPixels(bgr), redFirst), _mm256_set1_epi32(0xFFFFFF));
         const __m256i pairs = _mm256_min_epu8(inks, _mm256_srli_epi32(inks, 8));
         const __m256i black = _mm256_min_epu8(pairs, _mm256_srli_epi32(inks, 16)); // in the first byte
         const __m256i colored = _mm256_subs_epu8(inks, _mm256_shuffle_epi8(black, spread));
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(cmyk), _mm256_or_si256(colored, _mm256_slli_epi32(black, 24)));
+        Store256(cmyk, _mm256_or_si256(colored, _mm256_slli_epi32(black, 24)));
     }
     CmykFromBgrPlain(cmyk, bgr, count);
 }

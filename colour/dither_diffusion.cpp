@@ -2,6 +2,7 @@
 // their own, from which the sums for the rows below are made many columns at a time.
 #include "colour/dither_scan.h"
 #include "colour/pixel_kernels.h"
+#include "core/vectors.h"
 
 #include <utility>
 
@@ -26,9 +27,6 @@ constexpr void (*kScans[])(const DiffusionBlock &, const DitherTarget &) = {Scan
 
 // ---- Errors to the rows below -----------------------------------------------------------------------------------
 
-__m128i Load(const int16_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
-__m128i Load(const int32_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
-
 // Adds to the sums of eight words what reaches them from the pixels Distance before and after their columns, or from
 // those above.
 template <int Method, int Row, int Distance>
@@ -39,13 +37,13 @@ __m128i PlusReached(__m128i sums, const int16_t *errors)
     if constexpr (before == 0 && after == 0)
         return sums;
     else if constexpr (Distance == 0)
-        return _mm_add_epi16(sums, Times<before>(Load(errors)));
+        return _mm_add_epi16(sums, Times<before>(Load128(errors)));
     else if constexpr (before == after)
-        return _mm_add_epi16(sums,
-                             Times<before>(_mm_add_epi16(Load(errors - 4 * Distance), Load(errors + 4 * Distance))));
+        return _mm_add_epi16(
+            sums, Times<before>(_mm_add_epi16(Load128(errors - 4 * Distance), Load128(errors + 4 * Distance))));
     else
-        return _mm_add_epi16(_mm_add_epi16(sums, Times<before>(Load(errors - 4 * Distance))),
-                             Times<after>(Load(errors + 4 * Distance)));
+        return _mm_add_epi16(_mm_add_epi16(sums, Times<before>(Load128(errors - 4 * Distance))),
+                             Times<after>(Load128(errors + 4 * Distance)));
 }
 
 // The same for four words of 32 bits.
@@ -56,7 +54,7 @@ __m128i PlusReachedWide(__m128i sums, const int16_t *errors)
     constexpr int after = Distance == 0 ? 0 : FilterOf(Method).below[Row][kErrorMargin - Distance];
     if constexpr (before == 0 && after == 0)
         return sums;
-    const __m128i pairs = _mm_unpacklo_epi16(LoadLanes(errors - 4 * Distance), LoadLanes(errors + 4 * Distance));
+    const __m128i pairs = _mm_unpacklo_epi16(Load64(errors - 4 * Distance), Load64(errors + 4 * Distance));
     return _mm_add_epi32(sums, _mm_madd_epi16(pairs, _mm_set1_epi32(before | after << 16)));
 }
 
@@ -72,8 +70,7 @@ void SpreadRow(int16_t *sums, const int16_t *below, const int16_t *errors, size_
     };
     size_t i = 0;
     for (; i + 8 <= count; i += 8)
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(sums + i),
-                         spread(below ? Load(below + i) : _mm_setzero_si128(), i));
+        Store128(sums + i, spread(below ? Load128(below + i) : _mm_setzero_si128(), i));
     if (i < count) {
         constexpr const int(&weights)[7] = FilterOf(Method).below[Row];
         for (; i < count; ++i) {
@@ -89,12 +86,12 @@ template <int Method, int Row>
 void SpreadRow(int32_t *sums, const int32_t *below, const int16_t *errors, size_t count)
 {
     for (size_t i = 0; i < count; i += 4) {
-        __m128i sum = below ? Load(below + i) : _mm_setzero_si128();
+        __m128i sum = below ? Load128(below + i) : _mm_setzero_si128();
         sum = PlusReachedWide<Method, Row, 0>(sum, errors + i);
         sum = PlusReachedWide<Method, Row, 1>(sum, errors + i);
         sum = PlusReachedWide<Method, Row, 2>(sum, errors + i);
         sum = PlusReachedWide<Method, Row, 3>(sum, errors + i);
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(sums + i), sum);
+        Store128(sums + i, sum);
     }
 }
 

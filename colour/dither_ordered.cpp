@@ -3,8 +3,7 @@
 #include "colour/dither_engine.h"
 #include "colour/ordered_matrices.h"
 #include "colour/pixel_kernels.h"
-
-#include <emmintrin.h>
+#include "core/vectors.h"
 
 namespace vexo {
 
@@ -27,11 +26,11 @@ int OffsetOf(int value, int bits) { return value / bits - 128 / bits; }
 // Adds and takes away bytes of a pattern that repeats every eight quads; results stay within 0 to 255.
 void OffsetQuads(uint8_t *moved, const uint8_t *quads, size_t count, const uint8_t *plus, const uint8_t *minus)
 {
-    const auto load = [](const uint8_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); };
-    const __m128i plus0 = load(plus), plus1 = load(plus + 16), minus0 = load(minus), minus1 = load(minus + 16);
+    const __m128i plus0 = Load128(plus), plus1 = Load128(plus + 16), minus0 = Load128(minus),
+                  minus1 = Load128(minus + 16);
     const auto store = [&](size_t i, __m128i more, __m128i less) {
-        const __m128i sum = _mm_subs_epu8(_mm_adds_epu8(load(quads + 4 * i), more), less);
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(moved + 4 * i), sum);
+        const __m128i sum = _mm_subs_epu8(_mm_adds_epu8(Load128(quads + 4 * i), more), less);
+        Store128(moved + 4 * i, sum);
     };
     size_t i = 0;
     for (; i + 8 <= count; i += 8) {

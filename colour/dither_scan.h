@@ -5,9 +5,9 @@
 #define VEXO_COLOUR_DITHER_SCAN_H
 
 #include "colour/dither_engine.h"
+#include "core/vectors.h"
 
 #include <bit>
-#include <emmintrin.h>
 
 // What is inlined takes on the instruction set of the function around it.
 #if defined(_MSC_VER) && !defined(__clang__)
@@ -24,9 +24,6 @@ namespace vexo {
 namespace {
 
 // ---- Lanes: four 16-bit words, blue, green, red and one that counts for nothing --------------------------------
-
-VEXO_SCAN_INLINE __m128i LoadLanes(const int16_t *p) { return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(p)); }
-VEXO_SCAN_INLINE void StoreLanes(int16_t *p, __m128i v) { _mm_storel_epi64(reinterpret_cast<__m128i *>(p), v); }
 
 VEXO_SCAN_INLINE __m128i LoadQuad(const uint8_t *quad)
 {
@@ -113,7 +110,7 @@ struct Sums {
 
     VEXO_SCAN_INLINE __m128i Adjust(__m128i pixel, const Word *waiting, __m128i error1, __m128i error2)
     {
-        const __m128i early = _mm_add_epi16(Times<kFilter.divisor>(pixel), LoadLanes(waiting));
+        const __m128i early = _mm_add_epi16(Times<kFilter.divisor>(pixel), Load64(waiting));
         const __m128i y = PlusTimes<kFilter.ahead[0]>(PlusTimes<kFilter.ahead[1]>(early, error2), error1);
         return ClampToByte(AdjustPixel<kFilter.divisor>(pixel, y));
     }
@@ -130,7 +127,7 @@ struct Sums<Method, false> {
     {
         static_assert(kFilter.ahead[0] == 0);
         const __m128i ahead = _mm_madd_epi16(_mm_unpacklo_epi16(error2, error2), _mm_set1_epi32(kFilter.ahead[1]));
-        const __m128i sum = _mm_add_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i *>(waiting)), ahead);
+        const __m128i sum = _mm_add_epi32(Load128(waiting), ahead);
         constexpr float kReciprocal = 1.000001f / float(kFilter.divisor);
         const __m128i quotient = _mm_cvttps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(sum), _mm_set1_ps(kReciprocal)));
         return ClampToByte(_mm_add_epi16(pixel, _mm_packs_epi32(quotient, quotient)));
@@ -163,7 +160,7 @@ public:
         const __m128i key = DotProduct(_mm_srli_epi16(lanes, 3), Lanes(1, 1 << 5, 1 << 10));
         const unsigned cell = m_cells.Cell<Word>(unsigned(_mm_cvtsi128_si32(key)));
         *index = CellPalette::IndexOf(cell);
-        return LoadLanes(m_cells.ColorOf(cell));
+        return Load64(m_cells.ColorOf(cell));
     }
 
 private:
@@ -219,13 +216,13 @@ VEXO_SCAN_INLINE void Scan(const DiffusionBlock &block, const Choice &choice)
 {
     using MethodSums = Sums<Method>;
     const auto *waiting = static_cast<const typename MethodSums::Word *>(block.waiting);
-    __m128i error1 = LoadLanes(block.errors - 4), error2 = LoadLanes(block.errors - 8);
+    __m128i error1 = Load64(block.errors - 4), error2 = Load64(block.errors - 8);
     for (size_t i = 0; i < block.count; ++i) {
         const __m128i pixel = LoadQuad(block.quads + 4 * i);
         const __m128i adjusted = MethodSums::Adjust(pixel, waiting + 4 * i, error1, error2);
         error2 = error1;
         error1 = _mm_sub_epi16(adjusted, choice.Choose(adjusted, block.indices + i));
-        StoreLanes(block.errors + 4 * i, error1);
+        Store64(block.errors + 4 * i, error1);
     }
 }
 

@@ -2,8 +2,7 @@
 // black and white, which works on both of a pixel's possible values at once.
 #include "colour/dither_scan.h"
 #include "colour/pixel_kernels.h"
-
-#include <immintrin.h>
+#include "core/vectors.h"
 
 namespace vexo {
 
@@ -62,7 +61,7 @@ VEXO_TARGET_AVX2 inline void StepTwice(PairScan *scan, __m128i pixels, __m128i s
     const __m128i bothWhite = _mm_blend_epi16(white, scan->white, 0xAA);
     const __m128i mixed = _mm_sub_epi16(bothValues, WhiteWords(bothWhite));
     const __m128i order = _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15);
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(errors), _mm_shuffle_epi8(mixed, order));
+    Store128(errors, _mm_shuffle_epi8(mixed, order));
     const unsigned masks = unsigned(_mm_cvtsi128_si32(bothWhite));
     indices[0] = uint8_t(masks >> 1 & 1);
     indices[1] = uint8_t(masks >> 31);
@@ -75,21 +74,21 @@ VEXO_TARGET_AVX2 void ScanBlackAndWhite(const DiffusionBlock &block)
     const uint8_t *quads = block.quads;
     uint8_t *indices = block.indices;
     int16_t *errors = block.errors;
-    const __m128i before = LoadLanes(errors - 4), farBefore = LoadLanes(errors - 8);
+    const __m128i before = Load64(errors - 4), farBefore = Load64(errors - 8);
     PairScan scan;
     scan.values = scan.error1 = _mm_unpacklo_epi16(before, before); // as if it had been that bright, and black
     scan.white = _mm_setzero_si128();
     scan.error2 = _mm_unpacklo_epi16(farBefore, farBefore);
     size_t left = block.count;
     for (; left >= 2; left -= 2, quads += 8, waiting += 8, errors += 8, indices += 2) {
-        const __m128i pixels = _mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(quads)));
-        const __m128i sums = _mm_loadu_si128(reinterpret_cast<const __m128i *>(waiting));
+        const __m128i pixels = _mm_cvtepu8_epi16(Load64(quads));
+        const __m128i sums = Load128(waiting);
         StepTwice<Method>(&scan, pixels, sums, errors, indices);
     }
     if (left) {
         int16_t twoErrors[8];
         uint8_t twoIndices[2];
-        StepTwice<Method>(&scan, LoadQuad(quads), LoadLanes(waiting), twoErrors, twoIndices);
+        StepTwice<Method>(&scan, LoadQuad(quads), Load64(waiting), twoErrors, twoIndices);
         memcpy(errors, twoErrors, sizeof twoErrors / 2);
         *indices = *twoIndices;
     }

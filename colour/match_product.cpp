@@ -4,8 +4,7 @@
 #include "colour/fixed_palettes.h"
 #include "colour/palette_matcher.h"
 #include "colour/pixel_kernels.h"
-
-#include <immintrin.h>
+#include "core/vectors.h"
 
 namespace vexo {
 
@@ -63,23 +62,18 @@ struct Channels {
     __m256i blue, green, red;
 };
 
-VEXO_AVX2_PIECE __m256i Table(const uint8_t (&table)[16])
-{
-    return _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(table)));
-}
+VEXO_AVX2_PIECE __m256i Table(const uint8_t (&table)[16]) { return InBothHalves(Load128(table)); }
 
 VEXO_AVX2_PIECE __m256i UpperBits(__m256i v) { return _mm256_and_si256(_mm256_srli_epi16(v, 4), _mm256_set1_epi8(15)); }
 
 // Four registers of quads to channels. Pixels come out in the order of kInOrder.
 VEXO_AVX2_PIECE Channels SplitQuads(const uint8_t *quads)
 {
-    const __m256i *source = reinterpret_cast<const __m256i *>(quads);
-    const __m256i byChannel =
-        _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15));
-    const __m256i a = _mm256_shuffle_epi8(_mm256_loadu_si256(source), byChannel);
-    const __m256i b = _mm256_shuffle_epi8(_mm256_loadu_si256(source + 1), byChannel);
-    const __m256i c = _mm256_shuffle_epi8(_mm256_loadu_si256(source + 2), byChannel);
-    const __m256i d = _mm256_shuffle_epi8(_mm256_loadu_si256(source + 3), byChannel);
+    const __m256i byChannel = InBothHalves(_mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15));
+    const __m256i a = _mm256_shuffle_epi8(Load256(quads), byChannel);
+    const __m256i b = _mm256_shuffle_epi8(Load256(quads + 32), byChannel);
+    const __m256i c = _mm256_shuffle_epi8(Load256(quads + 64), byChannel);
+    const __m256i d = _mm256_shuffle_epi8(Load256(quads + 96), byChannel);
     const __m256i lowAB = _mm256_unpacklo_epi32(a, b), lowCD = _mm256_unpacklo_epi32(c, d);
     const __m256i highAB = _mm256_unpackhi_epi32(a, b), highCD = _mm256_unpackhi_epi32(c, d);
     return {_mm256_unpacklo_epi64(lowAB, lowCD), _mm256_unpackhi_epi64(lowAB, lowCD),
@@ -112,10 +106,7 @@ VEXO_AVX2_PIECE __m256i Gather(const uint8_t (&from)[3][16], __m256i a, __m256i 
 // 32 pixels of three bytes to channels, in order.
 VEXO_AVX2_PIECE Channels SplitPixels(const uint8_t *pixels, bool swap)
 {
-    const auto load = [&](int offset) VEXO_TARGET_AVX2 {
-        const __m128i *low = reinterpret_cast<const __m128i *>(pixels + offset);
-        return _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128(low)), _mm_loadu_si128(low + 3), 1);
-    };
+    const auto load = [&](int offset) VEXO_TARGET_AVX2 { return LoadHalves(pixels + offset, pixels + offset + 48); };
     const __m256i a = load(0), b = load(16), c = load(32);
     const __m256i first = Gather(kByteOrders.from[0], a, b, c), third = Gather(kByteOrders.from[2], a, b, c);
     return {swap ? third : first, Gather(kByteOrders.from[1], a, b, c), swap ? first : third};
@@ -216,7 +207,7 @@ VEXO_TARGET_AVX2 void MatchProductAvx2(uint8_t *indices, const uint8_t *quads, s
     const __m256i inOrder = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
     for (; count >= 32; count -= 32, quads += 128, indices += 32) {
         const __m256i matched = MatchProduct32(palette, SplitQuads(quads));
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(indices), _mm256_permutevar8x32_epi32(matched, inOrder));
+        Store256(indices, _mm256_permutevar8x32_epi32(matched, inOrder));
     }
     MatchProductPlain(indices, quads, count, palette);
 }
@@ -225,7 +216,7 @@ VEXO_TARGET_AVX2 void MatchProduct24Avx2(uint8_t *indices, const uint8_t *pixels
                                          const ProductPalette &palette, bool swap)
 {
     for (; count >= 32; count -= 32, pixels += 96, indices += 32)
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(indices), MatchProduct32(palette, SplitPixels(pixels, swap)));
+        Store256(indices, MatchProduct32(palette, SplitPixels(pixels, swap)));
     MatchProduct24Plain(indices, pixels, count, palette, swap);
 }
 

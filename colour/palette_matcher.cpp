@@ -5,9 +5,9 @@
 #include "colour/palette_matcher.h"
 
 #include "colour/pixel_kernels.h"
+#include "core/vectors.h"
 
 #include <cstring>
-#include <immintrin.h>
 
 namespace vexo {
 
@@ -233,24 +233,23 @@ namespace {
 // The squared distances of a group of candidates, those beyond 16 bits as 65535.
 VEXO_AVX2_PIECE __m128i GroupDistances(const uint32_t *group, __m256i color)
 {
-    const __m256i candidates = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(group));
+    const __m256i candidates = Load256(group);
     const __m256i apart = _mm256_or_si256(_mm256_subs_epu8(candidates, color), _mm256_subs_epu8(color, candidates));
     const __m256i outer = _mm256_and_si256(apart, _mm256_set1_epi32(0x00FF00FF));
     const __m256i middle = _mm256_and_si256(_mm256_srli_epi32(apart, 8), _mm256_set1_epi32(0xFF));
     const __m256i squares = _mm256_add_epi32(_mm256_madd_epi16(outer, outer), _mm256_madd_epi16(middle, middle));
-    return _mm_packus_epi32(_mm256_castsi256_si128(squares), _mm256_extracti128_si256(squares, 1));
+    return _mm_packus_epi32(LowHalf(squares), HighHalf(squares));
 }
 
 VEXO_AVX2_PIECE void FindCells(uint32_t *cells, const uint8_t *quads, size_t count)
 {
     size_t i = 0;
     for (; i + 8 <= count; i += 8) {
-        const __m256i colors = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(quads + 4 * i));
+        const __m256i colors = Load256(quads + 4 * i);
         const __m256i outer = _mm256_and_si256(colors, _mm256_set1_epi32(0x00F800F8));
         const __m256i middle = _mm256_and_si256(colors, _mm256_set1_epi32(0xFC00));
         const __m256i joined = _mm256_madd_epi16(outer, _mm256_set1_epi32(2048 << 16 | 1));
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(cells + i),
-                            _mm256_or_si256(_mm256_srli_epi32(joined, 3), _mm256_srli_epi32(middle, 5)));
+        Store256(cells + i, _mm256_or_si256(_mm256_srli_epi32(joined, 3), _mm256_srli_epi32(middle, 5)));
     }
     for (; i < count; ++i)
         cells[i] = CellOf(LoadQuad(quads + 4 * i));

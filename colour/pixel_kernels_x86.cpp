@@ -3,20 +3,13 @@
 #include "colour/dither_engine.h"
 #include "colour/pixel_kernels.h"
 #include "core/prefetch.h"
-
-#include <immintrin.h>
+#include "core/vectors.h"
 
 namespace vexo {
 
 namespace {
 
 // ---- SSSE3: 16 pixels of 3 bytes are three registers ----------------------------------------------------------
-
-VEXO_TARGET_SSSE3 inline __m128i Load128(const uint8_t *p)
-{
-    return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
-}
-VEXO_TARGET_SSSE3 inline void Store128(uint8_t *p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v); }
 
 // Shuffles of the first 12 bytes to quads, and of quads to 12 bytes. -1 gives a zero byte.
 VEXO_TARGET_SSSE3 inline __m128i SpreadOrder(bool swap)
@@ -71,8 +64,6 @@ constexpr SwapOrders kSwap = {
     .from1To2 = {14, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1},
 };
 
-inline __m128i Load128(const int8_t (&order)[16]) { return Load128(reinterpret_cast<const uint8_t *>(order)); }
-
 VEXO_TARGET_SSSE3 void Swap24Ssse3(uint8_t *pixels, size_t count)
 {
     const __m128i own0 = Load128(kSwap.own[0]), own1 = Load128(kSwap.own[1]), own2 = Load128(kSwap.own[2]);
@@ -90,25 +81,12 @@ VEXO_TARGET_SSSE3 void Swap24Ssse3(uint8_t *pixels, size_t count)
 
 // ---- AVX2 -----------------------------------------------------------------------------------------------------
 
-VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
-VEXO_AVX2_PIECE void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
-// 16 bytes and the 16 bytes `apart` behind their start, one in each lane.
-VEXO_AVX2_PIECE __m256i LoadLanes(const uint8_t *p, size_t apart)
-{
-    return _mm256_inserti128_si256(_mm256_castsi128_si256(Load128(p)), Load128(p + apart), 1);
-}
-VEXO_AVX2_PIECE void StoreLanes(uint8_t *p, size_t apart, __m256i v)
-{
-    Store128(p, _mm256_castsi256_si128(v));
-    Store128(p + apart, _mm256_extracti128_si256(v, 1));
-}
-
 VEXO_TARGET_AVX2 void Unpack24Avx2(uint8_t *quads, const uint8_t *pixels, size_t count, bool swap)
 {
-    const __m256i order = _mm256_broadcastsi128_si256(SpreadOrder(swap));
+    const __m256i order = InBothHalves(SpreadOrder(swap));
     // The second load reaches 4 bytes beyond the 8 pixels.
     for (; count >= 10; count -= 8, pixels += 24, quads += 32) {
-        const __m256i v = LoadLanes(pixels, 12);
+        const __m256i v = LoadHalves(pixels, pixels + 12);
         Store256(quads, _mm256_shuffle_epi8(v, order));
     }
     plainPixelKernels.unpack24(quads, pixels, count, swap);
@@ -116,11 +94,9 @@ VEXO_TARGET_AVX2 void Unpack24Avx2(uint8_t *quads, const uint8_t *pixels, size_t
 
 VEXO_TARGET_AVX2 void Pack24Avx2(uint8_t *pixels, const uint8_t *quads, size_t count)
 {
-    const __m256i order = _mm256_broadcastsi128_si256(GatherOrder());
-    const __m256i closeUp = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7);
     // Each store reaches 8 bytes beyond the 8 pixels, into those that the next step writes.
     for (; count >= 11; count -= 8, quads += 32, pixels += 24)
-        Store256(pixels, _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(Load256(quads), order), closeUp));
+        Store256(pixels, CloseUp24(Load256(quads)));
     plainPixelKernels.pack24(pixels, quads, count);
 }
 
@@ -181,9 +157,8 @@ VEXO_TARGET_AVX2 void LuminanceAvx2(uint8_t *levels, const uint8_t *quads, size_
 VEXO_TARGET_AVX2 void ThresholdAvx2(uint8_t *bits, const uint8_t *levels, size_t count, const uint8_t *thresholds)
 {
     // A mask has the first pixel in its lowest bit, a row in the highest one.
-    const __m256i reversed =
-        _mm256_broadcastsi128_si256(_mm_setr_epi8(7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8));
-    const __m256i limits = _mm256_broadcastq_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(thresholds)));
+    const __m256i reversed = InBothHalves(_mm_setr_epi8(7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8));
+    const __m256i limits = _mm256_broadcastq_epi64(Load64(thresholds));
     for (; count >= 32; count -= 32, levels += 32, bits += 4) {
         const __m256i notAbove = _mm256_cmpeq_epi8(_mm256_subs_epu8(Load256(levels), limits), _mm256_setzero_si256());
         const int above = ~_mm256_movemask_epi8(_mm256_shuffle_epi8(notAbove, reversed));
@@ -195,7 +170,7 @@ VEXO_TARGET_AVX2 void ThresholdAvx2(uint8_t *bits, const uint8_t *levels, size_t
 VEXO_TARGET_AVX2 void LookUpAvx2(uint8_t *quads, const uint8_t *indices, size_t count, const uint32_t *table)
 {
     for (; count >= 8; count -= 8, indices += 8, quads += 32) {
-        const __m128i eight = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(indices));
+        const __m128i eight = Load64(indices);
         Store256(quads, _mm256_i32gather_epi32(reinterpret_cast<const int *>(table), _mm256_cvtepu8_epi32(eight), 4));
     }
     plainPixelKernels.lookUp(quads, indices, count, table);
@@ -213,31 +188,32 @@ VEXO_TARGET_AVX2 void Swap16Avx2(uint8_t *pixels, size_t count)
     plainPixelKernels.swap16(pixels, count);
 }
 
-VEXO_AVX2_PIECE __m256i BothLanes(const int8_t (&order)[16]) { return _mm256_broadcastsi128_si256(Load128(order)); }
-
 // Two blocks of 16 pixels side by side.
 VEXO_TARGET_AVX2 void Swap24Avx2(uint8_t *pixels, size_t count)
 {
-    const __m256i own0 = BothLanes(kSwap.own[0]), own1 = BothLanes(kSwap.own[1]), own2 = BothLanes(kSwap.own[2]);
-    const __m256i from1To0 = BothLanes(kSwap.from1To0), from0To1 = BothLanes(kSwap.from0To1);
-    const __m256i from2To1 = BothLanes(kSwap.from2To1), from1To2 = BothLanes(kSwap.from1To2);
+    const __m256i own0 = InBothHalves(Load128(kSwap.own[0])), own1 = InBothHalves(Load128(kSwap.own[1])),
+                  own2 = InBothHalves(Load128(kSwap.own[2]));
+    const __m256i from1To0 = InBothHalves(Load128(kSwap.from1To0)), from0To1 = InBothHalves(Load128(kSwap.from0To1));
+    const __m256i from2To1 = InBothHalves(Load128(kSwap.from2To1)), from1To2 = InBothHalves(Load128(kSwap.from1To2));
     for (; count >= 32; count -= 32, pixels += 96) {
         PrefetchOnward(pixels);
         PrefetchOnward(pixels + kCacheLine);
-        const __m256i a = LoadLanes(pixels, 48), b = LoadLanes(pixels + 16, 48), c = LoadLanes(pixels + 32, 48);
-        StoreLanes(pixels, 48, _mm256_or_si256(_mm256_shuffle_epi8(a, own0), _mm256_shuffle_epi8(b, from1To0)));
-        StoreLanes(pixels + 16, 48,
-                   _mm256_or_si256(_mm256_shuffle_epi8(b, own1), _mm256_or_si256(_mm256_shuffle_epi8(a, from0To1),
-                                                                                 _mm256_shuffle_epi8(c, from2To1))));
-        StoreLanes(pixels + 32, 48, _mm256_or_si256(_mm256_shuffle_epi8(c, own2), _mm256_shuffle_epi8(b, from1To2)));
+        const __m256i a = LoadHalves(pixels, pixels + 48), b = LoadHalves(pixels + 16, pixels + 64),
+                      c = LoadHalves(pixels + 32, pixels + 80);
+        StoreHalves(pixels, pixels + 48,
+                    _mm256_or_si256(_mm256_shuffle_epi8(a, own0), _mm256_shuffle_epi8(b, from1To0)));
+        StoreHalves(pixels + 16, pixels + 64,
+                    _mm256_or_si256(_mm256_shuffle_epi8(b, own1), _mm256_or_si256(_mm256_shuffle_epi8(a, from0To1),
+                                                                                  _mm256_shuffle_epi8(c, from2To1))));
+        StoreHalves(pixels + 32, pixels + 80,
+                    _mm256_or_si256(_mm256_shuffle_epi8(c, own2), _mm256_shuffle_epi8(b, from1To2)));
     }
     Swap24Ssse3(pixels, count);
 }
 
 VEXO_TARGET_AVX2 void Swap32Avx2(uint8_t *pixels, size_t count)
 {
-    const __m256i order =
-        _mm256_broadcastsi128_si256(_mm_setr_epi8(2, 1, 0, 3, 6, 5, 4, 7, 10, 9, 8, 11, 14, 13, 12, 15));
+    const __m256i order = InBothHalves(_mm_setr_epi8(2, 1, 0, 3, 6, 5, 4, 7, 10, 9, 8, 11, 14, 13, 12, 15));
     for (; count >= 8; count -= 8, pixels += 32)
         Store256(pixels, _mm256_shuffle_epi8(Load256(pixels), order));
     plainPixelKernels.swap32(pixels, count);

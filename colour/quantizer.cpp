@@ -4,10 +4,10 @@
 
 #include "colour/colour.h"
 #include "colour/nearest_colour.h"
+#include "core/vectors.h"
 
 #include <algorithm>
 #include <cmath>
-#include <emmintrin.h>
 
 namespace vexo {
 
@@ -158,10 +158,10 @@ void ColorQuantizer::AddPixels(const uint8_t *quads, size_t count)
     const __m128i zero = _mm_setzero_si128();
     for (size_t i = 0; i < count; ++i) {
         const uint32_t quad = LoadQuad(quads + 4 * i);
-        __m128i *cell = reinterpret_cast<__m128i *>(state.cells[CellOf(quad)]);
+        auto &cell = state.cells[CellOf(quad)];
         const __m128i bytes = _mm_cvtsi32_si128(int((quad & 0x00070707) | 0x01000000));
         const __m128i words = _mm_unpacklo_epi16(_mm_unpacklo_epi8(bytes, zero), zero);
-        _mm_storeu_si128(cell, _mm_add_epi32(_mm_loadu_si128(cell), words));
+        Store128(cell, _mm_add_epi32(Load128(cell), words));
     }
 }
 
@@ -299,9 +299,8 @@ int NearestEntry(const EntryGroup *groups, int groupCount, const int16_t (&point
     __m128i least = _mm_set1_epi32(0x7FFFFFFF), best = _mm_setzero_si128();
     __m128i numbers = _mm_setr_epi32(0, 1, 2, 3);
     for (int i = 0; i < groupCount; ++i) {
-        const __m128i a =
-            _mm_sub_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(groups[i].blueGreen)), blueGreen);
-        const __m128i b = _mm_sub_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(groups[i].red)), red);
+        const __m128i a = _mm_sub_epi16(Load128(groups[i].blueGreen), blueGreen);
+        const __m128i b = _mm_sub_epi16(Load128(groups[i].red), red);
         const __m128i distance = _mm_add_epi32(_mm_madd_epi16(a, a), _mm_madd_epi16(b, b));
         const __m128i nearer = _mm_cmplt_epi32(distance, least);
         least = _mm_or_si128(_mm_and_si128(nearer, distance), _mm_andnot_si128(nearer, least));
@@ -309,8 +308,8 @@ int NearestEntry(const EntryGroup *groups, int groupCount, const int16_t (&point
         numbers = _mm_add_epi32(numbers, _mm_set1_epi32(4));
     }
     alignas(4) int32_t distances[4], entry[4];
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(distances), least);
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(entry), best);
+    Store128(distances, least);
+    Store128(entry, best);
     int lane = 0;
     for (int i = 1; i < 4; ++i)
         lane = distances[i] < distances[lane] ? i : lane;

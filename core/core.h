@@ -91,21 +91,6 @@ CpuLevel DetectCpuLevel();
 // Whether the string instructions move large blocks as fast as the caches take them.
 bool HasFastStringMoves();
 
-// Marks the functions that may use instructions beyond the baseline. The pieces of a kernel that are functions of their
-// own are always inlined: no 32-byte value may pass through the stack of the 64-bit GNU build, which is aligned to 16
-// bytes only.
-#if defined(_MSC_VER) && !defined(__clang__)
-#define VEXO_TARGET_SSSE3
-#define VEXO_TARGET_AVX2
-#define VEXO_TARGET_GFNI
-#define VEXO_AVX2_PIECE __forceinline
-#else
-#define VEXO_TARGET_SSSE3 __attribute__((target("ssse3")))
-#define VEXO_TARGET_AVX2 __attribute__((target("avx2,bmi,bmi2,lzcnt,popcnt")))
-#define VEXO_TARGET_GFNI __attribute__((target("avx2,bmi,bmi2,lzcnt,popcnt,gfni")))
-#define VEXO_AVX2_PIECE VEXO_TARGET_AVX2 __attribute__((always_inline)) inline
-#endif
-
 // ---- Status values --------------------------------------------------------------------------------------------
 
 constexpr bool Failed(int status) { return status != RESULT_SUCCESS; }

@@ -3,9 +3,9 @@
 #include "core/row_kernels.h"
 
 #include "core/prefetch.h"
+#include "core/vectors.h"
 
 #include <algorithm>
-#include <immintrin.h>
 #include <intrin.h>
 
 namespace vexo {
@@ -55,9 +55,6 @@ void CopyOthersPlain(uint8_t *output, const uint8_t *input, size_t count, uint8_
 
 // ---- SSE2 -----------------------------------------------------------------------------------------------------
 
-inline __m128i Load128(const uint8_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
-inline void Store128(uint8_t *p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v); }
-
 // There are no shifts of bytes: words are shifted, and `kept` tells the bits of a byte that come from that byte.
 inline void ShiftStep128(uint8_t *output, const uint8_t *input, __m128i left, __m128i right, __m128i kept)
 {
@@ -96,8 +93,6 @@ void MoveBytesString(uint8_t *output, const uint8_t *input, size_t count) { __mo
 
 // ---- AVX2 -----------------------------------------------------------------------------------------------------
 
-VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
-VEXO_AVX2_PIECE void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
 VEXO_AVX2_PIECE void Stream256(uint8_t *p, __m256i v) { _mm256_stream_si256(reinterpret_cast<__m256i *>(p), v); }
 
 VEXO_TARGET_AVX2 void StreamBytesAvx2(uint8_t *output, const uint8_t *input, size_t count)
@@ -165,7 +160,7 @@ VEXO_TARGET_AVX2 void GetAlpha16Avx2(uint8_t *levels, const uint8_t *pixels, siz
 VEXO_AVX2_PIECE void SetAlphaOf8(uint8_t *pixels, const uint8_t *levels)
 {
     const __m256i colour = _mm256_set1_epi32(0x00FFFFFF);
-    const __m256i alpha = _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(levels)));
+    const __m256i alpha = _mm256_cvtepu8_epi32(Load64(levels));
     Store256(pixels, _mm256_or_si256(_mm256_and_si256(Load256(pixels), colour), _mm256_slli_epi32(alpha, 24)));
 }
 

@@ -4,10 +4,10 @@
 // excess.
 #include "core/compressed_rows.h"
 #include "core/run_kernels.h"
+#include "core/vectors.h"
 
 #include <array>
 #include <cstring>
-#include <immintrin.h>
 
 namespace vexo {
 
@@ -158,7 +158,7 @@ void ExpandRunsSse2(const uint16_t *runs, uint8_t *output, int start, int count)
         uint8_t *const last = output + end / 8;
         uint8_t *gap = at + 1;
         do {
-            _mm_storeu_si128(reinterpret_cast<__m128i *>(gap), fill);
+            Store128(gap, fill);
             gap += 16;
         } while (gap <= last);
         *last ^= kFromBit[end % 8];
@@ -210,7 +210,7 @@ constexpr auto kPackLanes = [] {
 VEXO_AVX2_PIECE __m256i LoadBlock(const uint8_t *input, uint32_t bytes)
 {
     if (bytes >= 32)
-        return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(input));
+        return Load256(input);
     // Beyond the masked words nothing is touched.
     const __m256i lane = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7), words = _mm256_set1_epi32(int(bytes / 4));
     const __m256i whole = _mm256_maskload_epi32(reinterpret_cast<const int *>(input), _mm256_cmpgt_epi32(words, lane));
@@ -227,8 +227,8 @@ VEXO_AVX2_PIECE __m256i LoadBlock(const uint8_t *input, uint32_t bytes)
 // Reverses the bits of each byte, so that pixel n of the block is bit n.
 VEXO_AVX2_PIECE __m256i PixelOrder(__m256i bytes)
 {
-    const __m256i reversed = _mm256_broadcastsi128_si256(
-        _mm_setr_epi8(0x0, 0x8, 0x4, 0xC, 0x2, 0xA, 0x6, 0xE, 0x1, 0x9, 0x5, 0xD, 0x3, 0xB, 0x7, 0xF));
+    const __m256i reversed =
+        InBothHalves(_mm_setr_epi8(0x0, 0x8, 0x4, 0xC, 0x2, 0xA, 0x6, 0xE, 0x1, 0x9, 0x5, 0xD, 0x3, 0xB, 0x7, 0xF));
     const __m256i nibble = _mm256_set1_epi8(0xF);
     const __m256i low = _mm256_shuffle_epi8(reversed, _mm256_and_si256(bytes, nibble));
     const __m256i high = _mm256_shuffle_epi8(reversed, _mm256_and_si256(_mm256_srli_epi32(bytes, 4), nibble));
@@ -259,13 +259,11 @@ VEXO_AVX2_PIECE void AppendMarks(MarkedWords *marked, __m256i marks, uint32_t ba
 {
     const __m256i blank = _mm256_cmpeq_epi32(marks, _mm256_setzero_si256());
     const unsigned lanes = unsigned(_mm256_movemask_ps(_mm256_castsi256_ps(blank))) ^ 0xFF;
-    const __m128i packed = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(&kPackLanes[lanes]));
+    const __m128i packed = Load64(&kPackLanes[lanes]);
     const __m256i order = _mm256_cvtepu8_epi32(packed);
     const __m256i bases = _mm256_add_epi32(FirstPixels(), _mm256_set1_epi32(int(base)));
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(marked->words + marked->count),
-                        _mm256_permutevar8x32_epi32(marks, order));
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(marked->bases + marked->count),
-                        _mm256_permutevar8x32_epi32(bases, order));
+    Store256(marked->words + marked->count, _mm256_permutevar8x32_epi32(marks, order));
+    Store256(marked->bases + marked->count, _mm256_permutevar8x32_epi32(bases, order));
     marked->count += uint32_t(_mm_popcnt_u32(lanes));
 }
 
@@ -314,9 +312,9 @@ inline uint16_t *WriteDistances(uint16_t *runs, const uint16_t *positions, ptrdi
 {
     ptrdiff_t i = 1;
     for (; i + 8 <= count; i += 8, runs += 8) {
-        const __m128i here = _mm_loadu_si128(reinterpret_cast<const __m128i *>(positions + i));
-        const __m128i before = _mm_loadu_si128(reinterpret_cast<const __m128i *>(positions + i - 1));
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(runs), _mm_sub_epi16(here, before));
+        const __m128i here = Load128(positions + i);
+        const __m128i before = Load128(positions + i - 1);
+        Store128(runs, _mm_sub_epi16(here, before));
     }
     for (; i < count; ++i)
         *runs++ = uint16_t(positions[i] - positions[i - 1]);

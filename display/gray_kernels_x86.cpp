@@ -2,17 +2,15 @@
 #include "display/gray_kernels.h"
 
 #include "colour/pixel_kernels.h"
+#include "core/vectors.h"
 
 #include <algorithm>
 #include <bit>
-#include <immintrin.h>
 
 namespace vexo {
 
 namespace {
 
-VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
-VEXO_AVX2_PIECE void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
 VEXO_AVX2_PIECE void AddTo(uint8_t *p, __m256i v) { Store256(p, _mm256_add_epi8(Load256(p), v)); }
 
 // Each of 32 bits as a byte, -1 for a 1.
@@ -44,13 +42,13 @@ VEXO_AVX2_PIECE __m256i OnesOfGroups(const uint8_t *bits)
         return _mm256_abs_epi8(SpreadBits(bits));
     } else if constexpr (Group == 2) {
         // One byte in each 32-bit lane; its pairs go to the lane's four bytes, the highest to the first.
-        const __m256i v = _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(bits)));
+        const __m256i v = _mm256_cvtepu8_epi32(Load64(bits));
         const __m256i outer = _mm256_or_si256(_mm256_srli_epi32(v, 6), _mm256_slli_epi32(v, 24));
         const __m256i inner = _mm256_or_si256(_mm256_slli_epi32(v, 4), _mm256_slli_epi32(v, 14));
         const __m256i pairs = _mm256_blendv_epi8(outer, inner, _mm256_set1_epi32(0x00FFFF00));
         return OnesOf(_mm256_and_si256(pairs, _mm256_set1_epi8(3)));
     } else if constexpr (Group == 4) {
-        const __m256i v = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(bits)));
+        const __m256i v = _mm256_cvtepu8_epi16(Load128(bits));
         return OnesOf(_mm256_and_si256(_mm256_or_si256(_mm256_srli_epi16(v, 4), _mm256_slli_epi16(v, 8)), low));
     } else {
         const __m256i v = Load256(bits);

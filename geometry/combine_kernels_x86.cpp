@@ -3,16 +3,14 @@
 #include "geometry/combine_kernels.h"
 
 #include "core/prefetch.h"
+#include "core/vectors.h"
 
-#include <immintrin.h>
 #include <utility>
 
 namespace vexo {
 
 namespace {
 
-VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
-VEXO_AVX2_PIECE void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
 VEXO_AVX2_PIECE __m256i Every(uint8_t byte) { return _mm256_set1_epi8(char(byte)); }
 
 struct BitMasks {

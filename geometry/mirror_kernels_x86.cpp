@@ -3,7 +3,7 @@
 // what is left in the middle of a row is therefore done by one step whose blocks overlap.
 #include "geometry/mirror_kernels.h"
 
-#include <immintrin.h>
+#include "core/vectors.h"
 
 namespace vexo {
 
@@ -40,9 +40,6 @@ template <int Bits, int Shift>
 constexpr ByteTable kNibbles = MakeNibbles<Bits, Shift>();
 
 // ---- SSSE3 ----------------------------------------------------------------------------------------------------
-
-VEXO_TARGET_SSSE3 inline __m128i Load128(const void *p) { return _mm_loadu_si128(static_cast<const __m128i *>(p)); }
-VEXO_TARGET_SSSE3 inline void Store128(uint8_t *p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v); }
 
 // Units that divide 16 bytes.
 template <int Bits, int Bytes>
@@ -128,9 +125,7 @@ VEXO_TARGET_SSSE3 void ExchangeReversedSsse3(uint8_t *row, uint8_t *other, size_
 
 // ---- AVX2 -----------------------------------------------------------------------------------------------------
 
-VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
-VEXO_AVX2_PIECE void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
-VEXO_AVX2_PIECE __m256i InBothLanes(const ByteTable &table) { return _mm256_broadcastsi128_si256(Load128(&table)); }
+VEXO_AVX2_PIECE __m256i InBothHalves(const ByteTable &table) { return vexo::InBothHalves(Load128(&table)); }
 
 template <int Bits, int Bytes>
 struct Block32 {
@@ -138,13 +133,13 @@ struct Block32 {
 
     static VEXO_AVX2_PIECE __m256i Mirror(__m256i v)
     {
-        v = _mm256_permute4x64_epi64(_mm256_shuffle_epi8(v, InBothLanes(kReversedOrder<Bytes>)), 0x4E);
+        v = _mm256_permute4x64_epi64(_mm256_shuffle_epi8(v, InBothHalves(kReversedOrder<Bytes>)), 0x4E);
         if constexpr (Bits == 8)
             return v;
         const __m256i half = _mm256_set1_epi8(0x0F);
-        const __m256i low = _mm256_shuffle_epi8(InBothLanes(kNibbles<Bits, 0>), _mm256_and_si256(v, half));
+        const __m256i low = _mm256_shuffle_epi8(InBothHalves(kNibbles<Bits, 0>), _mm256_and_si256(v, half));
         const __m256i high =
-            _mm256_shuffle_epi8(InBothLanes(kNibbles<Bits, 4>), _mm256_and_si256(_mm256_srli_epi16(v, 4), half));
+            _mm256_shuffle_epi8(InBothHalves(kNibbles<Bits, 4>), _mm256_and_si256(_mm256_srli_epi16(v, 4), half));
         return _mm256_or_si256(low, high);
     }
 

@@ -2,8 +2,9 @@
 // extracted bits and sums sorted by channel for shrunk ones, whole rows 32 bytes at a time (AVX2).
 #include "geometry/size_kernels.h"
 
+#include "core/vectors.h"
+
 #include <cstring>
-#include <immintrin.h>
 
 namespace vexo {
 
@@ -13,9 +14,9 @@ namespace {
 
 VEXO_TARGET_SSSE3 inline void SampleWindowTo(uint8_t *destination, const uint8_t *source, const SampleWindow &window)
 {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(source + window.offset));
-    const __m128i order = _mm_loadu_si128(reinterpret_cast<const __m128i *>(window.order));
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(destination), _mm_shuffle_epi8(v, order));
+    const __m128i v = Load128(source + window.offset);
+    const __m128i order = Load128(window.order);
+    Store128(destination, _mm_shuffle_epi8(v, order));
 }
 
 VEXO_TARGET_SSSE3 void WindowsSsse3(uint8_t *destination, size_t bytes, const uint8_t *source,
@@ -28,14 +29,6 @@ VEXO_TARGET_SSSE3 void WindowsSsse3(uint8_t *destination, size_t bytes, const ui
         SampleWindowTo(destination + bytes - 16, source, *windows);
 }
 
-// The first three bytes of 8 quads, close together.
-VEXO_AVX2_PIECE __m256i CloseUp24(__m256i quads)
-{
-    const __m256i order =
-        _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1));
-    return _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(quads, order), _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7));
-}
-
 VEXO_TARGET_AVX2 size_t Gather24Avx2(uint8_t *destination, const uint8_t *source, const uint32_t *positions,
                                      size_t count)
 {
@@ -45,10 +38,10 @@ VEXO_TARGET_AVX2 size_t Gather24Avx2(uint8_t *destination, const uint8_t *source
         return 0;
     size_t done = 0;
     for (; count - done >= 11; done += 8, destination += 24) {
-        const __m256i at = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(positions + done));
+        const __m256i at = Load256(positions + done);
         const __m256i pixels = _mm256_i32gather_epi32(reinterpret_cast<const int *>(source),
                                                       _mm256_add_epi32(at, _mm256_add_epi32(at, at)), 1);
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(destination), CloseUp24(pixels));
+        Store256(destination, CloseUp24(pixels));
     }
     return done;
 }
@@ -58,9 +51,8 @@ VEXO_TARGET_AVX2 size_t Gather32Avx2(uint8_t *destination, const uint8_t *source
 {
     size_t done = 0;
     for (; count - done >= 8; done += 8, destination += 32) {
-        const __m256i at = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(positions + done));
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(destination),
-                            _mm256_i32gather_epi32(reinterpret_cast<const int *>(source), at, 4));
+        const __m256i at = Load256(positions + done);
+        Store256(destination, _mm256_i32gather_epi32(reinterpret_cast<const int *>(source), at, 4));
     }
     return done;
 }
@@ -104,15 +96,11 @@ VEXO_TARGET_AVX2 void BitPicksAvx2(uint8_t *destination, size_t words, const uin
     }
 }
 
-VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
-VEXO_AVX2_PIECE void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
-
 // The first bit of each two of 32 bytes, as bytes in 16-bit lanes.
 VEXO_AVX2_PIECE __m256i HalvedBits(__m256i v)
 {
     const __m256i nibble = _mm256_set1_epi8(0x0F);
-    const __m256i firstOfTwo =
-        _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 0, 1, 1, 0, 0, 1, 1, 2, 2, 3, 3, 2, 2, 3, 3));
+    const __m256i firstOfTwo = InBothHalves(_mm_setr_epi8(0, 0, 1, 1, 0, 0, 1, 1, 2, 2, 3, 3, 2, 2, 3, 3));
     const __m256i low = _mm256_shuffle_epi8(firstOfTwo, _mm256_and_si256(v, nibble));
     const __m256i high = _mm256_shuffle_epi8(firstOfTwo, _mm256_and_si256(_mm256_srli_epi16(v, 4), nibble));
     const __m256i nibbles = _mm256_or_si256(_mm256_slli_epi16(high, 2), low);
@@ -131,13 +119,6 @@ VEXO_TARGET_AVX2 void HalveBitsAvx2(uint8_t *destination, size_t bytes, const ui
 
 // ---- Resampling -----------------------------------------------------------------------------------------------
 
-VEXO_AVX2_PIECE __m256i LoadPair(const uint8_t *low, const uint8_t *high)
-{
-    const __m128i first = _mm_loadu_si128(reinterpret_cast<const __m128i *>(low));
-    return _mm256_inserti128_si256(_mm256_castsi128_si256(first),
-                                   _mm_loadu_si128(reinterpret_cast<const __m128i *>(high)), 1);
-}
-
 // The means of two pixels, a 32-bit lane for each channel. The bytes of a chunk are sorted by channel and added up by
 // fours: in pairs first, for all chunks, and the pairs at the end.
 template <size_t PixelBytes>
@@ -145,21 +126,20 @@ VEXO_AVX2_PIECE __m256i MeanOfTwo(const uint8_t *source, const MeanPlan::Pixel &
                                   const MeanPlan &plan, size_t chunks)
 {
     const __m256i ones = _mm256_set1_epi8(1);
-    const __m256i fullOrder = _mm256_broadcastsi128_si256(
-        PixelBytes == 3 ? _mm_setr_epi8(0, 3, 6, 9, 1, 4, 7, 10, 2, 5, 8, 11, -1, -1, -1, -1)
-                        : _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15));
+    const __m256i fullOrder =
+        InBothHalves(PixelBytes == 3 ? _mm_setr_epi8(0, 3, 6, 9, 1, 4, 7, 10, 2, 5, 8, 11, -1, -1, -1, -1)
+                                     : _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15));
     const uint8_t *lowBytes = source + low.offset, *highBytes = source + high.offset;
     __m256i sums = _mm256_setzero_si256();
     for (size_t chunk = 1; chunk < chunks; ++chunk, lowBytes += 4 * PixelBytes, highBytes += 4 * PixelBytes) {
-        const __m256i sorted = _mm256_shuffle_epi8(LoadPair(lowBytes, highBytes), fullOrder);
+        const __m256i sorted = _mm256_shuffle_epi8(LoadHalves(lowBytes, highBytes), fullOrder);
         sums = _mm256_add_epi16(sums, _mm256_maddubs_epi16(sorted, ones));
     }
-    const __m256i order = LoadPair(plan.lastOrder[low.variant], plan.lastOrder[high.variant]);
-    const __m256i sorted = _mm256_shuffle_epi8(LoadPair(lowBytes, highBytes), order);
+    const __m256i order = LoadHalves(plan.lastOrder[low.variant], plan.lastOrder[high.variant]);
+    const __m256i sorted = _mm256_shuffle_epi8(LoadHalves(lowBytes, highBytes), order);
     sums = _mm256_madd_epi16(_mm256_add_epi16(sums, _mm256_maddubs_epi16(sorted, ones)), _mm256_set1_epi16(1));
     const __m256i reciprocals =
-        _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_set1_epi32(int(plan.reciprocal[low.variant]))),
-                                _mm_set1_epi32(int(plan.reciprocal[high.variant])), 1);
+        Halves(_mm_set1_epi32(int(plan.reciprocal[low.variant])), _mm_set1_epi32(int(plan.reciprocal[high.variant])));
     return _mm256_srli_epi32(_mm256_mullo_epi32(sums, reciprocals), 24);
 }
 
@@ -203,15 +183,14 @@ VEXO_TARGET_AVX2 void MeanPixelsAvx2(uint8_t *destination, const uint8_t *source
 VEXO_TARGET_SSSE3 inline void BlendWindowTo(uint8_t *destination, const uint8_t *source, const BlendWindow &window,
                                             size_t pixelBytes, __m128i shift)
 {
-    const auto load = [](const void *p) { return _mm_loadu_si128(static_cast<const __m128i *>(p)); };
-    const __m128i order = load(window.order);
-    const __m128i a = _mm_shuffle_epi8(load(source + window.offset), order);
-    const __m128i b = _mm_shuffle_epi8(load(source + window.offset + pixelBytes), order);
-    const __m128i low = _mm_maddubs_epi16(_mm_unpacklo_epi8(a, b), load(window.weights));
-    const __m128i high = _mm_maddubs_epi16(_mm_unpackhi_epi8(a, b), load(window.weights + 16));
-    const __m128i lowMeans = _mm_srl_epi16(_mm_mulhi_epu16(low, load(window.reciprocals)), shift);
-    const __m128i highMeans = _mm_srl_epi16(_mm_mulhi_epu16(high, load(window.reciprocals + 8)), shift);
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(destination), _mm_packus_epi16(lowMeans, highMeans));
+    const __m128i order = Load128(window.order);
+    const __m128i a = _mm_shuffle_epi8(Load128(source + window.offset), order);
+    const __m128i b = _mm_shuffle_epi8(Load128(source + window.offset + pixelBytes), order);
+    const __m128i low = _mm_maddubs_epi16(_mm_unpacklo_epi8(a, b), Load128(window.weights));
+    const __m128i high = _mm_maddubs_epi16(_mm_unpackhi_epi8(a, b), Load128(window.weights + 16));
+    const __m128i lowMeans = _mm_srl_epi16(_mm_mulhi_epu16(low, Load128(window.reciprocals)), shift);
+    const __m128i highMeans = _mm_srl_epi16(_mm_mulhi_epu16(high, Load128(window.reciprocals + 8)), shift);
+    Store128(destination, _mm_packus_epi16(lowMeans, highMeans));
 }
 
 VEXO_TARGET_SSSE3 void BlendPixelsSsse3(uint8_t *destination, size_t bytes, const uint8_t *source,

@@ -5,42 +5,23 @@
 // matrices of bits where the processor has one.
 #include "geometry/turn_kernels.h"
 
+#include "core/vectors.h"
+
 #include <algorithm>
-#include <immintrin.h>
 
 namespace vexo {
 
 namespace {
 
-VEXO_AVX2_PIECE __m128i Load128(const uint8_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
-VEXO_AVX2_PIECE __m128i Load64(const uint8_t *p) { return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(p)); }
-VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
-VEXO_AVX2_PIECE void Store256(uint8_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
-VEXO_AVX2_PIECE __m256i Halves(__m128i low, __m128i high)
+// The lower or the upper halves of the 16 bytes in either half, alternating.
+template <int Bytes, bool IsUpper>
+VEXO_AVX2_PIECE __m256i Alternate(__m256i a, __m256i b)
 {
-    return _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
-}
-
-template <int Bytes>
-VEXO_AVX2_PIECE __m256i InterleaveLow(__m256i a, __m256i b)
-{
-    if constexpr (Bytes == 1)
-        return _mm256_unpacklo_epi8(a, b);
-    else if constexpr (Bytes == 2)
-        return _mm256_unpacklo_epi16(a, b);
-    else
-        return _mm256_unpacklo_epi32(a, b);
-}
-
-template <int Bytes>
-VEXO_AVX2_PIECE __m256i InterleaveHigh(__m256i a, __m256i b)
-{
-    if constexpr (Bytes == 1)
-        return _mm256_unpackhi_epi8(a, b);
-    else if constexpr (Bytes == 2)
-        return _mm256_unpackhi_epi16(a, b);
-    else
-        return _mm256_unpackhi_epi32(a, b);
+    switch (Bytes) {
+    case 1: return IsUpper ? _mm256_unpackhi_epi8(a, b) : _mm256_unpacklo_epi8(a, b);
+    case 2: return IsUpper ? _mm256_unpackhi_epi16(a, b) : _mm256_unpacklo_epi16(a, b);
+    default: return IsUpper ? _mm256_unpackhi_epi32(a, b) : _mm256_unpacklo_epi32(a, b);
+    }
 }
 
 // One round: each register is interleaved with the one half the block further on.
@@ -49,8 +30,8 @@ VEXO_AVX2_PIECE void Interleave(__m256i (&v)[Count])
 {
     __m256i result[Count];
     for (int i = 0; i < Count / 2; ++i) {
-        result[2 * i] = InterleaveLow<Bytes>(v[i], v[i + Count / 2]);
-        result[2 * i + 1] = InterleaveHigh<Bytes>(v[i], v[i + Count / 2]);
+        result[2 * i] = Alternate<Bytes, false>(v[i], v[i + Count / 2]);
+        result[2 * i + 1] = Alternate<Bytes, true>(v[i], v[i + Count / 2]);
     }
     for (int i = 0; i < Count; ++i)
         v[i] = result[i];
@@ -85,7 +66,7 @@ struct Block {
     {
         __m256i v[kColumns];
         for (int i = 0; i < kColumns; ++i)
-            v[i] = Halves(Load128(from + i * stride), Load128(from + (i + kColumns) * stride));
+            v[i] = LoadHalves(from + i * stride, from + (i + kColumns) * stride);
         for (int columns = kColumns; columns > 1; columns /= 2)
             Interleave<Bytes>(v);
         for (int i = 0; i < kColumns; ++i)
@@ -116,21 +97,18 @@ struct Block<3> {
     {
         const __m128i first = _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
         const __m128i last = _mm_setr_epi8(4, 5, 6, -1, 7, 8, 9, -1, 10, 11, 12, -1, 13, 14, 15, -1);
-        const __m256i spread = _mm256_broadcastsi128_si256(isLast ? last : first);
+        const __m256i spread = InBothHalves(isLast ? last : first);
         from -= isLast ? 4 : 0;
         __m256i v[4];
         for (int i = 0; i < 4; ++i)
-            v[i] = _mm256_shuffle_epi8(Halves(Load128(from + i * stride), Load128(from + (i + 4) * stride)), spread);
+            v[i] = _mm256_shuffle_epi8(LoadHalves(from + i * stride, from + (i + 4) * stride), spread);
         Interleave<4>(v);
         Interleave<4>(v);
-        const __m256i pack =
-            _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1));
-        const __m256i closeUp = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7);
         for (int i = 0; i < 4; ++i) {
-            const __m256i pixels = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(v[i], pack), closeUp);
+            const __m256i pixels = CloseUp24(v[i]);
             uint8_t *row = to + i * toStride;
-            _mm_storeu_si128(reinterpret_cast<__m128i *>(row), _mm256_castsi256_si128(pixels));
-            _mm_storel_epi64(reinterpret_cast<__m128i *>(row + 16), _mm256_extracti128_si256(pixels, 1));
+            Store128(row, LowHalf(pixels));
+            Store64(row + 16, HighHalf(pixels));
         }
     }
 };
@@ -208,15 +186,14 @@ VEXO_TARGET_GFNI inline void StandBits(uint8_t *to, const uint8_t *from, ptrdiff
 {
     __m256i v[8];
     for (int i = 0; i < 8; ++i)
-        v[i] = Halves(Load128(from + i * stride), Load128(from + i * stride + last));
+        v[i] = LoadHalves(from + i * stride, from + i * stride + last);
     for (int i = 0; i < 3; ++i)
         Interleave<1>(v);
     // The mirrored unit matrix times a block of 8 x 8 bits is the block with rows and columns exchanged.
     const __m256i unit = _mm256_set1_epi64x(0x0102040810204080);
     for (int i = 0; i < 8; ++i) {
         const __m256i bits = _mm256_gf2p8affine_epi64_epi8(unit, v[i], 0);
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(to + i * 16), _mm256_castsi256_si128(bits));
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(to + last * 8 + i * 16), _mm256_extracti128_si256(bits, 1));
+        StoreHalves(to + i * 16, to + last * 8 + i * 16, bits);
     }
 }
 

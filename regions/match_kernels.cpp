@@ -2,8 +2,9 @@
 // last whole word go to the plain form.
 #include "regions/match_kernels.h"
 
+#include "core/vectors.h"
+
 #include <bit>
-#include <immintrin.h>
 
 namespace vexo {
 
@@ -41,8 +42,6 @@ void MatchRest(uint32_t *mask, const uint8_t *pixels, size_t count, uint32_t key
 constexpr uint32_t kSignificant8 = 0xFF, kSignificant16 = 0x7FFF, kSignificant24 = 0xFFFFFF;
 
 // ---- SSE2 -----------------------------------------------------------------------------------------------------
-
-inline __m128i Load128(const uint8_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
 
 void Match8Sse2(uint32_t *mask, const uint8_t *pixels, size_t count, uint32_t key)
 {
@@ -112,8 +111,6 @@ void Match32Sse2(uint32_t *mask, const uint8_t *pixels, size_t count, uint32_t k
 
 // ---- AVX2 -----------------------------------------------------------------------------------------------------
 
-VEXO_AVX2_PIECE __m256i Load256(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
-
 // Four registers of 8 equal or unequal pixels as 32 bits.
 VEXO_AVX2_PIECE uint32_t MaskOf32(__m256i a, __m256i b, __m256i c, __m256i d)
 {
@@ -150,7 +147,7 @@ VEXO_AVX2_PIECE __m256i Equal24(const uint8_t *p, __m256i keys)
 {
     const __m256i order = _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1, //
                                            4, 5, 6, -1, 7, 8, 9, -1, 10, 11, 12, -1, 13, 14, 15, -1);
-    const __m256i bytes = _mm256_inserti128_si256(_mm256_castsi128_si256(Load128(p)), Load128(p + 8), 1);
+    const __m256i bytes = LoadHalves(p, p + 8);
     return _mm256_cmpeq_epi32(_mm256_shuffle_epi8(bytes, order), keys);
 }
 
