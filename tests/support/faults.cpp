@@ -15,8 +15,6 @@ struct StandIn;
 
 template <int Id, class Result, class... Arguments>
 struct StandIn<Id, Result WINAPI(Arguments...)> {
-    using Function = Result WINAPI(Arguments...);
-    static inline PermanentHooks<ImportHook<Function>> hook;
     static inline Result failure;
     static inline unsigned kind;
     static inline const char *name;
@@ -24,7 +22,7 @@ struct StandIn<Id, Result WINAPI(Arguments...)> {
     static Result WINAPI Call(Arguments... arguments)
     {
         if (!FaultInjector::ShouldFail(kind, name))
-            return hook->Next()(arguments...);
+            return PermanentHook<Call>::Next()(arguments...);
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return failure;
     }
@@ -37,7 +35,7 @@ void Install(unsigned kind, const char *dll, const char *name, Result failure)
     Call::failure = failure;
     Call::kind = kind;
     Call::name = name;
-    Call::hook.Make(dll, name, Call::Call);
+    PermanentHook<Call::Call>::Install(dll, name);
 }
 
 } // namespace

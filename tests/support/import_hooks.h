@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <memory>
 #include <new>
+#include <type_traits>
 #include <vector>
 
 namespace vexo::test {
@@ -85,20 +86,17 @@ private:
     std::vector<std::unique_ptr<ImportHookBase>> m_hooks;
 };
 
-// Room for hooks that stay until the process ends. They can be reached while they are being made, because another
-// thread may call a stand-in as soon as it is in place.
-template <class Hooks>
-class PermanentHooks {
+// A stand-in that stays until the process ends. What it stands for can be reached while it is being put in place,
+// because another thread may call it at once.
+template <auto StandIn>
+class PermanentHook {
 public:
-    template <class... Arguments>
-    void Make(Arguments... arguments)
-    {
-        new (m_room) Hooks(arguments...);
-    }
-    Hooks *operator->() { return reinterpret_cast<Hooks *>(m_room); }
+    static void Install(const char *dll, const char *function) { new (s_room) Hook(dll, function, StandIn); }
+    static auto Next() { return reinterpret_cast<Hook *>(s_room)->Next(); }
 
 private:
-    alignas(Hooks) std::byte m_room[sizeof(Hooks)];
+    using Hook = ImportHook<std::remove_pointer_t<decltype(StandIn)>>;
+    alignas(Hook) static inline std::byte s_room[sizeof(Hook)];
 };
 
 // Calls visit(dll, function or null for an import by number, address of the entry) for every import of a module.

@@ -5,8 +5,6 @@
 #include <winternl.h>
 
 #include <algorithm>
-#include <cctype>
-#include <map>
 #include <mutex>
 #include <vector>
 
@@ -15,49 +13,26 @@ namespace vexo::test {
 namespace {
 
 std::mutex guard;
-std::map<HGLOBAL, size_t> blocks;
-std::map<const void *, HANDLE> views;
-std::set<std::string> temporaryFiles;
+Holdings held; // but for what the system counts
 
 using Lock = std::lock_guard<std::mutex>;
 
-HGLOBAL WINAPI MyGlobalAlloc(UINT flags, SIZE_T size);
-HGLOBAL WINAPI MyGlobalReAlloc(HGLOBAL handle, SIZE_T size, UINT flags);
-HGLOBAL WINAPI MyGlobalFree(HGLOBAL handle);
-LPVOID WINAPI MyMapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, SIZE_T size);
-BOOL WINAPI MyUnmapViewOfFile(LPCVOID data);
-UINT WINAPI MyGetTempFileNameA(LPCSTR path, LPCSTR prefix, UINT unique, LPSTR name);
-BOOL WINAPI MyDeleteFileA(LPCSTR name);
-HANDLE WINAPI MySetClipboardData(UINT format, HANDLE data);
-
-struct Hooks {
-    ImportHook<decltype(::GlobalAlloc)> globalAlloc{"kernel32.dll", "GlobalAlloc", MyGlobalAlloc};
-    ImportHook<decltype(::GlobalReAlloc)> globalReAlloc{"kernel32.dll", "GlobalReAlloc", MyGlobalReAlloc};
-    ImportHook<decltype(::GlobalFree)> globalFree{"kernel32.dll", "GlobalFree", MyGlobalFree};
-    ImportHook<decltype(::MapViewOfFile)> mapViewOfFile{"kernel32.dll", "MapViewOfFile", MyMapViewOfFile};
-    ImportHook<decltype(::UnmapViewOfFile)> unmapViewOfFile{"kernel32.dll", "UnmapViewOfFile", MyUnmapViewOfFile};
-    ImportHook<decltype(::GetTempFileNameA)> getTempFileName{"kernel32.dll", "GetTempFileNameA", MyGetTempFileNameA};
-    ImportHook<decltype(::DeleteFileA)> deleteFile{"kernel32.dll", "DeleteFileA", MyDeleteFileA};
-    ImportHook<decltype(::SetClipboardData)> setClipboardData{"user32.dll", "SetClipboardData", MySetClipboardData};
-};
-PermanentHooks<Hooks> hooks;
-
 HGLOBAL WINAPI MyGlobalAlloc(UINT flags, SIZE_T size)
 {
-    const HGLOBAL handle = hooks->globalAlloc.Next()(flags, size);
+    const HGLOBAL handle = PermanentHook<MyGlobalAlloc>::Next()(flags, size);
     const Lock lock(guard);
     if (handle)
-        blocks[handle] = size;
+        held.blocks[handle] = size;
     return handle;
 }
 
 HGLOBAL WINAPI MyGlobalReAlloc(HGLOBAL handle, SIZE_T size, UINT flags)
 {
-    const HGLOBAL moved = hooks->globalReAlloc.Next()(handle, size, flags);
+    const HGLOBAL moved = PermanentHook<MyGlobalReAlloc>::Next()(handle, size, flags);
     const Lock lock(guard);
     if (moved) {
-        blocks.erase(handle);
-        blocks[moved] = size;
+        held.blocks.erase(handle);
+        held.blocks[moved] = size;
     }
     return moved;
 }
@@ -66,17 +41,17 @@ HGLOBAL WINAPI MyGlobalFree(HGLOBAL handle)
 {
     {
         const Lock lock(guard);
-        blocks.erase(handle);
+        held.blocks.erase(handle);
     }
-    return hooks->globalFree.Next()(handle);
+    return PermanentHook<MyGlobalFree>::Next()(handle);
 }
 
 LPVOID WINAPI MyMapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, SIZE_T size)
 {
-    void *view = hooks->mapViewOfFile.Next()(mapping, access, offsetHigh, offsetLow, size);
+    void *view = PermanentHook<MyMapViewOfFile>::Next()(mapping, access, offsetHigh, offsetLow, size);
     const Lock lock(guard);
     if (view)
-        views[view] = mapping;
+        held.views.insert(view);
     return view;
 }
 
@@ -84,44 +59,36 @@ BOOL WINAPI MyUnmapViewOfFile(LPCVOID data)
 {
     {
         const Lock lock(guard);
-        views.erase(data);
+        held.views.erase(data);
     }
-    return hooks->unmapViewOfFile.Next()(data);
-}
-
-std::string LowerCase(const char *name)
-{
-    std::string lower = name;
-    for (char &c : lower)
-        c = char(tolower(static_cast<unsigned char>(c)));
-    return lower;
+    return PermanentHook<MyUnmapViewOfFile>::Next()(data);
 }
 
 UINT WINAPI MyGetTempFileNameA(LPCSTR path, LPCSTR prefix, UINT unique, LPSTR name)
 {
-    const UINT number = hooks->getTempFileName.Next()(path, prefix, unique, name);
+    const UINT number = PermanentHook<MyGetTempFileNameA>::Next()(path, prefix, unique, name);
     const Lock lock(guard);
     if (number)
-        temporaryFiles.insert(LowerCase(name));
+        held.temporaryFiles.insert(name);
     return number;
 }
 
 BOOL WINAPI MyDeleteFileA(LPCSTR name)
 {
-    const BOOL isDeleted = hooks->deleteFile.Next()(name);
+    const BOOL isDeleted = PermanentHook<MyDeleteFileA>::Next()(name);
     const Lock lock(guard);
     if (isDeleted)
-        temporaryFiles.erase(LowerCase(name));
+        held.temporaryFiles.erase(name);
     return isDeleted;
 }
 
 // What the clipboard takes is its own from then on.
 HANDLE WINAPI MySetClipboardData(UINT format, HANDLE data)
 {
-    const HANDLE taken = hooks->setClipboardData.Next()(format, data);
+    const HANDLE taken = PermanentHook<MySetClipboardData>::Next()(format, data);
     const Lock lock(guard);
     if (taken)
-        blocks.erase(data);
+        held.blocks.erase(data);
     return taken;
 }
 
@@ -191,23 +158,7 @@ const GdiTableEntry *FindGdiTable()
 #endif
 }
 
-} // namespace
-
-void InstallLeakCounters()
-{
-    hooks.Make();
-    UseEverythingOnce();
-}
-
-unsigned CountGdiObjects()
-{
-    if (GuiResourcesCount())
-        return GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);
-    constexpr size_t kTableSize = 65536;
-    static const GdiTableEntry *const table = FindGdiTable();
-    return unsigned(std::count_if(table, table + kTableSize, [](const GdiTableEntry &entry) { return entry.type; }));
-}
-
+// Open kernel handles of this process.
 unsigned CountKernelHandles()
 {
     DWORD count = 0;
@@ -244,33 +195,46 @@ unsigned CountKernelHandles()
     return count;
 }
 
-size_t SizeOfBlock(HGLOBAL block)
+} // namespace
+
+void InstallLeakCounters()
 {
-    const Lock lock(guard);
-    const auto found = blocks.find(block);
-    return found == blocks.end() ? 0 : found->second;
+    PermanentHook<MyGlobalAlloc>::Install("kernel32.dll", "GlobalAlloc");
+    PermanentHook<MyGlobalReAlloc>::Install("kernel32.dll", "GlobalReAlloc");
+    PermanentHook<MyGlobalFree>::Install("kernel32.dll", "GlobalFree");
+    PermanentHook<MyMapViewOfFile>::Install("kernel32.dll", "MapViewOfFile");
+    PermanentHook<MyUnmapViewOfFile>::Install("kernel32.dll", "UnmapViewOfFile");
+    PermanentHook<MyGetTempFileNameA>::Install("kernel32.dll", "GetTempFileNameA");
+    PermanentHook<MyDeleteFileA>::Install("kernel32.dll", "DeleteFileA");
+    PermanentHook<MySetClipboardData>::Install("user32.dll", "SetClipboardData");
+    UseEverythingOnce();
+}
+
+unsigned CountGdiObjects()
+{
+    if (GuiResourcesCount())
+        return GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);
+    constexpr size_t kTableSize = 65536;
+    static const GdiTableEntry *const table = FindGdiTable();
+    return unsigned(std::count_if(table, table + kTableSize, [](const GdiTableEntry &entry) { return entry.type; }));
 }
 
 Holdings Holdings::Now()
 {
-    Holdings now;
-    now.gdiObjects = CountGdiObjects();
-    now.kernelHandles = CountKernelHandles();
+    const unsigned gdiObjects = CountGdiObjects(), kernelHandles = CountKernelHandles();
     const Lock lock(guard);
-    for (const auto &block : vexo::test::blocks)
-        now.blocks.insert(block.first);
-    for (const auto &view : vexo::test::views)
-        now.views.insert(view.first);
-    now.temporaryFiles = vexo::test::temporaryFiles;
+    Holdings now = held;
+    now.gdiObjects = gdiObjects;
+    now.kernelHandles = kernelHandles;
     return now;
 }
 
 std::string Holdings::DescribeGrowth(const Holdings &later) const
 {
     std::string growth;
-    for (HGLOBAL block : later.blocks)
+    for (const auto &[block, size] : later.blocks)
         if (!blocks.count(block))
-            growth += "global block of " + std::to_string(SizeOfBlock(block)) + " bytes\n";
+            growth += "global block of " + std::to_string(size) + " bytes\n";
     for (const void *view : later.views)
         if (!views.count(view))
             growth += "mapped view\n";

@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <map>
 #include <set>
 #include <string>
 
@@ -14,7 +15,7 @@ void InstallLeakCounters();
 
 // What was held at one moment.
 struct Holdings {
-    std::set<HGLOBAL> blocks;
+    std::map<HGLOBAL, size_t> blocks; // with their sizes
     std::set<const void *> views;
     std::set<std::string> temporaryFiles;
     unsigned gdiObjects = 0;
@@ -27,11 +28,6 @@ struct Holdings {
 
 // GDI objects of this process.
 unsigned CountGdiObjects();
-// Open kernel handles of this process.
-unsigned CountKernelHandles();
-
-// The size of a live block when it was allocated or last re-sized.
-size_t SizeOfBlock(HGLOBAL block);
 
 } // namespace vexo::test
 

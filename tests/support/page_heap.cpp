@@ -32,12 +32,11 @@ bool IsFilled(const uint8_t *begin, const uint8_t *end)
 }
 
 struct Block {
-    uint8_t *region; // null for a discarded block (size 0)
-    size_t pages;    // bytes that can be accessed; one more page is reserved
+    uint8_t *region;
+    size_t pages; // bytes that can be accessed; one more page is reserved
     uint8_t *data;
     size_t size;
     unsigned locks;
-    bool isFixed;
 };
 
 struct View {
@@ -50,7 +49,6 @@ struct View {
 std::recursive_mutex guard;
 bool isOn;
 std::map<HGLOBAL, Block> blocks;
-std::map<const void *, HGLOBAL> handlesByData;
 std::map<HANDLE, size_t> mappingSizes;
 std::map<const void *, View> views;
 std::string complaints;
@@ -109,14 +107,11 @@ bool Place(Block &block, size_t size, uint8_t fill)
 void Protect(const Block &block, bool accessible)
 {
     DWORD former;
-    if (block.region && !block.isFixed)
-        VirtualProtect(block.region, block.pages, accessible ? PAGE_READWRITE : PAGE_NOACCESS, &former);
+    VirtualProtect(block.region, block.pages, accessible ? PAGE_READWRITE : PAGE_NOACCESS, &former);
 }
 
 void Release(const Block &block)
 {
-    if (!block.region)
-        return;
     Protect(block, true);
     if (!IsFilled(block.region, block.data))
         Complain("written in front of its start", block.size);
@@ -133,36 +128,7 @@ HGLOBAL NewHandle()
     return reinterpret_cast<HGLOBAL>(last += 4);
 }
 
-HGLOBAL WINAPI MyGlobalAlloc(UINT flags, SIZE_T size);
-LPVOID WINAPI MyGlobalLock(HGLOBAL handle);
-BOOL WINAPI MyGlobalUnlock(HGLOBAL handle);
-HGLOBAL WINAPI MyGlobalHandle(LPCVOID data);
-HGLOBAL WINAPI MyGlobalReAlloc(HGLOBAL handle, SIZE_T size, UINT flags);
-HGLOBAL WINAPI MyGlobalFree(HGLOBAL handle);
-SIZE_T WINAPI MyGlobalSize(HGLOBAL handle);
-HANDLE WINAPI MyCreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection, DWORD sizeHigh,
-                                   DWORD sizeLow, LPCSTR name);
-LPVOID WINAPI MyMapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, SIZE_T size);
-BOOL WINAPI MyUnmapViewOfFile(LPCVOID data);
-BOOL WINAPI MyCloseHandle(HANDLE handle);
-
-struct Hooks {
-    ImportHook<decltype(::GlobalAlloc)> globalAlloc{"kernel32.dll", "GlobalAlloc", MyGlobalAlloc};
-    ImportHook<decltype(::GlobalLock)> globalLock{"kernel32.dll", "GlobalLock", MyGlobalLock};
-    ImportHook<decltype(::GlobalUnlock)> globalUnlock{"kernel32.dll", "GlobalUnlock", MyGlobalUnlock};
-    ImportHook<decltype(::GlobalHandle)> globalHandle{"kernel32.dll", "GlobalHandle", MyGlobalHandle};
-    ImportHook<decltype(::GlobalReAlloc)> globalReAlloc{"kernel32.dll", "GlobalReAlloc", MyGlobalReAlloc};
-    ImportHook<decltype(::GlobalFree)> globalFree{"kernel32.dll", "GlobalFree", MyGlobalFree};
-    ImportHook<decltype(::GlobalSize)> globalSize{"kernel32.dll", "GlobalSize", MyGlobalSize};
-    ImportHook<decltype(::CreateFileMappingA)> createFileMapping{"kernel32.dll", "CreateFileMappingA",
-                                                                 MyCreateFileMappingA};
-    ImportHook<decltype(::MapViewOfFile)> mapViewOfFile{"kernel32.dll", "MapViewOfFile", MyMapViewOfFile};
-    ImportHook<decltype(::UnmapViewOfFile)> unmapViewOfFile{"kernel32.dll", "UnmapViewOfFile", MyUnmapViewOfFile};
-    ImportHook<decltype(::CloseHandle)> closeHandle{"kernel32.dll", "CloseHandle", MyCloseHandle};
-};
-PermanentHooks<Hooks> hooks;
-
-// The block of a handle, or null for one that the real heap made.
+// Null for a handle of the real heap.
 Block *Find(HGLOBAL handle)
 {
     const auto found = blocks.find(handle);
@@ -172,19 +138,16 @@ Block *Find(HGLOBAL handle)
 HGLOBAL WINAPI MyGlobalAlloc(UINT flags, SIZE_T size)
 {
     const Lock lock(guard);
-    if (!isOn)
-        return hooks->globalAlloc.Next()(flags, size);
+    if (!isOn || !size || !(flags & GMEM_MOVEABLE))
+        return PermanentHook<MyGlobalAlloc>::Next()(flags, size);
     Block block = {};
-    block.isFixed = !(flags & GMEM_MOVEABLE);
-    if ((size || block.isFixed) && !Place(block, size, flags & GMEM_ZEROINIT ? 0 : kRubbish)) {
+    if (!Place(block, size, flags & GMEM_ZEROINIT ? 0 : kRubbish)) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
     }
     Protect(block, false);
-    const HGLOBAL handle = block.isFixed ? block.data : NewHandle();
+    const HGLOBAL handle = NewHandle();
     blocks[handle] = block;
-    if (block.data)
-        handlesByData[block.data] = handle;
     return handle;
 }
 
@@ -193,11 +156,7 @@ LPVOID WINAPI MyGlobalLock(HGLOBAL handle)
     const Lock lock(guard);
     Block *block = Find(handle);
     if (!block)
-        return hooks->globalLock.Next()(handle);
-    if (!block->region) {
-        SetLastError(ERROR_DISCARDED);
-        return nullptr;
-    }
+        return PermanentHook<MyGlobalLock>::Next()(handle);
     if (block->locks++ == 0)
         Protect(*block, true);
     return block->data;
@@ -208,7 +167,7 @@ BOOL WINAPI MyGlobalUnlock(HGLOBAL handle)
     const Lock lock(guard);
     Block *block = Find(handle);
     if (!block)
-        return hooks->globalUnlock.Next()(handle);
+        return PermanentHook<MyGlobalUnlock>::Next()(handle);
     if (block->locks == 0) {
         SetLastError(ERROR_NOT_LOCKED);
         return FALSE;
@@ -222,12 +181,12 @@ BOOL WINAPI MyGlobalUnlock(HGLOBAL handle)
 HGLOBAL WINAPI MyGlobalHandle(LPCVOID data)
 {
     const Lock lock(guard);
-    const auto found = handlesByData.find(data);
-    if (found != handlesByData.end())
-        return found->second;
+    for (const auto &[handle, block] : blocks)
+        if (block.data == data)
+            return handle;
     if (IsQuarantined(data))
         Complain("handle asked for after it was freed", 0);
-    return hooks->globalHandle.Next()(data);
+    return PermanentHook<MyGlobalHandle>::Next()(data);
 }
 
 // The block always moves, so that a pointer from before is found out.
@@ -236,27 +195,20 @@ HGLOBAL WINAPI MyGlobalReAlloc(HGLOBAL handle, SIZE_T size, UINT flags)
     const Lock lock(guard);
     Block *block = Find(handle);
     if (!block)
-        return hooks->globalReAlloc.Next()(handle, size, flags);
-    if (block->isFixed || (flags & GMEM_MODIFY) || (block->locks && !(flags & GMEM_MOVEABLE))) {
+        return PermanentHook<MyGlobalReAlloc>::Next()(handle, size, flags);
+    if (!size || (flags & GMEM_MODIFY) || (block->locks && !(flags & GMEM_MOVEABLE))) {
         Complain("re-sized in a way the page heap does not know", block->size);
         return nullptr;
     }
     Block moved = *block;
-    moved.region = moved.data = nullptr;
-    moved.size = 0;
-    if (size && !Place(moved, size, flags & GMEM_ZEROINIT ? 0 : kRubbish)) {
+    if (!Place(moved, size, flags & GMEM_ZEROINIT ? 0 : kRubbish)) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
     }
     Protect(*block, true);
-    if (size && block->size)
-        memcpy(moved.data, block->data, std::min<size_t>(size, block->size));
-    if (block->data)
-        handlesByData.erase(block->data);
+    memcpy(moved.data, block->data, std::min<size_t>(size, block->size));
     Release(*block);
     *block = moved;
-    if (block->data)
-        handlesByData[block->data] = handle;
     Protect(*block, block->locks != 0);
     return handle;
 }
@@ -266,9 +218,7 @@ HGLOBAL WINAPI MyGlobalFree(HGLOBAL handle)
     const Lock lock(guard);
     Block *block = Find(handle);
     if (!block)
-        return hooks->globalFree.Next()(handle);
-    if (block->data)
-        handlesByData.erase(block->data);
+        return PermanentHook<MyGlobalFree>::Next()(handle);
     Release(*block);
     blocks.erase(handle);
     return nullptr;
@@ -278,7 +228,7 @@ SIZE_T WINAPI MyGlobalSize(HGLOBAL handle)
 {
     const Lock lock(guard);
     const Block *block = Find(handle);
-    return block ? block->size : hooks->globalSize.Next()(handle);
+    return block ? block->size : PermanentHook<MyGlobalSize>::Next()(handle);
 }
 
 HANDLE WINAPI MyCreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES security, DWORD protection, DWORD sizeHigh,
@@ -288,7 +238,8 @@ HANDLE WINAPI MyCreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES security, 
     const bool isGuarded =
         isOn && file == INVALID_HANDLE_VALUE && !name && !sizeHigh && sizeLow && sizeLow <= DWORD(-1) - kPage;
     const DWORD size = isGuarded ? DWORD(RoundUp(sizeLow, kPage)) : sizeLow;
-    const HANDLE mapping = hooks->createFileMapping.Next()(file, security, protection, sizeHigh, size, name);
+    const HANDLE mapping =
+        PermanentHook<MyCreateFileMappingA>::Next()(file, security, protection, sizeHigh, size, name);
     if (mapping && isGuarded)
         mappingSizes[mapping] = sizeLow;
     return mapping;
@@ -304,7 +255,7 @@ uint8_t *MapWithGuard(HANDLE mapping, DWORD access, View &view)
         place = MapViewOfFileEx(mapping, access, 0, 0, 0, place);
     }
     if (!place)
-        place = hooks->mapViewOfFile.Next()(mapping, access, 0, 0, 0);
+        place = ::MapViewOfFileEx(mapping, access, 0, 0, 0, nullptr);
     if (place)
         view.guard = VirtualAlloc(static_cast<uint8_t *>(place) + room, kGranule, MEM_RESERVE, PAGE_NOACCESS);
     return static_cast<uint8_t *>(place);
@@ -315,7 +266,7 @@ LPVOID WINAPI MyMapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DW
     const Lock lock(guard);
     const auto found = mappingSizes.find(mapping);
     if (found == mappingSizes.end() || offsetHigh || offsetLow || size)
-        return hooks->mapViewOfFile.Next()(mapping, access, offsetHigh, offsetLow, size);
+        return PermanentHook<MyMapViewOfFile>::Next()(mapping, access, offsetHigh, offsetLow, size);
     View view = {};
     view.pages = RoundUp(found->second, kPage);
     view.slack = view.pages - RoundUp(found->second, sizeof(void *));
@@ -332,12 +283,12 @@ BOOL WINAPI MyUnmapViewOfFile(LPCVOID data)
     const Lock lock(guard);
     const auto found = views.find(data);
     if (found == views.end())
-        return hooks->unmapViewOfFile.Next()(data);
+        return PermanentHook<MyUnmapViewOfFile>::Next()(data);
     const View view = found->second;
     views.erase(found);
     if (!IsFilled(view.base, view.base + view.slack))
         Complain("mapped view written in front of its start", view.pages - view.slack);
-    if (!hooks->unmapViewOfFile.Next()(view.base))
+    if (!PermanentHook<MyUnmapViewOfFile>::Next()(view.base))
         return FALSE;
     if (view.guard)
         VirtualFree(view.guard, 0, MEM_RELEASE);
@@ -350,14 +301,24 @@ BOOL WINAPI MyCloseHandle(HANDLE handle)
 {
     const Lock lock(guard);
     mappingSizes.erase(handle);
-    return hooks->closeHandle.Next()(handle);
+    return PermanentHook<MyCloseHandle>::Next()(handle);
 }
 
 } // namespace
 
 void InstallPageHeap(bool on)
 {
-    hooks.Make();
+    PermanentHook<MyGlobalAlloc>::Install("kernel32.dll", "GlobalAlloc");
+    PermanentHook<MyGlobalLock>::Install("kernel32.dll", "GlobalLock");
+    PermanentHook<MyGlobalUnlock>::Install("kernel32.dll", "GlobalUnlock");
+    PermanentHook<MyGlobalHandle>::Install("kernel32.dll", "GlobalHandle");
+    PermanentHook<MyGlobalReAlloc>::Install("kernel32.dll", "GlobalReAlloc");
+    PermanentHook<MyGlobalFree>::Install("kernel32.dll", "GlobalFree");
+    PermanentHook<MyGlobalSize>::Install("kernel32.dll", "GlobalSize");
+    PermanentHook<MyCreateFileMappingA>::Install("kernel32.dll", "CreateFileMappingA");
+    PermanentHook<MyMapViewOfFile>::Install("kernel32.dll", "MapViewOfFile");
+    PermanentHook<MyUnmapViewOfFile>::Install("kernel32.dll", "UnmapViewOfFile");
+    PermanentHook<MyCloseHandle>::Install("kernel32.dll", "CloseHandle");
     isOn = on;
 }
 
