@@ -33,6 +33,17 @@ struct NamedOperation {
     int missing = ERR_NO_BITMAP; // the status for no bitmap
 };
 
+int ReplaceByCopy(BitmapHandle *bitmap)
+{
+    BitmapHandle copy = {};
+    const int status = V_CopyBitmap(&copy, bitmap);
+    if (status == RESULT_SUCCESS) {
+        V_FreeBitmap(bitmap);
+        *bitmap = copy;
+    }
+    return status;
+}
+
 // Those that give a handle, which is given back.
 int Release(HGLOBAL dib) { return dib ? (GlobalFree(dib), RESULT_SUCCESS) : ERR_NO_MEMORY; }
 int Release(HBITMAP ddb) { return ddb ? (DeleteObject(ddb), RESULT_SUCCESS) : ERR_NO_MEMORY; }
@@ -57,6 +68,7 @@ const NamedOperation kOperations[] = {
     {"apply alpha", [](auto *b) { return V_SetBitmapAlpha(b, other); }, kRowsOnDisk},
     {"extract alpha", [](auto *b) { return V_GetBitmapAlpha(b, b); }, 0},
     {"underlay", [](auto *b) { return V_UnderlayBitmap(b, other, UNDERLAY_STRETCH); }, kRowsOnDisk},
+    {"copy", ReplaceByCopy, kRowsOnDisk}, // rows of a file that cannot be read are left out
     {"crop", [](auto *b) { return V_CopyBitmapRect(b, b, 3, -1, 9, 9); }, 0},
     {"to a copy as a DIB", [](auto *b) { return Release(V_ConvertToDIB(b)); }, 0, ERR_NO_MEMORY},
     {"to a DIB", [](auto *b) { return Release(V_ChangeToDIB(b)); }, 0, ERR_NO_MEMORY},

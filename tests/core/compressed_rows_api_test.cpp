@@ -1,8 +1,8 @@
 // Compressed bitmaps through the public header: random transfers of bits and of runs, of parts of rows and of several
 // rows, against an array of pixels; and what is refused.
-#include "tests/support/bitmaps.h"
 #include "tests/support/library_test.h"
 #include "tests/support/page_heap.h"
+#include "tests/support/runs.h"
 
 #include <algorithm>
 #include <array>
@@ -11,30 +11,6 @@
 
 namespace vexo::test {
 namespace {
-
-std::vector<WORD> RunsOf(const Image &image, int row, int column, int count)
-{
-    std::vector<WORD> runs = {0};
-    uint32_t color = 0;
-    for (int x = column; x < column + count; ++x) {
-        if (image.At(row, x) != color) {
-            runs.push_back(0);
-            color ^= 1;
-        } else if (runs.back() == 65535) {
-            runs.insert(runs.end(), {0, 0});
-        }
-        ++runs.back();
-    }
-    return runs;
-}
-
-std::vector<uint8_t> BitsOf(const Image &image, int row, int column, int count)
-{
-    std::vector<uint8_t> bits((size_t(count) + 7) / 8);
-    for (int x = 0; x < count; ++x)
-        SetPixelOf(bits.data(), size_t(x), 1, image.At(row, column + x));
-    return bits;
-}
 
 // One bitmap beside its image, and random transfers that keep the two alike.
 class Pair {
@@ -173,17 +149,9 @@ TEST_F(CompressedRowsApi, AllTransfersMatchAnArrayOfPixels)
         Pair pair(random, width, 8);
         pair.ExpectAlike(); // rows never written are 0
         for (int round = 0; round < (width > 10000 ? 60 : 400); ++round) {
-            switch (random.Below(10)) {
-            case 0: pair.ChangeHeight(); break;
-            case 1:
-            case 2: pair.PutRows(); break;
-            case 3:
-            case 4: pair.PutRuns(); break;
-            case 5: pair.PutBits(); break;
-            case 6:
-            case 7: pair.GetRows(); break;
-            default: pair.GetRuns(); break;
-            }
+            constexpr void (Pair::*kTransfers[])() = {&Pair::PutRows, &Pair::GetRows, &Pair::PutRuns,
+                                                      &Pair::GetRuns, &Pair::PutBits, &Pair::ChangeHeight};
+            (pair.*kTransfers[random.Below(6)])();
             if (round % 10 == 0)
                 pair.ExpectAlike();
             ASSERT_FALSE(HasFailure()) << "round " << round;
@@ -227,23 +195,6 @@ TEST_F(CompressedRowsApi, RefusedTransfersTouchNothing)
         EXPECT_EQ(ERR_INV_PARAMETER,
                   V_PutBitmapRowColCompressed(compressed.get(), nullptr, runs, 1, column, count, given));
     snapshot.ExpectUnchanged();
-}
-
-TEST_F(CompressedRowsApi, RunsAreThoseOfTheContract)
-{
-    TestBitmap bitmap(StorageKind::Compressed, 10, 2, 1);
-    const uint8_t allOne[4] = {0xFF, 0xFF, 0xFF, 0xFF};
-    EXPECT_EQ(4, V_PutBitmapRow(bitmap.get(), allOne, 0, 4));
-    EXPECT_EQ(16384u, bitmap->Size);
-    WORD runs[11];
-    int runCount = 0;
-    EXPECT_EQ(10, V_GetBitmapRowColCompressed(bitmap.get(), nullptr, runs, 0, 0, 10, &runCount));
-    EXPECT_EQ((std::vector<WORD>{0, 10}), std::vector<WORD>(runs, runs + runCount));
-    EXPECT_EQ(10, V_GetBitmapRowColCompressed(bitmap.get(), nullptr, runs, 1, 0, 10, &runCount));
-    EXPECT_EQ((std::vector<WORD>{10}), std::vector<WORD>(runs, runs + runCount));
-    uint8_t bits[4] = {9, 9, 9, 9};
-    EXPECT_EQ(4, V_GetBitmapRow(bitmap.get(), bits, 0, 4));
-    EXPECT_EQ(0, memcmp("\xFF\xC0\0\0", bits, 4)); // padding is cleared
 }
 
 // The pool's size is the bitmap's after each write; a row that becomes simpler gives room to others.

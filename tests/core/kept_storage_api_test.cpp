@@ -6,8 +6,10 @@
 
 #include "vexokit.h"
 
+#include <algorithm>
 #include <cstring>
 #include <functional>
+#include <span>
 
 namespace vexo::test {
 
@@ -48,16 +50,14 @@ void AllocateAndFree(unsigned bytes)
     V_FreeBitmap(&record);
 }
 
-bool IsZero(const BitmapHandle &record)
+std::span<const uint8_t> BytesOf(const BitmapHandle &record)
 {
-    const auto *bytes = static_cast<const uint8_t *>(record.Data);
-    return bytes[0] == 0 && memcmp(bytes, bytes + 1, record.Size - 1) == 0;
+    return {static_cast<const uint8_t *>(record.Data), record.Size};
 }
 
-std::vector<uint8_t> BytesOf(const BitmapHandle &record)
+bool IsZero(const BitmapHandle &record)
 {
-    const auto *bytes = static_cast<const uint8_t *>(record.Data);
-    return std::vector<uint8_t>(bytes, bytes + record.Size);
+    return std::ranges::all_of(BytesOf(record), [](uint8_t byte) { return byte == 0; });
 }
 
 } // namespace
@@ -138,102 +138,86 @@ TEST_F(KeptStorage, BelongsToTheThreadThatFreed)
 
 TEST_F(KeptStorage, IsGivenBackBeforeAnythingIsRefused)
 {
-    for (const bool keeps : {true, false}) {
-        if (keeps)
-            AllocateAndFree(kMegabyte);
-        FaultInjector mappings(kFaultMappings, 1);
+    const auto expect = [&](unsigned kind, auto acquire) {
+        for (const bool keeps : {true, false}) {
+            if (keeps)
+                AllocateAndFree(kMegabyte);
+            FaultInjector faults(kind, 1);
+            EXPECT_EQ(keeps, faults.Run(acquire));
+            EXPECT_EQ(0u, OpenViews());
+        }
+    };
+    expect(kFaultMappings, [] {
         BitmapHandle record;
         V_InitBitmap(&record, 100, 100, 8);
-        EXPECT_EQ(keeps ? RESULT_SUCCESS : ERR_NO_MEMORY,
-                  mappings.Run([&] { return V_AllocateBitmap(&record, STORAGE_MEMORY); }));
+        const int status = V_AllocateBitmap(&record, STORAGE_MEMORY);
         V_FreeBitmap(&record);
-        EXPECT_EQ(0u, OpenViews());
-
-        if (keeps)
-            AllocateAndFree(kMegabyte);
-        FaultInjector memory(kFaultMemory, 1);
-        void *block = memory.Run([] { return V_OsAlloc(100); });
-        EXPECT_EQ(keeps, block != nullptr);
-        EXPECT_EQ(0u, OpenViews());
-        if (!keeps)
-            continue;
-        AllocateAndFree(kMegabyte);
-        FaultInjector growth(kFaultMemory, 1);
-        block = growth.Run([&] { return V_OsReAlloc(block, 200); });
-        EXPECT_TRUE(block);
-        EXPECT_EQ(0u, OpenViews());
+        return status == RESULT_SUCCESS;
+    });
+    void *block = nullptr;
+    const auto allocate = [&] {
         V_OsFree(block);
-    }
+        return (block = V_OsAlloc(100)) != nullptr;
+    };
+    expect(kFaultMemory, allocate);
+    allocate();
+    AllocateAndFree(kMegabyte);
+    FaultInjector growth(kFaultMemory, 1);
+    block = growth.Run([&] { return V_OsReAlloc(block, 200); });
+    EXPECT_NE(nullptr, block);
+    EXPECT_EQ(0u, OpenViews());
+    V_OsFree(block);
 }
 
 // Each operation makes the same bytes, padding included, in storage that was full of something else.
 TEST_F(KeptStorage, OperationsLeaveNoneOfItsBytes)
 {
-    struct Operation {
+    const auto copy = [](BitmapHandle *bitmap) {
+        BitmapHandle made = {};
+        const int status = V_CopyBitmap(&made, bitmap);
+        V_FreeBitmap(bitmap);
+        *bitmap = made;
+        return status;
+    };
+    const std::vector<int> several = {1, 3, 8, 24};
+    const struct {
         const char *name;
-        int bits; // of the picture
+        std::vector<int> depths;
         std::function<int(BitmapHandle *)> run;
+    } operations[] = {
+        {"alpha", {16, 24, 32}, [](auto *b) { return V_GetBitmapAlpha(b, b); }},
+        {"rectangle", {8}, [](auto *b) { return V_CopyBitmapRect(b, b, -3, -5, 1900, 901); }},
+        {"gray", {24}, V_GrayScaleBitmap},
+        {"halftone", {24}, [](auto *b) { return V_HalfToneBitmap(b, 0); }},
+        {"to 1 bit", {24}, [](auto *b) { return V_ColorResBitmap(b, 1, 0, nullptr, 0); }},
+        {"to 4 bits", {24}, [](auto *b) { return V_ColorResBitmap(b, 4, 0, nullptr, 0); }},
+        {"to 32 bits", {8}, [](auto *b) { return V_ColorResBitmap(b, 32, 0, nullptr, 0); }},
+        {"copy", several, copy},
+        {"size", several, [](auto *b) { return V_SizeBitmap(b, 2101, 1003); }},
+        {"resample", several, [](auto *b) { return V_ResampleBitmap(b, 2101, 1003); }},
+        {"quarter turn", several, [](auto *b) { return V_RotateBitmapFine(b, 9000, 1, 0); }},
+        {"rotation", several, [](auto *b) { return V_RotateBitmapFine(b, 1500, 1, 0); }},
+        {"shear across", several, [](auto *b) { return V_ShearBitmap(b, 1000, 1, 0); }},
+        {"shear down", several, [](auto *b) { return V_ShearBitmap(b, 1000, 0, 0); }},
     };
-    const auto reduce = [](int bits) {
-        return [bits](BitmapHandle *b) { return V_ColorResBitmap(b, bits, 0, nullptr, 0); };
-    };
-    const auto replaceBy = [](auto make) {
-        return [make](BitmapHandle *bitmap) {
-            BitmapHandle made = {};
-            const int status = make(&made, bitmap);
-            V_FreeBitmap(bitmap);
-            *bitmap = made;
-            return status;
-        };
-    };
-    const auto copy = replaceBy(V_CopyBitmap);
-    const auto size = [](BitmapHandle *b) { return V_SizeBitmap(b, 2101, 1003); };
-    const auto resample = [](BitmapHandle *b) { return V_ResampleBitmap(b, 2101, 1003); };
-    const auto turn = [](BitmapHandle *b) { return V_RotateBitmapFine(b, 9000, 1, 0); };
-    const auto rotate = [](BitmapHandle *b) { return V_RotateBitmapFine(b, 1500, 1, 0); };
-    const auto across = [](BitmapHandle *b) { return V_ShearBitmap(b, 1000, 1, 0); };
-    const auto down = [](BitmapHandle *b) { return V_ShearBitmap(b, 1000, 0, 0); };
-    std::vector<Operation> operations = {
-        {"alpha of 32 bits", 32,
-         replaceBy([](BitmapHandle *to, BitmapHandle *from) { return V_GetBitmapAlpha(from, to); })},
-        {"alpha of 16 bits", 16,
-         replaceBy([](BitmapHandle *to, BitmapHandle *from) { return V_GetBitmapAlpha(from, to); })},
-        {"alpha of 24 bits", 24,
-         replaceBy([](BitmapHandle *to, BitmapHandle *from) { return V_GetBitmapAlpha(from, to); })},
-        {"rectangle", 8,
-         replaceBy([](BitmapHandle *to, BitmapHandle *from) { return V_CopyBitmapRect(to, from, -3, -5, 1900, 901); })},
-        {"gray", 24, V_GrayScaleBitmap},
-        {"halftone", 24, [](BitmapHandle *b) { return V_HalfToneBitmap(b, 0); }},
-        {"to 1 bit", 24, reduce(1)},
-        {"to 4 bits", 24, reduce(4)},
-        {"to 32 bits", 8, reduce(32)},
-    };
-    for (const int bits : {1, 3, 8, 24})
-        operations.insert(operations.end(), {{"copy", bits, copy},
-                                             {"size", bits, size},
-                                             {"resample", bits, resample},
-                                             {"quarter turn", bits, turn},
-                                             {"rotation", bits, rotate},
-                                             {"shear across", bits, across},
-                                             {"shear down", bits, down}});
     Random random(40);
-    for (const Operation &operation : operations) {
-        SCOPED_TRACE(testing::Message() << operation.name << ", " << operation.bits << " bits");
-        // Every result is large enough to be kept.
-        TestBitmap first(StorageKind::PageFile, 1861, 1143, operation.bits);
-        random.Fill(first->Data, first->Size);
-        TestBitmap second;
-        V_CopyBitmap(second.get(), first.get());
-        V_SetStorageCaching(0);
-        ASSERT_EQ(RESULT_SUCCESS, operation.run(first.get()));
-        V_SetStorageCaching(1);
-        BitmapHandle rubbish = OfBytes(first->Size, first->Height);
-        const void *const place = rubbish.Data;
-        FreeFullOf(0xA5, rubbish);
-        ASSERT_EQ(RESULT_SUCCESS, operation.run(second.get()));
-        EXPECT_EQ(place, second->Data);
-        EXPECT_TRUE(BytesOf(*first.get()) == BytesOf(*second.get()));
-    }
+    for (const auto &operation : operations)
+        for (const int bits : operation.depths) {
+            SCOPED_TRACE(testing::Message() << operation.name << ", " << bits << " bits");
+            // Every result is large enough to be kept.
+            TestBitmap first(StorageKind::PageFile, 1861, 1143, bits), second;
+            random.Fill(first->Data, first->Size);
+            V_CopyBitmap(second.get(), first.get());
+            V_SetStorageCaching(0);
+            ASSERT_EQ(RESULT_SUCCESS, operation.run(first.get()));
+            V_SetStorageCaching(1);
+            BitmapHandle rubbish = OfBytes(first->Size, first->Height);
+            const void *const place = rubbish.Data;
+            FreeFullOf(0xA5, rubbish);
+            ASSERT_EQ(RESULT_SUCCESS, operation.run(second.get()));
+            EXPECT_EQ(place, second->Data);
+            EXPECT_TRUE(std::ranges::equal(BytesOf(*first.get()), BytesOf(*second.get())));
+        }
 }
 
 } // namespace vexo::test

@@ -176,50 +176,45 @@ TEST_F(Lists, RefuseBadArguments)
 
 TEST_F(Lists, FailuresLeaveEverythingAsItWas)
 {
+    Random random(85);
     ForEachFault(kFaultAll | kFaultLocks, [](FaultInjector &faults) {
         HGLOBAL list = &faults;
         const int status = faults.Run([&] { return V_CreateBitmapList(&list); });
         EXPECT_EQ(faults.struck() ? ERR_NO_MEMORY : RESULT_SUCCESS, status);
-        if (faults.struck())
-            EXPECT_EQ(nullptr, list);
-        else
-            V_DestroyBitmapList(list);
+        EXPECT_EQ(faults.struck(), list == nullptr);
+        V_DestroyBitmapList(list);
     });
-    Random random(85);
-    for (const bool isEmpty : {true, false})
+    // Runs change(list, its items), which takes what it has done to the list over to the items.
+    const auto check = [&](int count, auto change) {
         ForEachFault(kFaultAll, [&](FaultInjector &faults) {
-            std::vector<Item> items = MakeItems(random, isEmpty ? 0 : 2);
-            const Item added = MakeItems(random, 1)[0];
+            std::vector<Item> items = MakeItems(random, count);
             const HGLOBAL list = MakeList(items);
-            if (faults.Run([&] { return V_InsertBitmapListItem(list, 0, &added.record); }) == RESULT_SUCCESS) {
-                items.insert(items.begin(), added);
-            } else {
-                BitmapHandle freed = added.record;
-                V_FreeBitmap(&freed);
-            }
+            change(faults, list, items);
             ExpectItems(list, items);
             V_DestroyBitmapList(list);
         });
+    };
+    for (const int count : {0, 2})
+        check(count, [&](FaultInjector &faults, HGLOBAL list, std::vector<Item> &items) {
+            Item added = MakeItems(random, 1)[0];
+            if (faults.Run([&] { return V_InsertBitmapListItem(list, 0, &added.record); }) == RESULT_SUCCESS)
+                items.insert(items.begin(), added);
+            else
+                V_FreeBitmap(&added.record);
+        });
     // An array that cannot be made shorter serves as it is.
-    ForEachFault(kFaultAll, [&](FaultInjector &faults) {
-        const std::vector<Item> items = MakeItems(random, 3);
-        const HGLOBAL list = MakeList(items);
+    check(3, [&](FaultInjector &faults, HGLOBAL list, std::vector<Item> &items) {
         EXPECT_EQ(RESULT_SUCCESS, faults.Run([&] { return V_DeleteBitmapListItems(list, 1, 1); }));
-        ExpectItems(list, {items[0], items[2]});
-        V_DestroyBitmapList(list);
+        items.erase(items.begin() + 1);
     });
-    ForEachFault(kFaultAll, [&](FaultInjector &faults) {
-        const std::vector<Item> items = MakeItems(random, 3);
-        const HGLOBAL list = MakeList(items);
+    check(3, [&](FaultInjector &faults, HGLOBAL list, std::vector<Item> &items) {
         HGLOBAL copy = nullptr;
         const int status = faults.Run([&] { return V_CopyBitmapListItems(&copy, list, 1, 2); });
         EXPECT_EQ(faults.struck() ? ERR_NO_MEMORY : RESULT_SUCCESS, status);
-        ExpectItems(list, items);
         if (copy) {
             ExpectItems(copy, {items[1], items[2]});
             V_DestroyBitmapList(copy);
         }
-        V_DestroyBitmapList(list);
     });
 }
 

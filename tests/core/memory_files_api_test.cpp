@@ -7,6 +7,7 @@
 #include "vexokit.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -121,26 +122,16 @@ TEST_F(Files, NoTemporaryNameIsAnEmptyString)
     });
 }
 
-namespace {
-
-struct OpenCall {
-    DWORD access, sharing, creation, attributes;
-    bool operator==(const OpenCall &) const = default;
-};
-OpenCall openCall;
-
-HANDLE WINAPI RecordOpen(LPCSTR, DWORD access, DWORD sharing, LPSECURITY_ATTRIBUTES, DWORD creation, DWORD attributes,
-                         HANDLE)
-{
-    openCall = {access, sharing, creation, attributes};
-    return INVALID_HANDLE_VALUE;
-}
-
-} // namespace
-
 TEST_F(Files, OpenFlags)
 {
-    ImportHook<decltype(::CreateFileA)> hook("kernel32.dll", "CreateFileA", RecordOpen);
+    using OpenCall = std::array<DWORD, 4>; // access, sharing, creation, attributes
+    OpenCall openCall;
+    const auto recorder = Replace<decltype(::CreateFileA)>(
+        "kernel32.dll", "CreateFileA",
+        [&](auto, LPCSTR, DWORD access, DWORD sharing, auto, DWORD creation, DWORD attributes, HANDLE) {
+            openCall = {access, sharing, creation, attributes};
+            return INVALID_HANDLE_VALUE;
+        });
     constexpr DWORD kRead = GENERIC_READ, kWrite = GENERIC_WRITE, kBoth = GENERIC_READ | GENERIC_WRITE;
     const struct {
         int open, permission;
@@ -158,69 +149,44 @@ TEST_F(Files, OpenFlags)
         EXPECT_EQ(-1, V_OsOpen("name", test.open, test.permission));
         EXPECT_EQ(test.expected, openCall) << std::hex << test.open << " " << test.permission;
     }
-    const struct {
-        int attributes;
-        OpenCall expected;
-    } creations[] = {{0, {kBoth, 3, CREATE_ALWAYS, 0}},
-                     {1, {kRead, 3, CREATE_ALWAYS, 1}},
-                     {6, {kBoth, 3, CREATE_ALWAYS, 6}},
-                     {0x27, {kRead, 3, CREATE_ALWAYS, 7}}};
-    for (const auto &test : creations) {
-        EXPECT_EQ(-1, V_OsCreat("name", test.attributes));
-        EXPECT_EQ(test.expected, openCall) << test.attributes;
+    for (const DWORD attributes : {0, 1, 6, 0x27}) {
+        EXPECT_EQ(-1, V_OsCreat("name", int(attributes)));
+        EXPECT_EQ((OpenCall{attributes & 1 ? kRead : kBoth, 3, CREATE_ALWAYS, attributes & 7}), openCall);
     }
 }
 
-// ---- Redirection ----------------------------------------------------------------------------------------------
-
-namespace {
-
-std::string calls;
-
-INT_PTR VEXO_CDECL MyOpen(const char *name, int flags, int permission)
+TEST_F(Files, AccessCanBeRedirected)
 {
-    calls += std::string("open ") + name + std::to_string(flags) + std::to_string(permission) + ";";
-    return 77;
-}
-int VEXO_CDECL MyRead(INT_PTR file, void *buffer, unsigned count)
-{
-    calls += "read;";
-    memset(buffer, int(file), count);
-    return int(count) - 1;
-}
-int VEXO_CDECL MyWrite(INT_PTR, const void *, unsigned) { return -5; }
-unsigned VEXO_CDECL MySeek(INT_PTR, int offset, int origin) { return unsigned(offset + origin); }
-int VEXO_CDECL MyClose(INT_PTR file) { return int(file) + 1; }
-int VEXO_CDECL FilterClose(INT_PTR file) { return int(file) + 2; }
-
-} // namespace
-
-TEST_F(Files, Redirection)
-{
-    calls.clear();
-    V_RedirectIO(MyOpen, MyRead, MyWrite, MySeek, MyClose);
+    const VexoOpenCallback open = [](const char *name, int flags, int permission) -> INT_PTR {
+        return name[0] * 100 + flags * 10 + permission;
+    };
+    const VexoReadCallback read = [](INT_PTR file, void *buffer, unsigned count) {
+        memset(buffer, int(file), count);
+        return int(count) - 1;
+    };
+    const VexoCloseCallback close = [](INT_PTR file) { return int(file) + 1; };
+    const VexoCloseCallback filter = [](INT_PTR file) { return int(file) + 2; };
+    V_RedirectIO(
+        open, read, [](INT_PTR, const void *, unsigned) { return -5; },
+        [](INT_PTR, int offset, int origin) { return unsigned(offset + origin); }, close);
     char bytes[4] = {};
-    EXPECT_EQ(77, V_RedirectedOpen("a", 1, 2));
+    EXPECT_EQ(9712, V_RedirectedOpen("a", 1, 2));
     EXPECT_EQ(3, V_RedirectedRead(65, bytes, 4));
     EXPECT_EQ(0, memcmp("AAAA", bytes, 4));
     EXPECT_EQ(-5, V_RedirectedWrite(0, bytes, 4));
     EXPECT_EQ(12u, V_RedirectedSeek(0, 10, 2));
     EXPECT_EQ(6, V_RedirectedClose(5));
-    EXPECT_EQ("open a12;read;", calls);
-
     RunOnNewThread([] { EXPECT_EQ(-1, V_RedirectedOpen("no such file", OS_READ_ONLY, 0)); });
 
     // A null in the variable asks only; a value is exchanged, and exchanged back by a second call.
-    VexoOpenCallback open = nullptr;
-    VexoCloseCallback close = FilterClose;
-    V_FilterIO(&open, nullptr, nullptr, nullptr, &close);
-    EXPECT_EQ(&MyOpen, open);
-    EXPECT_EQ(&MyClose, close);
-    EXPECT_EQ(77, V_RedirectedOpen("b", 0, 0));
-    EXPECT_EQ(7, V_RedirectedClose(5));
-    V_FilterIO(&open, nullptr, nullptr, nullptr, &close);
-    EXPECT_EQ(&FilterClose, close);
-    EXPECT_EQ(6, V_RedirectedClose(5));
+    VexoOpenCallback formerOpen = nullptr;
+    VexoCloseCallback formerClose = filter;
+    for (const auto &[former, result] : {std::pair{close, 7}, std::pair{filter, 6}}) {
+        V_FilterIO(&formerOpen, nullptr, nullptr, nullptr, &formerClose);
+        EXPECT_EQ(open, formerOpen);
+        EXPECT_EQ(former, formerClose);
+        EXPECT_EQ(result, V_RedirectedClose(5));
+    }
 
     V_RedirectIO(nullptr, nullptr, nullptr, nullptr, nullptr);
     const std::string name = TempName();

@@ -18,101 +18,77 @@ private:
     const PageHeapScope m_pageHeap; // storage ends at unreadable pages in every build
 };
 
-// The uncompressed rows of a bitmap as one array of bytes.
-class ByteModel {
-public:
-    explicit ByteModel(const BitmapHandle *bitmap)
-        : m_bitsPerPixel(bitmap->BitsPerPixel), m_bytesPerLine(bitmap->BytesPerLine), m_bytes(bitmap->Size)
-    {
-    }
-    uint8_t *At(int row, int column)
-    {
-        return m_bytes.data() + size_t(row) * size_t(m_bytesPerLine) + size_t(column) * size_t(m_bitsPerPixel) / 8;
-    }
-    int BytesFrom(int row, int column) { return int(m_bytes.data() + m_bytes.size() - At(row, column)); }
-
-private:
-    int m_bitsPerPixel;
-    int m_bytesPerLine;
-    std::vector<uint8_t> m_bytes;
-};
-
 } // namespace
 
 TEST_F(Rows, TransfersMatchOneArrayOfBytes)
 {
     Random random(10);
-    for (int bits : kAllDepths) {
-        for (StorageKind kind : StorageKinds(bits)) {
-            if (kind == StorageKind::Compressed)
-                continue;
-            SCOPED_TRACE(testing::Message() << bits << " bits, " << kind);
-            const StorageScope scope(kind);
-            const int width = random.Between(1, 67), height = random.Between(2, 50);
-            TestBitmap bitmap(kind, width, height, bits);
-            Store(bitmap.get(), Image(width, height, bits));
-            ByteModel model(bitmap.get());
-            const int previous = V_LockBitmap(bitmap.get());
-            int row = 0;
-            for (int i = 0; i < 300; ++i) {
-                // Mostly one row up, one down or the same, as the row cache likes it.
-                row = random.OneIn(4) ? random.Below(height) : std::clamp(row + random.Between(-1, 1), 0, height - 1);
-                const bool isWholeRow = random.OneIn(3);
-                const int column = isWholeRow ? 0 : random.Below(width);
-                const int limit = model.BytesFrom(row, column);
-                const int count = isWholeRow        ? bitmap->BytesPerLine
-                                  : random.OneIn(4) ? random.Between(0, limit)
-                                                    : random.Between(0, std::min(limit, bitmap->BytesPerLine));
-                GuardedBuffer buffer(static_cast<size_t>(count));
-                if (random.OneIn(2)) {
-                    random.Fill(buffer.data(), buffer.size());
-                    const std::vector<uint8_t> given(buffer.data(), buffer.data() + count);
-                    const int moved = isWholeRow ? V_PutBitmapRow(bitmap.get(), buffer.data(), row, count)
-                                                 : V_PutBitmapRowCol(bitmap.get(), buffer.data(), row, column, count);
-                    ASSERT_EQ(count, moved);
-                    ASSERT_TRUE(std::equal(given.begin(), given.end(), buffer.data())) << "the buffer is only read";
-                    memcpy(model.At(row, column), buffer.data(), size_t(count));
-                } else {
-                    const int moved = isWholeRow ? V_GetBitmapRow(bitmap.get(), buffer.data(), row, count)
-                                                 : V_GetBitmapRowCol(bitmap.get(), buffer.data(), row, column, count);
-                    ASSERT_EQ(count, moved);
-                    ASSERT_EQ(0, memcmp(model.At(row, column), buffer.data(), size_t(count)))
-                        << "row " << row << ", column " << column << ", " << count << " bytes";
-                }
+    ForEachVariant(random, 1, [&](const Variant &variant) {
+        if (variant.kind == StorageKind::Compressed)
+            return;
+        const int height = random.Between(2, 50);
+        TestBitmap bitmap(variant.kind, Image(random.Between(1, 67), height, variant.bits));
+        const int bytesPerLine = bitmap->BytesPerLine, size = int(bitmap->Size);
+        std::vector<uint8_t> model(bitmap->Size);
+        const int previous = V_LockBitmap(bitmap.get());
+        int row = 0;
+        for (int i = 0; i < 300; ++i) {
+            // Mostly one row up, one down or the same, as the row cache likes it.
+            row = random.OneIn(4) ? random.Below(height) : std::clamp(row + random.Between(-1, 1), 0, height - 1);
+            const bool isWholeRow = random.OneIn(3);
+            const int column = isWholeRow ? 0 : random.Below(bitmap->Width);
+            const int place = row * bytesPerLine + column * variant.bits / 8;
+            const int limit = random.OneIn(4) ? size - place : std::min(size - place, bytesPerLine);
+            const int count = isWholeRow ? bytesPerLine : random.Between(0, limit);
+            GuardedBuffer buffer(static_cast<size_t>(count));
+            random.Fill(buffer.data(), buffer.size());
+            int moved;
+            if (random.OneIn(2)) {
+                std::ranges::copy(buffer.span(), model.begin() + place);
+                moved = isWholeRow ? V_PutBitmapRow(bitmap.get(), buffer.data(), row, count)
+                                   : V_PutBitmapRowCol(bitmap.get(), buffer.data(), row, column, count);
+            } else {
+                moved = isWholeRow ? V_GetBitmapRow(bitmap.get(), buffer.data(), row, count)
+                                   : V_GetBitmapRowCol(bitmap.get(), buffer.data(), row, column, count);
             }
-            GuardedBuffer all(bitmap->Size);
-            ASSERT_EQ(int(bitmap->Size), V_GetBitmapRow(bitmap.get(), all.data(), 0, int(bitmap->Size)));
-            EXPECT_EQ(0, memcmp(model.At(0, 0), all.data(), all.size()));
-            V_UnlockBitmap(bitmap.get(), previous);
+            ASSERT_EQ(count, moved);
+            ASSERT_EQ(0, memcmp(model.data() + place, buffer.data(), buffer.size()))
+                << "row " << row << ", column " << column << ", " << count << " bytes";
         }
-    }
+        GuardedBuffer all(bitmap->Size);
+        ASSERT_EQ(size, V_GetBitmapRow(bitmap.get(), all.data(), 0, size));
+        EXPECT_TRUE(std::ranges::equal(model, all.span()));
+        V_UnlockBitmap(bitmap.get(), previous);
+    });
 }
 
 TEST_F(Rows, RefusedTransfers)
 {
     uint8_t buffer[16] = {};
-    EXPECT_EQ(ERR_NO_BITMAP, V_GetBitmapRow(nullptr, buffer, 0, 4));
-    EXPECT_EQ(ERR_NO_BITMAP, V_PutBitmapRowCol(nullptr, buffer, 0, 0, 4));
+    const auto expect = [&](int status, BitmapHandle *bitmap, void *bytes, int row, int column, int count) {
+        EXPECT_EQ(status, V_GetBitmapRowCol(bitmap, bytes, row, column, count)) << row << ", " << column;
+        EXPECT_EQ(status, V_PutBitmapRowCol(bitmap, bytes, row, column, count)) << row << ", " << column;
+        if (column == 0) {
+            EXPECT_EQ(status, V_GetBitmapRow(bitmap, bytes, row, count)) << row;
+            EXPECT_EQ(status, V_PutBitmapRow(bitmap, bytes, row, count)) << row;
+        }
+    };
     BitmapHandle empty;
     V_InitBitmap(&empty, 8, 8, 8);
-    EXPECT_EQ(ERR_NO_MEMORY, V_GetBitmapRowCol(&empty, buffer, 0, 0, 4));
-    EXPECT_EQ(ERR_NO_MEMORY, V_PutBitmapRow(&empty, buffer, 0, 4));
+    expect(ERR_NO_BITMAP, nullptr, buffer, 0, 0, 4);
+    expect(ERR_NO_MEMORY, &empty, buffer, 0, 0, 4);
     for (StorageKind kind : StorageKinds(1)) {
         SCOPED_TRACE(kind);
         const StorageScope scope(kind);
         TestBitmap bitmap(kind, 30, 4, 1);
         const BitmapHandle before = *bitmap.get();
         const int previous = V_LockBitmap(bitmap.get());
-        EXPECT_EQ(ERR_INV_PARAMETER, V_GetBitmapRow(bitmap.get(), nullptr, 0, 4));
-        EXPECT_EQ(ERR_INV_PARAMETER, V_PutBitmapRow(bitmap.get(), nullptr, 0, 4));
-        EXPECT_EQ(ERR_INV_PARAMETER, V_GetBitmapRow(bitmap.get(), buffer, 0, -1));
-        EXPECT_EQ(ERR_INV_PARAMETER, V_PutBitmapRow(bitmap.get(), buffer, 0, -1));
-        if (kind == StorageKind::Compressed) {
-            for (int column : {30, 31, 1000, -1})
-                EXPECT_EQ(ERR_INV_PARAMETER, V_GetBitmapRowCol(bitmap.get(), buffer, 0, column, 1)) << column;
-            for (int row : {4, -1, 0x7FFFFFFF})
-                EXPECT_EQ(ERR_INV_PARAMETER, V_PutBitmapRowCol(bitmap.get(), buffer, row, 0, 1)) << row;
-        }
+        expect(ERR_INV_PARAMETER, bitmap.get(), nullptr, 0, 0, 4);
+        expect(ERR_INV_PARAMETER, bitmap.get(), buffer, 0, 0, -1);
+        const POINT outside[] = {{0, 30}, {0, 1000}, {0, -1}, {4, 0}, {-1, 0}, {INT_MAX, 0}};
+        if (kind == StorageKind::Compressed)
+            for (const auto &[row, column] : outside)
+                expect(ERR_INV_PARAMETER, bitmap.get(), buffer, row, column, 1);
         V_UnlockBitmap(bitmap.get(), previous);
         EXPECT_TRUE(SameRecord(before, *bitmap.get()));
     }
@@ -175,10 +151,8 @@ TEST_F(Rows, ReadingOneBitPixelsWrapsAt65536Columns)
     for (StorageKind kind : StorageKinds(1)) {
         SCOPED_TRACE(kind);
         const StorageScope scope(kind);
-        TestBitmap bitmap(kind, 70000, 2, 1);
-        Store(bitmap.get(), Image(70000, 2, 1));
+        TestBitmap bitmap(kind, Image(70000, 2, 1));
         EXPECT_EQ(RESULT_SUCCESS, V_PutPixelColor(bitmap.get(), 1, 5, COLOR_INDEX(1)));
-        EXPECT_EQ(RGB(255, 255, 255), V_GetPixelColor(bitmap.get(), 1, 5));
         EXPECT_EQ(RGB(255, 255, 255), V_GetPixelColor(bitmap.get(), 1, 65541)) << "the pixel at column 5";
         EXPECT_EQ(RESULT_SUCCESS, V_PutPixelColor(bitmap.get(), 1, 65542, COLOR_INDEX(1)));
         EXPECT_EQ(RGB(0, 0, 0), V_GetPixelColor(bitmap.get(), 1, 65542)) << "the pixel at column 6";

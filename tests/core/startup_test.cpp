@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <utility>
 
 namespace vexo::test {
 
@@ -83,56 +84,49 @@ TEST_F(StartUp, ThreadWithoutMemoryReadsDefaultsAndChangesNothing)
 
 TEST_F(StartUp, DisplayModeStartsPaletteIndicesOver)
 {
-    WORD(&indices)[256] = CurrentThread()->paintHeader.paletteIndices;
-    const auto areReset = [&] {
-        for (int i = 0; i < 256; ++i)
-            if (indices[i] != i)
-                return false;
-        return true;
-    };
-    EXPECT_TRUE(areReset());
-    indices[5] = 0;
-    V_SetDisplayMode(0, 4); // the old mode has the value already
-    EXPECT_FALSE(areReset());
-    V_SetDisplayMode(4, 0);
-    V_SetDisplayMode(~0u, 8);
-    EXPECT_FALSE(areReset());
-    V_SetDisplayMode(0, 4); // changes no bit and resets all the same
+    WORD &index = CurrentThread()->paintHeader.paletteIndices[5];
+    const struct {
+        unsigned mask, value;
+        WORD expected;
+    } steps[] = {{0, 4, 0},   // the old mode has the value already
+                 {4, 0, 0},   // now it has not
+                 {~0u, 8, 0}, // nor is it given
+                 {0, 4, 5}};  // changes no bit and starts over all the same
+    EXPECT_EQ(5, std::exchange(index, WORD(0)));
+    for (const auto &[mask, value, expected] : steps) {
+        V_SetDisplayMode(mask, value);
+        EXPECT_EQ(expected, index);
+    }
     EXPECT_EQ(8u, V_GetDisplayMode());
-    EXPECT_TRUE(areReset());
 }
 
 TEST_F(StartUp, ServesTheCompanionLibrary)
 {
     const StorageScope scope(StorageKind::GlobalMemory);
     Random random(2);
-    const Image image = Image::Random(random, 20, 5, 8);
+    Image image = Image::Random(random, 20, 5, 8);
     TestBitmap bitmap(StorageKind::GlobalMemory, image);
     BYTE bytes[7] = {};
     const UINT_PTR block[5] = {reinterpret_cast<UINT_PTR>(bitmap.get()), reinterpret_cast<UINT_PTR>(bytes), 3, 4, 7};
     EXPECT_EQ(0, ServeCompanion(block, 0));
     EXPECT_TRUE(bitmap->Flags & FLAG_LOCKED);
     EXPECT_EQ(7, ServeCompanion(block, 2));
-    for (int i = 0; i < 7; ++i)
+    for (int i = 0; i < 7; ++i) {
         EXPECT_EQ(image.At(3, 4 + i), bytes[i]);
-    memset(bytes, 0x5A, sizeof bytes);
+        image.At(3, 4 + i) = bytes[i] = 0x5A;
+    }
     EXPECT_EQ(7, ServeCompanion(block, 3));
     EXPECT_EQ(ERR_BAD_REQUEST, ServeCompanion(block, 4));
     EXPECT_EQ(0, ServeCompanion(block, 1));
     EXPECT_FALSE(bitmap->Flags & FLAG_LOCKED);
-    Image changed = image;
-    for (int i = 0; i < 7; ++i)
-        changed.At(3, 4 + i) = 0x5A;
-    EXPECT_EQ(changed, Load(bitmap.get()));
+    EXPECT_EQ(image, Load(bitmap.get()));
 }
-
-// ---- Registration of the companion library, with stand-ins for what Win32s has in its KERNEL32 ----------------
 
 namespace {
 
+// What the stand-in for the registration of Win32s was given, and what it answers.
 struct Registration {
-    bool hasRegister, hasUnregister;
-    int result;
+    BOOL result;
     int calls;
     std::string names;
     void **entry;
@@ -143,66 +137,53 @@ Registration registration;
 BOOL WINAPI FakeRegister(HMODULE module, const char *library, const char *init, const char *thunk, void **entry, void *,
                          void *argument)
 {
-    ++registration.calls;
-    registration.names = std::string(library) + " " + init + " " + thunk;
-    registration.entry = entry;
-    registration.errorMode = SetErrorMode(0);
-    SetErrorMode(registration.errorMode);
     EXPECT_EQ(kModule, module);
     EXPECT_EQ(nullptr, argument);
+    const std::string names = std::string(library) + " " + init + " " + thunk;
+    registration = {registration.result, registration.calls + 1, names, entry, SetErrorMode(0)};
+    SetErrorMode(registration.errorMode);
     return registration.result;
 }
 
 void WINAPI FakeUnregister(HMODULE) { ADD_FAILURE() << "the companion library is never unregistered"; }
 
-ImportHook<decltype(::GetProcAddress)> *realGetProcAddress;
-
-FARPROC WINAPI FakeGetProcAddress(HMODULE module, LPCSTR name)
-{
-    const auto pointer = [](auto function) { return reinterpret_cast<FARPROC>(reinterpret_cast<void *>(function)); };
-    if (strcmp(name, "UTRegister") == 0)
-        return registration.hasRegister ? pointer(FakeRegister) : nullptr;
-    if (strcmp(name, "UTUnRegister") == 0)
-        return registration.hasUnregister ? pointer(FakeUnregister) : nullptr;
-    return realGetProcAddress->Next()(module, name);
-}
-
 } // namespace
 
 TEST_F(StartUp, RegistersTheCompanionLibrary)
 {
-    ImportHook<decltype(::GetProcAddress)> hook("kernel32.dll", "GetProcAddress", FakeGetProcAddress);
-    realGetProcAddress = &hook;
+    int variant = 0;
+    const auto hook = Replace<decltype(::GetProcAddress)>(
+        "kernel32.dll", "GetProcAddress", [&](auto next, HMODULE module, LPCSTR name) {
+            if (strcmp(name, "UTRegister") == 0)
+                return variant & 1 ? reinterpret_cast<FARPROC>(reinterpret_cast<void *>(FakeRegister)) : nullptr;
+            if (strcmp(name, "UTUnRegister") == 0)
+                return variant & 2 ? reinterpret_cast<FARPROC>(reinterpret_cast<void *>(FakeUnregister)) : nullptr;
+            return next(module, name);
+        });
     const UINT errorMode = SetErrorMode(SEM_NOALIGNMENTFAULTEXCEPT);
-    for (int variant = 0; variant < 8; ++variant) {
-        registration = {};
-        registration.hasRegister = variant & 1;
-        registration.hasUnregister = variant & 2;
-        registration.result = variant & 4;
+    for (; variant < 8; ++variant) {
+        registration = {variant & 4, 0, {}, nullptr, 0};
         EXPECT_EQ(variant == 7, RegisterCompanion(kModule));
         EXPECT_EQ((variant & 3) == 3 ? 1 : 0, registration.calls);
-        const UINT left = SetErrorMode(SEM_NOALIGNMENTFAULTEXCEPT);
-        EXPECT_EQ(UINT(SEM_NOALIGNMENTFAULTEXCEPT), left);
+        EXPECT_EQ(UINT(SEM_NOALIGNMENTFAULTEXCEPT), SetErrorMode(SEM_NOALIGNMENTFAULTEXCEPT));
     }
     EXPECT_EQ("VXTHK70W.DLL UTInit UTProc", registration.names);
     EXPECT_EQ(&process.thunkEntry, registration.entry);
     EXPECT_EQ(UINT(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX), registration.errorMode & ~4u);
 
     // The last process to leave registers once more.
-    for (LONG others : {0, 1}) {
-        ThreadSettings *block = CurrentThread();
-        const Process attached = process;
+    variant = 7;
+    const Process attached = process;
+    for (const LONG others : {0, 1}) {
+        registration.calls = 0;
+        process = {};
         process.processCount = 1 + others;
         process.thunkRegistered = true;
-        registration.calls = 0;
         process.tlsIndex = TlsAlloc();
-        for (HBRUSH &brush : process.frameBrushes)
-            brush = nullptr;
         DetachProcess(kModule);
         EXPECT_EQ(others ? 0 : 1, registration.calls);
-        process = attached;
-        EXPECT_EQ(block, CurrentThread());
     }
+    process = attached;
     SetErrorMode(errorMode);
 }
 

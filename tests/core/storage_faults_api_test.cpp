@@ -24,7 +24,9 @@ void ExpectWholeOrUntouched(const FaultInjector &faults, int status, BitmapHandl
 {
     if (status != RESULT_SUCCESS) {
         EXPECT_TRUE(faults.struck()) << status;
-        EXPECT_TRUE(status == ERR_NO_MEMORY || status == ERR_FILE_WRITE) << status;
+        EXPECT_TRUE(status == ERR_NO_MEMORY || status == ERR_FILE_READ || status == ERR_FILE_WRITE ||
+                    status == ERR_FILE_SEEK)
+            << status;
         EXPECT_TRUE(SameRecord(before, record)) << Describe(before) << "\n" << Describe(record);
         return;
     }
@@ -66,6 +68,10 @@ TEST_F(StorageFaults, NewBitmaps)
             check(rubbish, [&](auto *made) {
                 return V_DupBitmapNewDim(made, source.get(), 50, 20, bits, DUP_ALLOCATE | DUP_PALETTE | DUP_REGION);
             });
+            const BitmapHandle none = {};
+            check(none, [&](auto *made) { return V_CopyBitmap(made, source.get()); });
+            check(none, [&](auto *made) { return V_CopyBitmapRect(made, source.get(), 3, -1, 30, 5); });
+            check(none, [&](auto *made) { return V_GetBitmapAlpha(source.get(), made); });
         },
         kDepths);
 }
