@@ -7,8 +7,7 @@
 #include "tests/support/page_heap.h"
 #include "tests/support/regions.h"
 
-#include <algorithm>
-#include <optional>
+#include <array>
 
 namespace vexo::test {
 
@@ -38,6 +37,11 @@ protected:
         EXPECT_EQ(RESULT_SUCCESS, V_GetPlaybackState(m_playback, &again));
         EXPECT_EQ(state, again);
         return state;
+    }
+    void ExpectSteps(std::initializer_list<unsigned> states)
+    {
+        for (const unsigned state : states)
+            EXPECT_EQ(state, Step());
     }
     int Index()
     {
@@ -88,8 +92,6 @@ BitmapHandle MakeFrame(int width, int height, int bits, unsigned delay, unsigned
     return frame;
 }
 
-std::vector<unsigned> Sequence(std::initializer_list<unsigned> states) { return states; }
-
 } // namespace
 
 // ---- The states -----------------------------------------------------------------------------------------------
@@ -103,30 +105,23 @@ TEST_F(Playback, WaitsAreLeftByTimeAndByInput)
     AddFrame(MakeFrame(8, 8, 8, 100, 0));
     AddFrame(MakeFrame(8, 8, 8, 100, FLAG_WAIT_INPUT));
     now = 0xFFFFFFF0; // the counter wraps on the way
-    std::vector<unsigned> states;
-    while (states.empty() || states.back() != PB_STATE_AWAIT_INPUT)
-        states.push_back(Step());
-    EXPECT_EQ(Sequence({1, 2, 4, 8, 9, 2, 4, 5}), states);
-    EXPECT_EQ(PB_STATE_AWAIT_INPUT, Step());
+    ExpectSteps({1, 2, 4, 8, 9, 2, 4, PB_STATE_AWAIT_INPUT, PB_STATE_AWAIT_INPUT});
     EXPECT_EQ(0u, Delay());
     EXPECT_EQ(RESULT_SUCCESS, V_CancelPlaybackWait(m_playback));
-    for (unsigned state : Sequence({9, 2, 4, 6, 6}))
-        EXPECT_EQ(state, Step());
+    ExpectSteps({9, 2, 4, 6, 6});
     EXPECT_EQ(2, Index());
     now += 99;
     EXPECT_EQ(1u, Delay());
-    EXPECT_EQ(PB_STATE_AWAIT_DELAY, Step());
+    ExpectSteps({PB_STATE_AWAIT_DELAY});
     now += 1;
     EXPECT_EQ(0u, Delay());
-    for (unsigned state : Sequence({8, 9, 2, 4, 7}))
-        EXPECT_EQ(state, Step());
+    ExpectSteps({8, 9, 2, 4, 7});
     now += 500;
     EXPECT_EQ(0u, Delay());
-    for (unsigned state : Sequence({8, 9, 10, 2}))
-        EXPECT_EQ(state, Step());
+    ExpectSteps({8, 9, 10, 2});
     EXPECT_EQ(0, Index()) << "the animation starts over";
     EXPECT_EQ(RESULT_SUCCESS, V_CancelPlaybackWait(m_playback));
-    EXPECT_EQ(PB_STATE_DRAWN, Step()) << "there was no wait to cancel";
+    ExpectSteps({PB_STATE_DRAWN}); // there was no wait to cancel
 }
 
 TEST_F(Playback, IndexChangesReplayWithoutWaiting)
@@ -140,28 +135,25 @@ TEST_F(Playback, IndexChangesReplayWithoutWaiting)
         V_FillBitmap(&frame, COLOR_INDEX(10 + i));
         AddFrame(frame);
     }
-    const auto pixels = [&] {
-        std::vector<int> indices;
+    const auto expectPixels = [&](std::array<uint8_t, 4> expected) {
         uint8_t row[8];
         V_GetBitmapRow(canvas.get(), row, 7, 8);
-        for (int i = 0; i < 8; i += 2)
-            indices.push_back(row[i]);
-        return indices;
+        EXPECT_EQ(expected, (std::array{row[0], row[2], row[4], row[6]}));
     };
     EXPECT_EQ(RESULT_SUCCESS, V_SetPlaybackIndex(m_playback, 3));
-    EXPECT_EQ((std::vector{10, 11, 12, 1}), pixels()) << "the next step draws the frame";
-    EXPECT_EQ(PB_STATE_DRAWN, Step());
-    EXPECT_EQ((std::vector{10, 11, 12, 13}), pixels());
+    expectPixels({10, 11, 12, 1}); // the next step draws the frame
+    ExpectSteps({PB_STATE_DRAWN});
+    expectPixels({10, 11, 12, 13});
     EXPECT_EQ(RESULT_SUCCESS, V_SetPlaybackIndex(m_playback, 1));
-    EXPECT_EQ((std::vector{10, 1, 1, 1}), pixels());
+    expectPixels({10, 1, 1, 1});
     EXPECT_EQ(1, Index());
     EXPECT_EQ(RESULT_SUCCESS, V_SetPlaybackIndex(m_playback, 4));
-    EXPECT_EQ((std::vector{10, 11, 12, 13}), pixels());
+    expectPixels({10, 11, 12, 13});
     EXPECT_EQ(RESULT_SUCCESS, V_SetPlaybackIndex(m_playback, -1));
-    EXPECT_EQ(PB_STATE_CLEARED, Step());
-    EXPECT_EQ((std::vector{1, 1, 1, 1}), pixels());
-    EXPECT_EQ(ERR_INV_PARAMETER, V_SetPlaybackIndex(m_playback, 5));
-    EXPECT_EQ(ERR_INV_PARAMETER, V_SetPlaybackIndex(m_playback, -2));
+    ExpectSteps({PB_STATE_CLEARED});
+    expectPixels({1, 1, 1, 1});
+    for (const int refused : {5, -2})
+        EXPECT_EQ(ERR_INV_PARAMETER, V_SetPlaybackIndex(m_playback, refused));
 }
 
 TEST_F(Playback, HoldsWhileRowsArrive)
@@ -170,34 +162,31 @@ TEST_F(Playback, HoldsWhileRowsArrive)
     Create(canvas.get());
     BitmapHandle frame = MakeFrame(8, 20, 8, 0, 0);
     ASSERT_EQ(RESULT_SUCCESS, V_AppendPlayback(m_playback, &frame));
-    for (unsigned state : Sequence({1, 2, 3, 3}))
-        EXPECT_EQ(state, Step());
+    ExpectSteps({1, 2, 3, 3});
     V_ValidatePlaybackLines(m_playback, -5, 8); // 0 to 2
     V_ValidatePlaybackLines(m_playback, 1, 3);  // 1 and 2 again, 3
     V_ValidatePlaybackLines(m_playback, 5, INT_MAX);
     V_ValidatePlaybackLines(m_playback, INT_MAX, INT_MAX);
     V_ValidatePlaybackLines(m_playback, 4, -1);
-    EXPECT_EQ(PB_STATE_AWAIT_ROWS, Step()) << "row 4 is missing";
+    ExpectSteps({PB_STATE_AWAIT_ROWS}); // row 4 is missing
     V_ValidatePlaybackLines(m_playback, 4, 1);
-    for (unsigned state : Sequence({4, 8, 9, 10}))
-        EXPECT_EQ(state, Step());
+    ExpectSteps({4, 8, 9, 10});
     EXPECT_EQ(RESULT_SUCCESS, V_ValidatePlaybackLines(m_playback, 0, 5)) << "nothing is missing";
 
     // Behind the end playback goes on with the new frame; a later one ends the wait.
     frame = MakeFrame(8, 20, 8, 0, 0);
     ASSERT_EQ(RESULT_SUCCESS, V_AppendPlayback(m_playback, &frame));
-    EXPECT_EQ(PB_STATE_AWAIT_ROWS, Step());
+    ExpectSteps({PB_STATE_AWAIT_ROWS});
     EXPECT_EQ(1, Index());
     BitmapHandle last = MakeFrame(8, 20, 8, 0, 0);
     ForEachFault(kFaultMemory, [&](FaultInjector &faults) {
-        unsigned before, after;
-        V_GetBitmapListCount(m_list, &before);
+        unsigned count;
         const int status = faults.Run([&] { return V_AppendPlayback(m_playback, &last); });
-        V_GetBitmapListCount(m_list, &after);
+        V_GetBitmapListCount(m_list, &count);
         EXPECT_EQ(faults.struck() ? ERR_NO_MEMORY : RESULT_SUCCESS, status);
-        EXPECT_EQ(before + (faults.struck() ? 0 : 1), after);
+        EXPECT_EQ(faults.struck() ? 2u : 3u, count);
     });
-    EXPECT_EQ(PB_STATE_DRAWN, Step());
+    ExpectSteps({PB_STATE_DRAWN});
 }
 
 TEST_F(Playback, BadArguments)
@@ -239,7 +228,6 @@ struct Plain {
     std::vector<COLORREF> colors;
 
     COLORREF &At(int x, int y) { return colors[size_t(y) * size_t(width) + size_t(x)]; }
-    COLORREF At(int x, int y) const { return colors[size_t(y) * size_t(width) + size_t(x)]; }
 };
 
 Plain PlainOf(BitmapHandle *bitmap) { return {bitmap->Width, bitmap->Height, ColorsFromTop(bitmap)}; }
@@ -263,12 +251,10 @@ Plain ShownOf(BitmapHandle *frame)
 
 class Compositor {
 public:
-    explicit Compositor(BitmapHandle *canvas) : m_canvas(canvas), m_mask(RegionMask(canvas)), m_plain(PlainOf(canvas))
+    explicit Compositor(BitmapHandle *canvas)
+        : m_canvas(canvas), m_mask(RegionMask(canvas)), m_plain(PlainOf(canvas)), m_saved(m_plain),
+          m_colors(PaletteOf(*canvas))
     {
-        m_colors.resize(size_t(canvas->ColorCount));
-        if (!m_colors.empty())
-            V_GetBitmapColors(canvas, 0, canvas->ColorCount, m_colors.data());
-        m_saved = m_plain;
     }
 
     void Clear() { FillRect(0, 0, m_plain.width, m_plain.height, true); }
@@ -276,7 +262,7 @@ public:
     void Draw(BitmapHandle *frame)
     {
         m_saved = m_plain;
-        const Plain colors = PlainOf(frame), shown = ShownOf(frame);
+        Plain colors = PlainOf(frame), shown = ShownOf(frame);
         for (int y = 0; y < frame->Height; ++y)
             for (int x = 0; x < frame->Width; ++x)
                 if (shown.At(x, y) && IsIn(frame->AnimLeft + x, frame->AnimTop + y, true))
@@ -303,20 +289,22 @@ private:
     void FillRect(int left, int top, int width, int height, bool inRegion)
     {
         const COLORREF background = m_canvas->AnimBackground;
-        const RGBQUAD quad = m_colors.empty() ? RGBQUAD{} : m_colors[background & 0xFF];
+        const COLORREF filled = m_colors.empty() ? background : ColorAt(int(background & 0xFF));
         for (int y = top; y < top + height; ++y)
             for (int x = left; x < left + width; ++x)
                 if (IsIn(x, y, inRegion))
-                    m_plain.At(x, y) = m_colors.empty() ? background : RGB(quad.rgbRed, quad.rgbGreen, quad.rgbBlue);
+                    m_plain.At(x, y) = filled;
+    }
+    COLORREF ColorAt(int index) const
+    {
+        const RGBQUAD &quad = m_colors[size_t(index)];
+        return RGB(quad.rgbRed, quad.rgbGreen, quad.rgbBlue);
     }
     COLORREF Nearest(COLORREF color) const
     {
-        if (m_colors.empty())
-            return color;
-        const int index = V_FindPaletteIndex(m_colors.data(), int(m_colors.size()), GetRValue(color), GetGValue(color),
-                                             GetBValue(color));
-        const RGBQUAD &quad = m_colors[size_t(index)];
-        return RGB(quad.rgbRed, quad.rgbGreen, quad.rgbBlue);
+        return m_colors.empty() ? color
+                                : ColorAt(V_FindPaletteIndex(m_colors.data(), int(m_colors.size()), GetRValue(color),
+                                                             GetGValue(color), GetBValue(color)));
     }
 
     BitmapHandle *m_canvas;
