@@ -321,11 +321,10 @@ BitmapHandle RandomFrame(Random &random, const BitmapHandle &canvas, const std::
     const int bits = isAlike ? canvas.BitsPerPixel : kDepths[random.Below(4)];
     const Image image = Image::RandomRuns(random, random.Between(1, 40), random.Between(1, 12), bits);
     BitmapHandle frame;
-    EXPECT_EQ(RESULT_SUCCESS,
-              V_CreateBitmap(&frame, STORAGE_MEMORY | (random.OneIn(2) ? STORAGE_COMPRESSED : 0), image.width,
-                             image.height, bits, random.OneIn(4) ? COLOR_ORDER_RGB : COLOR_ORDER_BGR,
-                             isAlike && !palette.empty() ? palette.data() : nullptr,
-                             random.OneIn(2) ? ORIENT_BOTTOM_UP : ORIENT_TOP_DOWN));
+    const int type = STORAGE_MEMORY | (random.OneIn(2) ? STORAGE_COMPRESSED : 0);
+    EXPECT_EQ(RESULT_SUCCESS, V_CreateBitmap(&frame, type, image.width, image.height, bits, random.Below(2),
+                                             isAlike && !palette.empty() ? palette.data() : nullptr,
+                                             random.OneIn(2) ? ORIENT_BOTTOM_UP : ORIENT_TOP_DOWN));
     Store(&frame, image);
     frame.AnimLeft = random.Between(-10, canvas.Width);
     frame.AnimTop = random.Between(-8, canvas.Height);
@@ -368,11 +367,9 @@ TEST_F(Playback, ComposesLikeAPlainCompositor)
     for (int round = 0; round < 60 && !HasFailure(); ++round) {
         SCOPED_TRACE(round);
         const int bits = kDepths[round % 4];
-        BitmapOptions options;
-        options.orientation = random.OneIn(2) ? ORIENT_BOTTOM_UP : ORIENT_TOP_DOWN;
-        options.colorOrder = bits == 24 && random.OneIn(3) ? COLOR_ORDER_RGB : COLOR_ORDER_BGR;
-        if (bits <= 8 && random.OneIn(2))
-            options.palette = RandomPalette(random, 1 << bits);
+        BitmapOptions options = RandomOptions(random, bits);
+        if (random.OneIn(2))
+            options.palette.clear();
         const StorageKind kind = bits == 1 && random.OneIn(2) ? StorageKind::Compressed : StorageKind::PageFile;
         TestBitmap canvas(kind, Image::Random(random, random.Between(1, 50), random.Between(1, 20), bits), options);
         canvas->AnimBackground = bits <= 8 ? COLOR_INDEX(random.Below(1 << bits)) : COLORREF(random.Below(1 << 24));

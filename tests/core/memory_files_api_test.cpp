@@ -48,20 +48,6 @@ TEST_F(Memory, BlocksKeepTheirContents)
     EXPECT_EQ(0, V_OsFree(nullptr));
 }
 
-TEST_F(Memory, BlocksAreMovableAndShared)
-{
-    UINT allocFlags = 0;
-    const auto spy =
-        Replace<decltype(::GlobalAlloc)>("kernel32.dll", "GlobalAlloc", [&](auto next, UINT flags, SIZE_T size) {
-            allocFlags = flags;
-            return next(flags, size);
-        });
-    for (const int isZeroed : {0, -1}) {
-        V_OsFree(V_OsAllocInit(10, isZeroed));
-        EXPECT_EQ(isZeroed ? 0x2042u : 0x2002u, allocFlags);
-    }
-}
-
 TEST_F(Memory, FailuresGiveNull)
 {
     if (sizeof(void *) == 4) // a 64-bit process may well get as much

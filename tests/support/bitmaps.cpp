@@ -36,12 +36,6 @@ std::vector<StorageKind> StorageKinds(int bits)
     return kinds;
 }
 
-StorageKind RandomKind(Random &random, int bits)
-{
-    const std::vector<StorageKind> kinds = StorageKinds(bits);
-    return kinds[size_t(random.Below(int(kinds.size())))];
-}
-
 int MemoryType(StorageKind kind)
 {
     switch (kind) {
@@ -52,10 +46,10 @@ int MemoryType(StorageKind kind)
     }
 }
 
-const char *NameOf(StorageKind kind)
+std::ostream &operator<<(std::ostream &out, StorageKind kind)
 {
     constexpr const char *kNames[] = {"PageFile", "Compressed", "GlobalMemory", "TemporaryFile"};
-    return kNames[int(kind)];
+    return out << kNames[int(kind)];
 }
 
 StorageScope::StorageScope(StorageKind kind)
@@ -169,11 +163,8 @@ std::vector<uint8_t> Image::PackedRows() const
 
 void PrintTo(const Image &image, std::ostream *out)
 {
-    *out << image.width << " x " << image.height << " pixels of " << image.bits << " bits";
-    if (image.pixels.size() > 256)
-        return;
-    *out << std::hex;
-    for (size_t i = 0; i < image.pixels.size(); ++i)
+    *out << image.width << " x " << image.height << " pixels of " << image.bits << " bits" << std::hex;
+    for (size_t i = 0; i < image.pixels.size() && image.pixels.size() <= 256; ++i)
         *out << (i % size_t(image.width) ? " " : "\n  ") << image.pixels[i];
     *out << std::dec;
 }

@@ -28,10 +28,7 @@ bool IsAvailable(StorageKind kind, int bits);
 std::vector<StorageKind> StorageKinds(int bits);
 // The memory type that asks for a kind.
 int MemoryType(StorageKind kind);
-const char *NameOf(StorageKind kind);
-inline std::ostream &operator<<(std::ostream &out, StorageKind kind) { return out << NameOf(kind); }
-
-StorageKind RandomKind(Random &random, int bits);
+std::ostream &operator<<(std::ostream &out, StorageKind kind);
 
 // The environment that a kind of storage needs. It must be there from the making of a bitmap until it is freed.
 class StorageScope {
