@@ -122,6 +122,16 @@ TEST_F(KeptStorage, ServesOneBitmapAtATime)
     V_FreeBitmap(&third);
 }
 
+TEST_F(KeptStorage, ServesWithTheSmallestThatFits)
+{
+    BitmapHandle large = OfBytes(kMegabyte * 9 / 8), small = OfBytes(kMegabyte);
+    V_FreeBitmap(&small);
+    V_FreeBitmap(&large);
+    BitmapHandle record = OfBytes(kMegabyte);
+    EXPECT_EQ(small.Data, record.Data);
+    V_FreeBitmap(&record);
+}
+
 TEST_F(KeptStorage, BelongsToTheThreadThatFreed)
 {
     BitmapHandle record = OfBytes(kMegabyte);

@@ -71,7 +71,7 @@ protected:
 TEST_F(Pool, RefusesWhatNoPoolHolds)
 {
     const uint32_t block = Allocate(16348), size = m_pool->size; // a full pool
-    for (const uint32_t bytes : {0xFFFFC000u, 0xFFFFFFFEu, 0xFFFFFFFFu}) {
+    for (const uint32_t bytes : {0xFFFFBFFCu, 0xFFFFC000u, 0xFFFFFFFFu}) {
         EXPECT_EQ(0u, Allocate(bytes));
         EXPECT_EQ(0u, Resize(block, bytes));
     }

@@ -24,13 +24,17 @@ Image RandomRow(Random &random, int width, int longest)
     return row;
 }
 
+// By the plain kernel and by those in use.
 void ExpectExpansion(const Image &row, const Runs &runs, int start, int count)
 {
-    GuardedBuffer input(runs.size() * sizeof(WORD)), output((size_t(count) + 7) / 8);
+    GuardedBuffer input(runs.size() * sizeof(WORD));
+    GuardedBuffer plain((size_t(count) + 7) / 8), output(plain.size());
     memcpy(input.data(), runs.data(), input.size());
+    plainRunKernels.expandRuns(input.as<WORD>(), plain.data(), start, count);
     EXPECT_EQ(1, V_ExpandRow(input.as<WORD>(), output.data(), start, count));
-    EXPECT_TRUE(std::ranges::equal(BitsOf(row, 0, start, count), output.span()))
-        << "from " << start << ", " << count << " pixels";
+    const std::vector<uint8_t> expected = BitsOf(row, 0, start, count);
+    EXPECT_TRUE(std::ranges::equal(expected, plain.span())) << "from " << start << ", " << count << " pixels";
+    EXPECT_TRUE(std::ranges::equal(expected, output.span())) << "from " << start << ", " << count << " pixels";
 }
 
 class RunCoding : public KernelTest<SelectRunKernels> {
