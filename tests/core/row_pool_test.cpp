@@ -9,6 +9,7 @@
 #include <cstring>
 #include <map>
 #include <set>
+#include <span>
 #include <tuple>
 #include <vector>
 
@@ -114,7 +115,8 @@ TEST_F(Pool, KeepsContentsUnderRandomUse)
         ASSERT_TRUE(std::ranges::equal(used, model, {}, {}, [](const auto &entry) { return entry.first; }));
     }
     for (const auto &[block, bytes] : model) {
-        EXPECT_EQ(0, memcmp(bytes.data(), BlockData(m_pool, block), bytes.size()));
+        EXPECT_TRUE(
+            std::ranges::equal(bytes, std::span(static_cast<uint8_t *>(BlockData(m_pool, block)), bytes.size())));
         FreeBlock(m_pool, block);
     }
     EXPECT_TRUE(CheckLinks(m_pool).empty());
