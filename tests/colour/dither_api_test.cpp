@@ -1,4 +1,4 @@
-// The dithering interface: what it refuses, and small cases by hand.
+// The dithering interface: what it refuses, and when a run ends.
 #include "tests/support/bitmaps.h"
 #include "tests/support/library_test.h"
 
@@ -50,25 +50,6 @@ TEST_F(DitherInterface, EndsWithTheBitmapItRunsOn)
         ASSERT_EQ(RESULT_SUCCESS, replace(bitmap.get()));
         EXPECT_EQ(ERR_INV_PARAMETER, V_DitherLine(bitmap.get(), source, row));
     }
-}
-
-TEST_F(DitherInterface, ChoosesDepthsAndBrightnessAsDocumented)
-{
-    BitmapHandle bitmap;
-    V_InitBitmap(&bitmap, 4, 1, 24);
-    bitmap.DitherMode = DITHER_NONE;
-    const uint8_t source[12] = {127, 127, 127, 128, 128, 128, 0, 255, 0, 255, 0, 255};
-    uint8_t row[2] = {0xFF, 0xFF};
-    ASSERT_EQ(RESULT_SUCCESS, V_StartDithering(&bitmap, V_IntGetFixedPalette(1), 2));
-    ASSERT_EQ(RESULT_SUCCESS, V_DitherLine(&bitmap, source, row));
-    EXPECT_EQ(0x60, row[0]); // luminances 127, 128, 159, 96; bits behind the pixels are 0
-    EXPECT_EQ(0xFF, row[1]);
-    const RGBQUAD palette[3] = {{0, 250, 0, 0}, {130, 130, 130, 0}, {250, 0, 250, 0}};
-    ASSERT_EQ(RESULT_SUCCESS, V_StartDithering(&bitmap, palette, 3)); // two bits
-    ASSERT_EQ(RESULT_SUCCESS, V_DitherLine(&bitmap, source, row));
-    EXPECT_EQ(0x52, row[0]);
-    EXPECT_EQ(0xFF, row[1]);
-    V_StopDithering(&bitmap);
 }
 
 } // namespace vexo::test

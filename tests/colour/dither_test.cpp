@@ -4,6 +4,7 @@
 #include "colour/dither_engine.h"
 #include "colour/fixed_palettes.h"
 #include "colour/pixel_kernels.h"
+#include "tests/colour/threshold_matrices.h"
 #include "tests/support/bitmaps.h"
 #include "tests/support/faults.h"
 #include "tests/support/library_test.h"
@@ -38,16 +39,6 @@ constexpr Filter kFilters[] = {
     {200, {{0, 0, 0, 0, 0, 32, 0}, {12, 0, 26, 0, 30, 0, 16}, {0, 12, 0, 26, 0, 12, 0}, {5, 0, 12, 0, 12, 0, 5}}},
     {48, {{0, 0, 0, 0, 7, 5, 0}, {0, 3, 5, 7, 5, 3, 0}, {0, 1, 3, 5, 3, 1, 0}}},
 };
-
-constexpr int kDispersed[64] = {0,  128, 32, 160, 8,  136, 40, 168, 192, 64,  224, 96,  200, 72,  232, 104,
-                                48, 176, 16, 144, 56, 184, 24, 152, 236, 112, 208, 80,  244, 120, 216, 88,
-                                12, 140, 44, 172, 4,  132, 36, 164, 204, 76,  232, 108, 196, 68,  228, 100,
-                                60, 188, 28, 156, 52, 180, 20, 148, 248, 124, 220, 92,  240, 116, 212, 84};
-constexpr int kClustered[64] = {112, 40,  72,  104, 144, 176, 208, 136, 88,  8,   16,  48,  192, 232, 240, 168,
-                                56,  24,  0,   80,  160, 224, 248, 200, 96,  64,  32,  120, 128, 216, 184, 152,
-                                148, 180, 212, 140, 116, 44,  76,  108, 196, 236, 244, 172, 92,  12,  20,  52,
-                                164, 228, 252, 204, 60,  28,  4,   84,  132, 220, 188, 156, 100, 68,  36,  124};
-int MatrixValue(int method, int row, int x) { return (method == 8 ? kClustered : kDispersed)[(row & 7) * 8 + (x & 7)]; }
 
 // A target palette with the rule of its class.
 struct Target {
@@ -150,7 +141,7 @@ std::vector<int> DitherModel(int method, Target &target, const Picture &picture)
             const size_t at = size_t(y) * size_t(width) + size_t(x);
             Color color = picture.pixels[at];
             if (method >= 7) {
-                indices[at] = target.OrderedIndex(color, MatrixValue(method, y, x));
+                indices[at] = target.OrderedIndex(color, Threshold(method == 8, y, x));
                 continue;
             }
             const Filter &filter = kFilters[method];
@@ -372,7 +363,7 @@ std::vector<int> SegmentModel(int method, Target &target, const Source &source, 
     for (int x = first; x < end; ++x) {
         Color color = source.ColorAt(row, x);
         if (method >= 7) {
-            indices.push_back(target.OrderedIndex(color, MatrixValue(method, row, x + phase)));
+            indices.push_back(target.OrderedIndex(color, Threshold(method == 8, row, x + phase)));
             continue;
         }
         for (int part = 0; part < 3; ++part)

@@ -1,4 +1,5 @@
 // Gray scale and halftone in place, pixel by pixel against the colours that the bitmap showed before.
+#include "tests/colour/threshold_matrices.h"
 #include "tests/support/library_test.h"
 #include "tests/support/regions.h"
 #include "tests/support/status_recorder.h"
@@ -21,35 +22,6 @@ int Replace(BitmapHandle *bitmap, Result result)
     case Result::Dispersed: return V_HalfToneBitmap(bitmap, HALFTONE_DISPERSED);
     default: return V_HalfToneBitmapExt(bitmap, HALFTONE_DISPERSED, kPair, 0);
     }
-}
-
-// The thresholds by rule: the dispersed ones are bits of row and column woven together, times four, but for five cells;
-// the clustered ones are printed in quarters, two of which repeat one up.
-int Threshold(Result result, int row, int x)
-{
-    row &= 7, x &= 7;
-    if (result == Result::Clustered) {
-        constexpr int kA[4][4] = {{112, 40, 72, 104}, {88, 8, 16, 48}, {56, 24, 0, 80}, {96, 64, 32, 120}};
-        constexpr int kB[4][4] = {
-            {144, 176, 208, 136}, {192, 232, 240, 168}, {160, 224, 248, 200}, {128, 216, 184, 152}};
-        constexpr int kLowerB[4][4] = {
-            {148, 180, 212, 140}, {196, 236, 244, 172}, {164, 228, 252, 204}, {132, 220, 188, 156}};
-        if (row < 4)
-            return x < 4 ? kA[row][x] : kB[row][x - 4];
-        return x < 4 ? kLowerB[row - 4][x] : kA[row - 4][x - 4] + 4;
-    }
-    struct Cell {
-        int row, x, value;
-    };
-    for (const Cell &cell : {Cell{3, 0, 236}, {3, 4, 244}, {5, 2, 232}, {7, 0, 248}, {7, 4, 240}})
-        if (cell.row == row && cell.x == x)
-            return cell.value;
-    int value = 0;
-    for (int bit = 0; bit < 3; ++bit) {
-        const int r = row >> bit & 1, c = x >> bit & 1;
-        value = value << 2 | (r ^ c) << 1 | r;
-    }
-    return value * 4;
 }
 
 } // namespace
@@ -93,7 +65,8 @@ TEST_F(GrayHalftone, PixelsFollowLuminanceForEveryFormat)
             for (int y = 0; y < height; ++y)
                 for (int x = 0; x < width; ++x) {
                     const int luminance = luminances[size_t(y * width + x)];
-                    const int expected = what == Result::Gray ? luminance : luminance > Threshold(what, y, x);
+                    const int expected =
+                        what == Result::Gray ? luminance : luminance > Threshold(what == Result::Clustered, y, x);
                     ASSERT_EQ(uint32_t(expected), result.At(y, x)) << "row " << y << ", column " << x;
                 }
         });

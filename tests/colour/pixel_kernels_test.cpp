@@ -27,46 +27,46 @@ constexpr struct Table {
 
 constexpr uint8_t kThresholds[8] = {0, 128, 255, 31, 200, 64, 99, 254};
 
-template <auto Member>
-void Swap(const PixelKernels &kernels, uint8_t *output, const uint8_t *input, size_t count, size_t bytes)
+// Kernels from one buffer to another, with what they need besides.
+template <auto Member, auto... More>
+void Convert(const PixelKernels &kernels, uint8_t *output, const uint8_t *input, size_t count)
 {
-    std::copy(input, input + count * bytes, output);
+    (kernels.*Member)(output, input, count, More...);
+}
+
+// Those that work in place.
+template <auto Member, size_t Bytes>
+void Swap(const PixelKernels &kernels, uint8_t *output, const uint8_t *input, size_t count)
+{
+    std::copy(input, input + count * Bytes, output);
     (kernels.*Member)(output, count);
 }
 
+using K = PixelKernels;
 const Kernel kKernels[] = {
-    {"unpack16", 2, 4, false,
-     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.unpack16(out, in, n, false); }},
-    {"unpack16 swapped", 2, 4, false,
-     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.unpack16(out, in, n, true); }},
-    {"unpack24", 3, 4, false,
-     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.unpack24(out, in, n, false); }},
-    {"unpack24 swapped", 3, 4, false,
-     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.unpack24(out, in, n, true); }},
-    {"lookUp", 1, 4, false,
-     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.lookUp(out, in, n, kTable.quads); }},
-    {"pack16", 4, 2, true, [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.pack16(out, in, n); }},
-    {"pack24", 4, 3, true, [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.pack24(out, in, n); }},
-    {"luminance", 4, 1, true, [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.luminance(out, in, n); }},
+    {"unpack16", 2, 4, false, Convert<&K::unpack16, false>},
+    {"unpack16 swapped", 2, 4, false, Convert<&K::unpack16, true>},
+    {"unpack24", 3, 4, false, Convert<&K::unpack24, false>},
+    {"unpack24 swapped", 3, 4, false, Convert<&K::unpack24, true>},
+    {"lookUp", 1, 4, false, [](auto &k, auto *out, auto *in, size_t n) { k.lookUp(out, in, n, kTable.quads); }},
+    {"pack16", 4, 2, true, Convert<&K::pack16>},
+    {"pack24", 4, 3, true, Convert<&K::pack24>},
+    {"luminance", 4, 1, true, Convert<&K::luminance>},
     // Eight levels a byte; the test counts bytes.
-    {"threshold", 8, 1, true,
-     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.threshold(out, in, 8 * n, kThresholds); }},
+    {"threshold", 8, 1, true, [](auto &k, auto *out, auto *in, size_t n) { k.threshold(out, in, 8 * n, kThresholds); }},
     {"threshold short", 7, 1, true,
-     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) {
+     [](auto &k, auto *out, auto *in, size_t n) {
          if (n > 0)
              k.threshold(out, in, 7 * n, kThresholds);
          std::fill(out + (7 * n + 7) / 8, out + n, uint8_t(0));
      }},
-    {"hsvFromBgr", 3, 3, true, [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.hsvFromBgr(out, in, n); }},
-    {"bgrFromHsv", 3, 3, true, [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.bgrFromHsv(out, in, n); }},
-    {"yuvFromBgr", 3, 6, false, [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.yuvFromBgr(out, in, n); }},
-    {"cmykFromBgr", 3, 4, false, [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { k.cmykFromBgr(out, in, n); }},
-    {"swap16", 2, 2, true,
-     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { Swap<&PixelKernels::swap16>(k, out, in, n, 2); }},
-    {"swap24", 3, 3, true,
-     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { Swap<&PixelKernels::swap24>(k, out, in, n, 3); }},
-    {"swap32", 4, 4, true,
-     [](auto &k, uint8_t *out, const uint8_t *in, size_t n) { Swap<&PixelKernels::swap32>(k, out, in, n, 4); }},
+    {"hsvFromBgr", 3, 3, true, Convert<&K::hsvFromBgr>},
+    {"bgrFromHsv", 3, 3, true, Convert<&K::bgrFromHsv>},
+    {"yuvFromBgr", 3, 6, false, Convert<&K::yuvFromBgr>},
+    {"cmykFromBgr", 3, 4, false, Convert<&K::cmykFromBgr>},
+    {"swap16", 2, 2, true, Swap<&K::swap16, 2>},
+    {"swap24", 3, 3, true, Swap<&K::swap24, 3>},
+    {"swap32", 4, 4, true, Swap<&K::swap32, 4>},
 };
 
 } // namespace
