@@ -172,18 +172,16 @@ TEST_F(Combine, WordsWithoutASourceWriteTheClippedRectangle)
     Random random(73);
     for (int bits : kAllDepths) {
         const Image image = Image::Random(random, 33, 5, bits);
-        const uint32_t all = bits == 32 ? ~0u : (1u << bits) - 1;
         TestBitmap bitmap(StorageKind::PageFile, image);
-        ASSERT_EQ(RESULT_SUCCESS, V_CombineBitmap(bitmap.get(), -3, 2, 12, 90, nullptr, 5, -7, CMB_RES_ONES));
-        ASSERT_EQ(RESULT_SUCCESS, V_CombineBitmap(bitmap.get(), 20, 0, 5, 1, nullptr, 0, 0,
-                                                  CMB_SRC_ZERO | CMB_DST_INVERTED | CMB_OP_OR));
-        const Image result = Load(bitmap.get());
-        for (int row = 0; row < 5; ++row)
-            for (int x = 0; x < 33; ++x) {
-                const uint32_t old = image.At(row, x);
-                const uint32_t inverted = row == 0 && x >= 20 && x < 25 ? ~old & all : old;
-                ASSERT_EQ(row >= 2 && x < 9 ? all : inverted, result.At(row, x)) << bits << " bits";
-            }
+        Image expected = image;
+        for (const unsigned flags : {CMB_SRC_ZERO | CMB_DST_INVERTED | CMB_OP_OR, CMB_RES_ONES | 0u}) {
+            const int left = flags == CMB_RES_ONES ? -6 : -3;
+            ASSERT_EQ(RESULT_SUCCESS, V_CombineBitmap(bitmap.get(), left, 2, 12, 90, nullptr, 5, -7, flags));
+            for (int row = 2; row < 5; ++row)
+                for (int x = 0; x < left + 12; ++x)
+                    expected.At(row, x) = Model(flags, expected.At(row, x), 0, bits);
+            ASSERT_EQ(expected, Load(bitmap.get())) << bits << " bits";
+        }
     }
 }
 
@@ -245,18 +243,13 @@ TEST_F(Combine, FailuresAndStopsKeepWholeRows)
         };
         const auto expectWholeRows = [&](BitmapHandle *bitmap, bool isDone) {
             const Image result = Load(bitmap);
-            bool untouched = false;
-            for (int row = 0; row < 3; ++row) {
-                bool isOld = true, isNew = true;
-                for (int x = 0; x < 40; ++x) {
-                    isOld = isOld && result.At(row, x) == image.At(row, x);
-                    isNew = isNew && result.At(row, x) == (image.At(row, x) ^ sourceImage.At(row, x));
-                }
-                EXPECT_TRUE(isOld || isNew);
-                EXPECT_TRUE(!untouched || isOld) << "rows are combined from the first on";
-                untouched = !isNew;
-            }
-            EXPECT_EQ(isDone, !untouched);
+            Image expected = image; // with ever more rows combined, from the first on
+            int done = 0;
+            for (; !(result == expected) && done < 3; ++done)
+                for (int x = 0; x < 40; ++x)
+                    expected.At(done, x) ^= sourceImage.At(done, x);
+            EXPECT_EQ(expected, result);
+            EXPECT_EQ(isDone, done == 3);
         };
         ForEachFault(
             kFaultAll,

@@ -1,6 +1,6 @@
 // Laying one bitmap under another against a model of single pixels, in the bitmap's own format; and underlays of other
 // formats and sizes, which must look as their conversions.
-#include "tests/support/bitmaps.h"
+#include "tests/geometry/turned_images.h"
 #include "tests/support/library_test.h"
 #include "tests/support/page_heap.h"
 #include "tests/support/regions.h"
@@ -31,22 +31,16 @@ uint32_t Laid(uint32_t pixel, uint32_t below, int bits, bool isKey)
     return result;
 }
 
-int RowOfLine(const BitmapHandle *bitmap, int line)
-{
-    return bitmap->Orientation == ORIENT_BOTTOM_UP ? bitmap->Height - 1 - line : line;
-}
-
 // Tiles an image in the bitmap's format below it.
 Image LaidImage(BitmapHandle *bitmap, BitmapHandle *below)
 {
-    const Image top = Load(bitmap), tile = Load(below), mask = MaskOf(bitmap);
+    const Image top = Load(bitmap), tile = Oriented(Load(below), below->Orientation), mask = MaskOf(bitmap);
     const bool hasKey = (bitmap->Flags & FLAG_TRANSPARENT) != 0;
     Image result = top;
-    for (int line = 0; line < top.height; ++line)
+    for (int row = 0; row < top.height; ++row)
         for (int x = 0; x < top.width; ++x) {
-            const int row = RowOfLine(bitmap, line);
-            const uint32_t pixel = top.At(row, x),
-                           under = tile.At(RowOfLine(below, line % tile.height), x % tile.width);
+            const int line = bitmap->Orientation == ORIENT_BOTTOM_UP ? top.height - 1 - row : row;
+            const uint32_t pixel = top.At(row, x), under = tile.At(line % tile.height, x % tile.width);
             const bool isKey = hasKey && (top.bits <= 8 ? pixel == (bitmap->AnimTransparent & 0xFF)
                                                         : V_GetPixelColor(bitmap, row, x) == bitmap->AnimTransparent);
             if (mask.At(row, x))
