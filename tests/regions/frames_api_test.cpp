@@ -77,11 +77,16 @@ TEST_F(Frames, AreThePixelsWithANeighbourOutside)
             SetMask(bitmap.get(), mask);
         RegionTransform transform = RandomTransform(random);
         SCOPED_TRACE(testing::Message() << "round " << round << ", " << width << " x " << height);
+        SetTextColor(device.dc(), RGB(200, 10, round)); // a caller's colours change nothing
+        SetBkColor(device.dc(), RGB(3, 120, 250));
         ExpectFrame(random, bitmap.get(), nullptr, unsigned(random.Below(8)));
         ExpectFrame(random, bitmap.get(), &transform, unsigned(random.Below(8)));
         transform.XOffset -= random.Between(1, 9); // the same mask elsewhere
         transform.YOffset += random.Between(0, 9);
         ExpectFrame(random, bitmap.get(), &transform, unsigned(random.Below(8)));
+        EXPECT_EQ(RGB(200, 10, round), GetTextColor(device.dc()));
+        EXPECT_EQ(RGB(3, 120, 250), GetBkColor(device.dc()));
+        EXPECT_EQ(GetStockObject(WHITE_BRUSH), GetCurrentObject(device.dc(), OBJ_BRUSH));
         if (HasFatalFailure())
             return;
     }
@@ -119,34 +124,14 @@ TEST_F(Frames, MakeOneMaskAScale)
     EXPECT_EQ(5, masks) << "the region has changed";
 }
 
-// A caller's colours change neither the stripes nor what lies between them.
-TEST_F(Frames, LeaveTheDeviceContextAsItWas)
-{
-    Random random(93);
-    TestBitmap bitmap(StorageKind::PageFile, 31, 17, 4);
-    const HBRUSH brush = CreateSolidBrush(RGB(1, 2, 3));
-    const HGDIOBJ former = SelectObject(device.dc(), brush);
-    SetTextColor(device.dc(), RGB(200, 10, 77));
-    SetBkColor(device.dc(), RGB(3, 120, 250));
-    ExpectFrame(random, bitmap.get(), nullptr, 2);
-    const RECT rect = {2, 3, 20, 9};
-    V_SetBitmapRgnRect(bitmap.get(), nullptr, &rect, COMBINE_REPLACE);
-    ExpectFrame(random, bitmap.get(), nullptr, 6);
-    EXPECT_EQ(RGB(200, 10, 77), GetTextColor(device.dc()));
-    EXPECT_EQ(RGB(3, 120, 250), GetBkColor(device.dc()));
-    EXPECT_EQ(brush, SelectObject(device.dc(), former));
-    DeleteObject(brush);
-}
-
 TEST_F(Frames, RefuseBadArguments)
 {
     TestBitmap bitmap(StorageKind::PageFile, 31, 17, 4);
     const std::vector<COLORREF> before = device.ColorsFromTop();
     const RECT empty = {}, rect = {2, 3, 20, 9};
     EXPECT_EQ(ERR_NO_BITMAP, V_FrameBitmapRgn(device.dc(), nullptr, nullptr, 0));
-    for (const RECT *region : {static_cast<const RECT *>(nullptr), &empty, &rect}) {
-        if (region)
-            V_SetBitmapRgnRect(bitmap.get(), nullptr, region, COMBINE_REPLACE);
+    for (const RECT &region : {rect, empty}) {
+        V_SetBitmapRgnRect(bitmap.get(), nullptr, &region, COMBINE_REPLACE);
         for (const unsigned type : {8u, ~0u})
             EXPECT_EQ(ERR_INV_PARAMETER, V_FrameBitmapRgn(device.dc(), bitmap.get(), nullptr, type));
         EXPECT_EQ(ERR_INV_PARAMETER, V_FrameBitmapRgn(nullptr, bitmap.get(), nullptr, 0));
