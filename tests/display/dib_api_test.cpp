@@ -24,14 +24,18 @@ void CheckDib(HGLOBAL dib, const Image &image, const BitmapHandle &record, const
     memcpy(&header, bytes, sizeof header);
     const int bits = DibBits(image.bits);
     const size_t lineBytes = size_t((image.width * bits + 31) / 32 * 4);
-    EXPECT_EQ(40u, header.biSize);
-    EXPECT_EQ(image.width, header.biWidth);
-    EXPECT_EQ(image.height, header.biHeight);
-    EXPECT_EQ(1, header.biPlanes);
-    EXPECT_EQ(bits, header.biBitCount);
-    EXPECT_EQ(lineBytes * size_t(image.height), header.biSizeImage);
-    EXPECT_EQ(5906, header.biXPelsPerMeter); // 150 dots per inch
-    EXPECT_EQ(colorsUsed, header.biClrUsed);
+    const BITMAPINFOHEADER expected = {40,
+                                       image.width,
+                                       image.height,
+                                       1,
+                                       WORD(bits),
+                                       BI_RGB,
+                                       DWORD(lineBytes) * DWORD(image.height),
+                                       5906,
+                                       5906, // 150 dots per inch
+                                       colorsUsed,
+                                       0};
+    EXPECT_EQ(0, memcmp(&expected, &header, sizeof header));
     const uint8_t *rows = bytes + 40 + 4 * tableEntries;
     ASSERT_GE(GlobalSize(dib), size_t(rows - bytes) + lineBytes * size_t(image.height));
     for (int i = 0; i < tableEntries && i < int(palette.size()); ++i)
@@ -65,6 +69,13 @@ struct DibWriter {
         memcpy(GlobalLock(block), bytes.data(), bytes.size());
         GlobalUnlock(block);
         return block;
+    }
+    // The pixels, row by row as they are stored, of the bitmap that this becomes.
+    std::vector<uint32_t> Pixels() const
+    {
+        TestBitmap bitmap;
+        EXPECT_EQ(RESULT_SUCCESS, V_ChangeFromDIB(bitmap.get(), Block()));
+        return Load(bitmap.get()).pixels;
     }
 };
 
@@ -126,20 +137,14 @@ TEST_F(Dib, ReadsTopDownRowsOtherHeadersAndOddColourTables)
         longer.Add(header);
         longer.bytes.resize(size, 0x55);
         longer.Add(0x00123456u);
-        TestBitmap bitmap;
-        ASSERT_EQ(RESULT_SUCCESS, V_ChangeFromDIB(bitmap.get(), longer.Block()));
-        EXPECT_EQ((std::vector<uint32_t>{0x123456}), Load(bitmap.get()).pixels);
+        EXPECT_EQ((std::vector<uint32_t>{0x123456}), longer.Pixels());
     }
 
     DibWriter topDown;
     topDown.Add(Header(1, -3, 24));
     for (const uint32_t row : {0x00000001u, 0x00000002u, 0x00000003u})
         topDown.Add(row);
-    TestBitmap turned;
-    ASSERT_EQ(RESULT_SUCCESS, V_ChangeFromDIB(turned.get(), topDown.Block()));
-    EXPECT_EQ(3, turned->Height);
-    EXPECT_EQ(100, turned->XResolution);
-    EXPECT_EQ((std::vector<uint32_t>{3, 2, 1}), Load(turned.get()).pixels);
+    EXPECT_EQ((std::vector<uint32_t>{3, 2, 1}), topDown.Pixels());
 
     DibWriter core;
     core.Add(BITMAPCOREHEADER{12, 2, 1, 1, 1});
@@ -248,9 +253,8 @@ TEST_F(Dib, IsKeptWhenSomethingFails)
         TestBitmap source(variant.kind, Image::RandomRuns(random, random.Between(1, 70), 5, variant.bits),
                           variant.options);
         const HGLOBAL block = V_ConvertToDIB(source.get());
-        DibWriter dib;
-        dib.bytes.resize(GlobalSize(block));
-        memcpy(dib.bytes.data(), GlobalLock(block), dib.bytes.size());
+        const auto *bytes = static_cast<const uint8_t *>(GlobalLock(block));
+        const DibWriter dib = {{bytes, bytes + GlobalSize(block)}};
         GlobalUnlock(block);
         GlobalFree(block);
         const auto *header = reinterpret_cast<const BITMAPINFOHEADER *>(dib.bytes.data());

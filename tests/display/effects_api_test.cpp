@@ -17,27 +17,21 @@ namespace {
 constexpr unsigned kEffects = 32, kFirstScroll = 29;
 
 // The rectangles that BitBlt copies to one device.
-class BlitRecorder {
-public:
-    explicit BlitRecorder(HDC device) : m_device(device), m_hook("gdi32.dll", "BitBlt", Record) { s_current = this; }
-    ~BlitRecorder() { s_current = nullptr; }
+struct BlitRecorder {
+    explicit BlitRecorder(HDC device)
+    {
+        hook.Add<decltype(BitBlt)>(
+            "gdi32.dll", "BitBlt",
+            [this, device](auto next, HDC dc, int x, int y, int width, int height, auto... source) {
+                if (dc == device)
+                    rects.push_back({x, y, x + width, y + height});
+                return next(dc, x, y, width, height, source...);
+            });
+    }
 
     std::vector<RECT> rects;
-
-private:
-    static BOOL WINAPI Record(HDC dc, int x, int y, int width, int height, HDC source, int sourceX, int sourceY,
-                              DWORD rop)
-    {
-        if (dc == s_current->m_device)
-            s_current->rects.push_back({x, y, x + width, y + height});
-        return s_current->m_hook.Next()(dc, x, y, width, height, source, sourceX, sourceY, rop);
-    }
-    static BlitRecorder *s_current;
-
-    const HDC m_device;
-    ImportHook<decltype(Record)> m_hook;
+    Replacements hook;
 };
-BlitRecorder *BlitRecorder::s_current;
 
 class Effects : public LibraryTest {
 protected:
@@ -49,10 +43,16 @@ protected:
     }
 };
 
-struct Size {
-    int width, height;
+// The picture painted at once, on a device that ends with the destination.
+struct PlainPaint : MemoryDevice {
+    PlainPaint(BitmapHandle *bitmap, const RECT &target)
+        : MemoryDevice(target.right, std::max(target.top, target.bottom), 32)
+    {
+        V_PaintDC(dc(), bitmap, nullptr, nullptr, &target, nullptr, SRCCOPY);
+    }
 };
-constexpr Size kSizes[] = {{1, 1},   {1, 7},   {9, 1},   {2, 2},    {5, 3},    {16, 16},
+
+constexpr SIZE kSizes[] = {{1, 1},   {1, 7},   {9, 1},   {2, 2},    {5, 3},    {16, 16},
                            {17, 33}, {32, 31}, {40, 24}, {53, 100}, {253, 187}};
 
 // How often each pixel of a device was copied.
@@ -75,18 +75,17 @@ TEST_F(Effects, EndWithThePicturePaintedAndCopyEveryPixelOnce)
 {
     Random random(131);
     for (unsigned effect = 1; effect <= kEffects; ++effect)
-        for (const Size size : kSizes) {
-            SCOPED_TRACE(testing::Message() << "effect " << effect << ", " << size.width << " x " << size.height);
-            const RECT area = {3, 2, 3 + size.width, 2 + size.height};
+        for (const SIZE size : kSizes) {
+            SCOPED_TRACE(testing::Message() << "effect " << effect << ", " << size.cx << " x " << size.cy);
+            const RECT area = {3, 2, 3 + size.cx, 2 + size.cy};
             TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 30, 20, 24), RandomOptions(random, 24));
             const RECT target = random.OneIn(3) ? RECT{area.left, area.bottom, area.right, area.top} : area;
-            const int width = size.width + 5, height = size.height + 5;
-            MemoryDevice plain(width, height, 32), device(width, height, 32);
-            V_PaintDC(plain.dc(), bitmap.get(), nullptr, nullptr, &target, nullptr, SRCCOPY);
+            const int width = area.right, height = area.bottom;
+            MemoryDevice device(width, height, 32);
             const StatusRecorder status;
             BlitRecorder recorder(device.dc());
             ASSERT_EQ(RESULT_SUCCESS, Paint(device, bitmap.get(), target, effect));
-            ASSERT_EQ(plain.ColorsFromTop(), device.ColorsFromTop());
+            ASSERT_EQ(PlainPaint(bitmap.get(), target).ColorsFromTop(), device.ColorsFromTop());
             const std::vector<int> counts = CountCopies(recorder.rects, width, height);
             for (int i = 0; i < int(counts.size()) && effect < kFirstScroll; ++i) {
                 const POINT point = {i % width, i / width};
@@ -148,10 +147,9 @@ TEST_F(Effects, RevealInTheirOrder)
 TEST_F(Effects, SlideTheImageInWithItsFrontEdgeFirst)
 {
     Random random(132);
-    TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 20, 15, 24));
-    MemoryDevice plain(20, 15, 32);
     const RECT target = {0, 0, 20, 15};
-    V_PaintDC(plain.dc(), bitmap.get(), nullptr, nullptr, &target, nullptr, SRCCOPY);
+    TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 20, 15, 24));
+    const PlainPaint plain(bitmap.get(), target);
     for (const unsigned effect : {29u, 30u, 31u, 32u}) {
         MemoryDevice device(20, 15, 32);
         for (int y = 0; y < 15; ++y)
@@ -180,14 +178,14 @@ TEST_F(Effects, TouchTheVisibleRectangleOnly)
     const RECT sourceClip = {10, 3, 100, 8};
     for (const int orientation : {ORIENT_TOP_DOWN, ORIENT_BOTTOM_UP}) {
         TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 30, 22, 24), {COLOR_ORDER_BGR, orientation, {}});
-        MemoryDevice plain(70, 50, 32), device(70, 50, 32);
-        V_PaintDC(plain.dc(), bitmap.get(), nullptr, nullptr, &target, nullptr, SRCCOPY);
+        const PlainPaint plain(bitmap.get(), target);
+        MemoryDevice device(70, 50, 32);
         ASSERT_EQ(RESULT_SUCCESS,
                   V_PaintDCEffect(device.dc(), bitmap.get(), &source, &sourceClip, &target, &clip, SRCCOPY, 15));
         // 20 x 11 source pixels on 60 x 44: columns from 15 on; 5 of 11 rows, the upper or the lower ones.
         const RECT visible = orientation == ORIENT_TOP_DOWN ? RECT{19, 2, 40, 22} : RECT{19, 26, 40, 46};
-        for (int y = 0; y < 50; ++y)
-            for (int x = 0; x < 70; ++x)
+        for (int y = 0; y < 46; ++y)
+            for (int x = 0; x < 64; ++x)
                 ASSERT_EQ(PtInRect(&visible, {x, y}) ? plain.ColorAt(x, y) : 0, device.ColorAt(x, y)) << x << ", " << y;
     }
 }
@@ -195,11 +193,9 @@ TEST_F(Effects, TouchTheVisibleRectangleOnly)
 TEST_F(Effects, StopWhereTheCallbackWants)
 {
     Random random(136);
-    TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 20, 30, 24));
-    MemoryDevice plain(20, 30, 32);
     const RECT target = {0, 0, 20, 30};
-    V_PaintDC(plain.dc(), bitmap.get(), nullptr, nullptr, &target, nullptr, SRCCOPY);
-    const std::vector<COLORREF> picture = plain.ColorsFromTop();
+    TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 20, 30, 24));
+    const std::vector<COLORREF> picture = PlainPaint(bitmap.get(), target).ColorsFromTop();
     for (unsigned effect = 1; effect < kFirstScroll; ++effect)
         for (const int stop : {0, 1, 4}) {
             MemoryDevice device(20, 30, 32);
@@ -222,7 +218,7 @@ TEST_F(Effects, CheckTheirNumberAndRestoreTheDisplayMode)
 {
     Random random(137);
     TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 20, 10, 8));
-    MemoryDevice device(20, 10, 32), plain(20, 10, 32);
+    MemoryDevice device(20, 10, 32);
     const RECT target = {0, 0, 20, 10};
     for (const unsigned effect : {33u, ~0u}) {
         EXPECT_EQ(ERR_INV_PARAMETER, Paint(device, bitmap.get(), target, effect));
@@ -233,7 +229,7 @@ TEST_F(Effects, CheckTheirNumberAndRestoreTheDisplayMode)
     EXPECT_EQ(RESULT_SUCCESS, Paint(device, bitmap.get(), {farLeft, 0, farLeft + 20, 10}, 29));
     EXPECT_EQ(std::vector<COLORREF>(200, 0), device.ColorsFromTop());
 
-    V_PaintDC(plain.dc(), bitmap.get(), nullptr, nullptr, &target, nullptr, SRCCOPY);
+    const PlainPaint plain(bitmap.get(), target);
     EXPECT_EQ(RESULT_SUCCESS, Paint(device, bitmap.get(), target, 0));
     EXPECT_EQ(plain.ColorsFromTop(), device.ColorsFromTop());
     V_SetDisplayMode(~0u, DISPLAYMODE_PALETTE_INDICES | DISPLAYMODE_KEEP_BLACK);

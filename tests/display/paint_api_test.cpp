@@ -71,8 +71,8 @@ TEST_F(Paint, ShowsTheBitmapsColoursAtEveryDepthAndStorage)
         const PaintRects rects = random.OneIn(2) ? PaintRects::Random(random, image.width, image.height)
                                                  : PaintRects::RandomUnscaled(random, image.width, image.height);
         SCOPED_TRACE(testing::Message() << image.width << " x " << image.height << ", " << rects);
-        constexpr int kDeviceBits[] = {4, 24, 32};
-        const FakeDevice fake(kDeviceBits[round % 3]);
+        constexpr int kDeviceBits[] = {4, 24, 1, 8, 16, 32};
+        const FakeDevice fake(kDeviceBits[round % 6]);
         V_SetDisplayMode(~0u, 0);
         ColorDevice device(round % 4 ? 32 : 24);
         ASSERT_EQ(RESULT_SUCCESS, PaintOn(device, bitmap.get(), rects));
@@ -134,45 +134,18 @@ TEST_F(Paint, ShrinksHugePagesWithoutOverflow)
     EXPECT_EQ(GrayColor(255 - 5 * 255 / 6), device.ColorAt(0, 0));
 }
 
-TEST_F(Paint, ReachesDevicesOfEveryDepth)
-{
-    Random random(63);
-    for (const int deviceBits : {1, 4, 8, 16, 24, 32})
-        for (const int bits : kAllDepths) {
-            if (bits > 8 && deviceBits < 24)
-                continue;
-            const int colors = bits <= 8 ? 1 << std::min(bits, deviceBits) : 0;
-            Image image = Image::Random(random, 70, 50, bits);
-            BitmapOptions options = RandomOptions(random, bits);
-            for (RGBQUAD &color : options.palette)
-                if (deviceBits == 16)
-                    for (BYTE *channel : {&color.rgbBlue, &color.rgbGreen, &color.rgbRed})
-                        *channel = BYTE((*channel & 0xF8) | *channel >> 5);
-            for (uint32_t &pixel : image.pixels)
-                pixel = colors ? pixel % unsigned(colors) : pixel;
-            TestBitmap bitmap(StorageKind::PageFile, image, options);
-            std::vector<RGBQUAD> devicePalette = options.palette;
-            devicePalette.resize(256, RGBQUAD{});
-            MemoryDevice device(kDeviceWidth, kDeviceHeight, deviceBits, devicePalette);
-            const FakeDevice fake(deviceBits);
-            V_SetDisplayMode(~0u, 0);
-            const PaintRects rects = {{}, {}, {0, 0, kDeviceWidth, kDeviceHeight}, {}};
-            ASSERT_EQ(RESULT_SUCCESS, PaintOn(device, bitmap.get(), rects));
-            SCOPED_TRACE(testing::Message() << bits << " bits on " << deviceBits);
-            ASSERT_NO_FATAL_FAILURE(ExpectColors(device, PaintModel(image, options, rects)));
-        }
-}
-
 TEST_F(Paint, NamesColoursByTheirPlaceInTheSelectedPalette)
 {
     Random random(64);
     for (const int bits : {1, 2, 3, 4, 5, 6, 7, 8}) {
+        SCOPED_TRACE(bits);
         const Image image = Image::Random(random, 50, 40, bits);
         const BitmapOptions options = RandomOptions(random, bits);
         TestBitmap bitmap(StorageKind::PageFile, image, options);
+        const PaintRects rects = {{}, {}, {3, 4, 60, 70}, {}};
+        const PaintModel model(image, options, rects);
         ColorDevice device;
         V_SetDisplayMode(~0u, 0); // a paint in RGB between must not spoil the indices
-        const PaintRects rects = {{}, {}, {3, 4, 60, 70}, {}};
         PaintOn(device, bitmap.get(), rects);
         V_SetDisplayMode(~0u, DISPLAYMODE_PALETTE_INDICES);
         const HPALETTE palette = V_CreatePaintPalette(device.dc(), bitmap.get());
@@ -180,28 +153,16 @@ TEST_F(Paint, NamesColoursByTheirPlaceInTheSelectedPalette)
         ASSERT_EQ(RESULT_SUCCESS, PaintOn(device, bitmap.get(), rects));
         SelectPalette(device.dc(), former, TRUE);
         DeleteObject(palette);
-        ASSERT_NO_FATAL_FAILURE(ExpectColors(device, PaintModel(image, options, rects))) << bits << " bits";
-    }
-}
-
-// Where the table says dithering and there is none, the bitmap's own colours show, whatever palette is selected.
-TEST_F(Paint, ShowsOwnColoursWhereNoDitheringExists)
-{
-    Random random(65);
-    for (const int bits : {1, 2, 3, 5, 6, 7}) {
+        ASSERT_NO_FATAL_FAILURE(ExpectColors(device, model));
+        if (bits == 4 || bits == 8)
+            continue;
+        // Where the table says dithering and there is none, its own colours show, whatever palette is selected.
         const FakeDevice fake(bits == 1 ? 4 : 24);
         V_SetDisplayMode(~0u, DISPLAYMODE_PALETTE_INDICES | DISPLAYMODE_DITHER | DISPLAYMODE_FIXED_PALETTE |
                                   DISPLAYMODE_SCALE_TO_GRAY);
-        const Image image = Image::Random(random, 50, 40, bits);
-        const BitmapOptions options = RandomOptions(random, bits);
-        TestBitmap bitmap(StorageKind::PageFile, image, options);
-        int path = 0;
-        V_GetDitherFlags(nullptr, bitmap.get(), nullptr, &path);
-        EXPECT_EQ(2, path);
-        ColorDevice device;
-        const PaintRects rects = {{}, {}, {3, 4, 60, 70}, {}};
-        ASSERT_EQ(RESULT_SUCCESS, PaintOn(device, bitmap.get(), rects));
-        ASSERT_NO_FATAL_FAILURE(ExpectColors(device, PaintModel(image, options, rects))) << bits << " bits";
+        ColorDevice plain;
+        ASSERT_EQ(RESULT_SUCCESS, PaintOn(plain, bitmap.get(), rects));
+        ASSERT_NO_FATAL_FAILURE(ExpectColors(plain, model));
     }
 }
 

@@ -1,4 +1,4 @@
-// What reaches the device: bands of a limited size and their headers, and the sameness of clipped and whole paints.
+// What reaches the device: bands of a limited size and their headers.
 #include "tests/support/bitmaps.h"
 #include "tests/support/fake_device.h"
 #include "tests/support/library_test.h"
@@ -104,111 +104,36 @@ TEST_F(PaintBands, StayBelowTheLimitWhateverTheWidth)
     DeleteDC(dc);
 }
 
-TEST_F(PaintBands, CarryTheHeaderOfThePath)
+TEST_F(PaintBands, CarryIndicesOrColoursAndPrintersAHeaderOfTheirOwn)
 {
     Random random(72);
     const std::vector<RGBQUAD> own = RandomPalette(random, 32);
     TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 11, 7, 5), {COLOR_ORDER_BGR, ORIENT_BOTTOM_UP, own});
-    TestBitmap page(StorageKind::PageFile, 11, 7, 1);
     const HDC dc = CreateCompatibleDC(nullptr);
     const RECT target = {0, 0, 11, 7};
-    const auto paint = [&](TestBitmap &source, unsigned mode, int technology) {
+    const auto paint = [&](unsigned mode, int technology) {
         const FakeDevice device(8, 1, technology);
         V_SetDisplayMode(~0u, mode);
         StretchRecorder recorder(false);
-        V_PaintDC(dc, source.get(), nullptr, nullptr, &target, nullptr, SRCAND);
+        V_PaintDC(dc, bitmap.get(), nullptr, nullptr, &target, nullptr, SRCAND);
         EXPECT_EQ(1u, recorder.calls.size());
-        EXPECT_EQ(SRCAND, recorder.calls[0].rop);
-        EXPECT_EQ(dc, recorder.calls[0].dc);
-        EXPECT_EQ(40u, recorder.calls[0].header.biSize);
-        EXPECT_EQ(1, recorder.calls[0].header.biPlanes);
-        return recorder.calls[0];
+        const StretchCall call = recorder.calls[0];
+        EXPECT_EQ(SRCAND, call.rop);
+        EXPECT_EQ(8, call.header.biBitCount);
+        EXPECT_EQ(UINT(mode ? DIB_PAL_COLORS : DIB_RGB_COLORS), call.usage);
+        EXPECT_EQ(32u, mode ? call.indices.size() : call.colors.size());
+        for (WORD i = 0; i < call.indices.size(); ++i)
+            EXPECT_EQ(i, call.indices[i]);
+        if (!mode)
+            EXPECT_EQ(0, memcmp(own.data(), call.colors.data(), 128));
+        return call.info;
     };
-
-    const StretchCall indices = paint(bitmap, DISPLAYMODE_PALETTE_INDICES, DT_RASDISPLAY);
-    EXPECT_EQ(UINT(DIB_PAL_COLORS), indices.usage);
-    EXPECT_EQ(8, indices.header.biBitCount);
-    ASSERT_EQ(32u, indices.indices.size());
-    for (WORD i = 0; i < 32; ++i)
-        EXPECT_EQ(i, indices.indices[i]);
-
-    const StretchCall colors = paint(bitmap, 0, DT_RASDISPLAY);
-    EXPECT_EQ(UINT(DIB_RGB_COLORS), colors.usage);
-    ASSERT_EQ(32u, colors.colors.size());
-    EXPECT_EQ(0, memcmp(own.data(), colors.colors.data(), 128));
-
-    const StretchCall grays = paint(page, DISPLAYMODE_SCALE_TO_GRAY, DT_RASDISPLAY);
-    EXPECT_EQ(8, grays.header.biBitCount);
-    ASSERT_EQ(256u, grays.colors.size());
-    for (int i = 0; i < 256; ++i)
-        EXPECT_EQ(RGB(i, i, i), RGB(grays.colors[size_t(i)].rgbBlue, grays.colors[size_t(i)].rgbGreen,
-                                    grays.colors[size_t(i)].rgbRed));
-
-    const StretchCall printed = paint(bitmap, 0, DT_RASPRINTER);
-    EXPECT_NE(colors.info, printed.info) << "printers have a header of their own";
-    EXPECT_EQ(colors.info, paint(bitmap, 0, DT_PLOTTER).info);
-    EXPECT_EQ(0, memcmp(own.data(), printed.colors.data(), 128));
-    V_SetDisplayMode(4, 0);
-    const StretchCall printedIndices = paint(bitmap, DISPLAYMODE_PALETTE_INDICES, DT_RASPRINTER);
-    ASSERT_EQ(32u, printedIndices.indices.size());
-    EXPECT_EQ(31, printedIndices.indices[31]);
+    paint(DISPLAYMODE_PALETTE_INDICES, DT_RASDISPLAY);
+    const BITMAPINFO *shown = paint(0, DT_RASDISPLAY);
+    EXPECT_NE(shown, paint(0, DT_RASPRINTER));
+    EXPECT_EQ(shown, paint(0, DT_PLOTTER));
+    paint(DISPLAYMODE_PALETTE_INDICES, DT_RASPRINTER);
     DeleteDC(dc);
-}
-
-// ---- Clips ----------------------------------------------------------------------------------------------------
-
-namespace {
-
-// Paints with and without a clip; inside the clip the two agree, outside nothing changes.
-void ExpectClipAgrees(BitmapHandle *bitmap, int width, int height, const RECT *source, const RECT &target,
-                      const RECT &clip)
-{
-    MemoryDevice whole(width, height, 32), part(width, height, 32);
-    ASSERT_EQ(RESULT_SUCCESS, V_PaintDC(whole.dc(), bitmap, source, nullptr, &target, nullptr, SRCCOPY));
-    ASSERT_EQ(RESULT_SUCCESS, V_PaintDC(part.dc(), bitmap, source, nullptr, &target, &clip, SRCCOPY));
-    const std::vector<COLORREF> expected = whole.ColorsFromTop(), colors = part.ColorsFromTop();
-    for (int i = 0; i < int(colors.size()); ++i) {
-        const POINT point = {i % width, i / width};
-        ASSERT_EQ(PtInRect(&clip, point) ? expected[size_t(i)] : 0, colors[size_t(i)])
-            << "at " << point.x << ", " << point.y;
-    }
-}
-
-} // namespace
-
-TEST_F(PaintBands, AClipShowsThePixelsOfTheWholePaint)
-{
-    Random random(73);
-    constexpr unsigned kModes[] = {0, DISPLAYMODE_BIT0, DISPLAYMODE_BIT0 | DISPLAYMODE_CLUSTERED};
-    for (const int bits : kAllDepths)
-        for (const int deviceBits : {1, 4, 8, 24})
-            for (const unsigned mode : kModes) {
-                const FakeDevice device(deviceBits);
-                V_SetDisplayMode(~0u, mode | DISPLAYMODE_DITHER | DISPLAYMODE_FIXED_PALETTE |
-                                          (bits == 1 && mode ? DISPLAYMODE_SCALE_TO_GRAY : 0u));
-                BitmapOptions options = {COLOR_ORDER_BGR, random.OneIn(2) ? ORIENT_TOP_DOWN : ORIENT_BOTTOM_UP, {}};
-                if (bits > 1 && bits <= 8)
-                    options.palette = RandomPalette(random, 1 << bits);
-                TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 45, 35, bits), options);
-                PaintRects rects =
-                    random.OneIn(2) ? PaintRects::Random(random, 45, 35) : PaintRects::RandomUnscaled(random, 45, 35);
-                if (!rects.destinationClip)
-                    rects.destinationClip = RECT{10, 12, 50, 40};
-                SCOPED_TRACE(testing::Message()
-                             << bits << " bits on " << deviceBits << ", mode " << mode << ", " << rects);
-                ASSERT_NO_FATAL_FAILURE(ExpectClipAgrees(bitmap.get(), 90, 70, rects.source ? &*rects.source : nullptr,
-                                                         rects.destination, *rects.destinationClip));
-            }
-}
-
-TEST_F(PaintBands, AClipAgreesFarInsideALargeDitheredPaint)
-{
-    Random random(74);
-    const FakeDevice device(4);
-    V_SetDisplayMode(~0u, DISPLAYMODE_DITHER);
-    TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 90, 60, 24));
-    ASSERT_NO_FATAL_FAILURE(ExpectClipAgrees(bitmap.get(), 4300, 12, nullptr, {0, 0, 4300, 12}, {4090, 3, 4200, 9}));
-    ASSERT_NO_FATAL_FAILURE(ExpectClipAgrees(bitmap.get(), 12, 4300, nullptr, {0, 4300, 12, 0}, {2, 150, 9, 210}));
 }
 
 } // namespace vexo::test

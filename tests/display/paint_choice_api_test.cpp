@@ -156,15 +156,6 @@ TEST_F(PaintChoice, TellsTheClassOfADevice)
 
 namespace {
 
-std::vector<RGBQUAD> EntriesOf(HPALETTE palette)
-{
-    std::vector<RGBQUAD> colors(size_t(V_GetPaletteSize(palette)));
-    if (palette)
-        V_GetPaletteEntries(palette, 0, int(colors.size()), colors.data());
-    DeleteObject(palette);
-    return colors;
-}
-
 std::vector<RGBQUAD> FixedColors(int depth) // depth 0: grays
 {
     std::vector<RGBQUAD> colors(depth ? 1 << depth : 256);
@@ -172,10 +163,12 @@ std::vector<RGBQUAD> FixedColors(int depth) // depth 0: grays
     return colors;
 }
 
-void ExpectColors(const std::vector<RGBQUAD> &expected, const std::vector<RGBQUAD> &colors)
+// Holds a palette, which it deletes, to colours.
+void ExpectColors(const std::vector<RGBQUAD> &expected, HPALETTE palette)
 {
-    ASSERT_EQ(expected.size(), colors.size());
-    EXPECT_EQ(0, memcmp(expected.data(), colors.data(), 4 * expected.size()));
+    EXPECT_EQ(int(expected.size()), V_GetPaletteSize(palette));
+    EXPECT_EQ(1, V_CompareHandleToPalette(palette, expected.data(), int(expected.size())));
+    DeleteObject(palette);
 }
 
 } // namespace
@@ -193,33 +186,29 @@ TEST_F(PaintChoice, MakesThePaletteOfThePath)
     V_SetDisplayMode(~0u, DISPLAYMODE_DITHER | DISPLAYMODE_FIXED_PALETTE);
     for (const int bits : {1, 4, 8}) {
         const FakeDevice device(bits);
-        ExpectColors(FixedColors(bits), EntriesOf(V_CreatePaintPalette(m_dc, deep.get())));
-        ExpectColors(FixedColors(bits), EntriesOf(V_CreatePaintPalette(m_dc, index8.get())));
+        ExpectColors(FixedColors(bits), V_CreatePaintPalette(m_dc, deep.get()));
+        ExpectColors(FixedColors(bits), V_CreatePaintPalette(m_dc, index8.get()));
     }
     EXPECT_EQ(nullptr, V_CreatePaintPalette(m_dc, index5.get())) << "dithered to a device of every colour";
 
     V_SetDisplayMode(~0u, DISPLAYMODE_DITHER | DISPLAYMODE_FIXED_PALETTE_ALT);
     {
         const FakeDevice device(8);
-        const std::vector<RGBQUAD> cube = EntriesOf(V_CreatePaintPalette(m_dc, deep.get()));
-        ASSERT_EQ(256u, cube.size());
-        for (size_t i = 0; i < 256; ++i) {
-            const int blue = i < 216 ? int(i % 6) * 51 : 0, green = i < 216 ? int(i / 6 % 6) * 51 : 0;
-            EXPECT_EQ(blue, cube[i].rgbBlue) << i;
-            EXPECT_EQ(green, cube[i].rgbGreen) << i;
-            EXPECT_EQ(i < 216 ? int(i / 36) * 51 : 0, cube[i].rgbRed) << i;
-        }
-        ExpectColors(own, EntriesOf(V_CreatePaintPalette(m_dc, index8.get())));
+        std::vector<RGBQUAD> cube(256);
+        for (int i = 0; i < 216; ++i)
+            cube[size_t(i)] = {BYTE(i % 6 * 51), BYTE(i / 6 % 6 * 51), BYTE(i / 36 * 51), 0};
+        ExpectColors(cube, V_CreatePaintPalette(m_dc, deep.get()));
+        ExpectColors(own, V_CreatePaintPalette(m_dc, index8.get()));
         const FakeDevice coarse(4);
-        ExpectColors(FixedColors(4), EntriesOf(V_CreatePaintPalette(m_dc, deep.get())));
+        ExpectColors(FixedColors(4), V_CreatePaintPalette(m_dc, deep.get()));
     }
-    ExpectColors({own.begin(), own.begin() + 32}, EntriesOf(V_CreatePaintPalette(m_dc, index5.get())));
-    ExpectColors(FixedColors(1), EntriesOf(V_CreatePaintPalette(m_dc, page.get())));
+    ExpectColors({own.begin(), own.begin() + 32}, V_CreatePaintPalette(m_dc, index5.get()));
+    ExpectColors(FixedColors(1), V_CreatePaintPalette(m_dc, page.get()));
     EXPECT_EQ(nullptr, V_CreatePaintPalette(m_dc, deep.get()));
     EXPECT_EQ(nullptr, V_CreatePaintPalette(m_dc, nullptr));
 
     V_SetDisplayMode(~0u, DISPLAYMODE_SCALE_TO_GRAY);
-    ExpectColors(FixedColors(0), EntriesOf(V_CreatePaintPalette(m_dc, page.get())));
+    ExpectColors(FixedColors(0), V_CreatePaintPalette(m_dc, page.get()));
 }
 
 } // namespace vexo::test

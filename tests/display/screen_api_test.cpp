@@ -20,13 +20,8 @@ void Settle()
 
 bool CanReadScreen()
 {
-    const HDC screen = GetDC(nullptr), memory = CreateCompatibleDC(screen);
-    const HBITMAP bitmap = CreateCompatibleBitmap(screen, 1, 1);
-    const HGDIOBJ former = SelectObject(memory, bitmap);
-    const bool canRead = BitBlt(memory, 0, 0, 1, 1, screen, 0, 0, SRCCOPY) != FALSE;
-    SelectObject(memory, former);
-    DeleteObject(bitmap);
-    DeleteDC(memory);
+    const HDC screen = GetDC(nullptr);
+    const bool canRead = GetPixel(screen, 0, 0) != CLR_INVALID;
     ReleaseDC(nullptr, screen);
     return canRead;
 }
@@ -126,17 +121,6 @@ TEST_F(Screen, DdbsShowThePicture)
     ReleaseDC(nullptr, screen);
 }
 
-TEST_F(Screen, ThousandsOfCapturesLeaveNothingBehind) // the fixture counts
-{
-    const HDC screen = GetDC(nullptr);
-    const RECT rect = {3, 4, 23, 14};
-    for (int i = 0; i < 10000; ++i) {
-        TestBitmap captured;
-        ASSERT_EQ(RESULT_SUCCESS, V_ScreenCaptureBitmap(screen, captured.get(), &rect));
-    }
-    ReleaseDC(nullptr, screen);
-}
-
 // ---- Painting on a screen with a palette -------------------------------------------------------------------------
 
 namespace {
@@ -200,13 +184,14 @@ TEST_F(PaletteScreen, DithersDeepColoursToTheFixedPalette)
         int path = -1;
         V_GetDitherFlags(m_screen, bitmap.get(), nullptr, &path);
         EXPECT_EQ(2, path);
-        int64_t red = 0, green = 0, blue = 0;
-        for (const COLORREF shown : Show(bitmap.get(), 32, 32))
-            red += GetRValue(shown), green += GetGValue(shown), blue += GetBValue(shown);
-        // The system keeps 20 of the 256 places for itself, so some colours are their neighbours.
-        EXPECT_NEAR(double(color >> 16 & 255), double(red) / 1024, 16);
-        EXPECT_NEAR(double(color >> 8 & 255), double(green) / 1024, 16);
-        EXPECT_NEAR(double(color & 255), double(blue) / 1024, 16);
+        const std::vector<COLORREF> shown = Show(bitmap.get(), 32, 32);
+        for (const int shift : {0, 8, 16}) {
+            int sum = 0;
+            for (const COLORREF c : shown)
+                sum += c >> shift & 255;
+            // The system keeps 20 of the 256 places for itself, so some colours are their neighbours.
+            EXPECT_NEAR(int(color >> (16 - shift) & 255), sum / 1024, 16);
+        }
     }
 }
 
