@@ -125,39 +125,6 @@ struct Target {
     }
 };
 
-// Pixels of a picture, or of segments of it: those outside take part in nothing.
-struct Picture {
-    int width, height;
-    std::vector<Color> pixels;
-};
-
-std::vector<int> DitherModel(int method, Target &target, const Picture &picture)
-{
-    const int width = picture.width;
-    std::vector<int> indices(picture.pixels.size());
-    std::vector<Color> sums(picture.pixels.size(), Color{});
-    for (int y = 0; y < picture.height; ++y)
-        for (int x = 0; x < width; ++x) {
-            const size_t at = size_t(y) * size_t(width) + size_t(x);
-            Color color = picture.pixels[at];
-            if (method >= 7) {
-                indices[at] = target.OrderedIndex(color, Threshold(method == 8, y, x));
-                continue;
-            }
-            const Filter &filter = kFilters[method];
-            for (int part = 0; part < 3; ++part)
-                color.part[part] = Clamp(color.part[part] + sums[at].part[part] / filter.divisor);
-            indices[at] = target.Index(color);
-            const Color shown = target.Shown(indices[at]);
-            for (int ty = y; ty < std::min(y + 4, picture.height); ++ty)
-                for (int tx = std::max(x - 3, 0); tx < std::min(x + 4, width); ++tx)
-                    for (int part = 0; part < 3; ++part)
-                        sums[size_t(ty) * size_t(width) + size_t(tx)].part[part] +=
-                            filter.weights[ty - y][tx - x + 3] * (color.part[part] - shown.part[part]);
-        }
-    return indices;
-}
-
 // ---- Sources --------------------------------------------------------------------------------------------------
 
 struct Source {
@@ -170,14 +137,6 @@ struct Source {
         const COLORREF color = ColorOfPixel(image.At(row, x), image.bits, order, palette);
         return {GetBValue(color), GetGValue(color), GetRValue(color)};
     }
-    Picture ToPicture() const
-    {
-        Picture picture = {image.width, image.height, {}};
-        for (int y = 0; y < image.height; ++y)
-            for (int x = 0; x < image.width; ++x)
-                picture.pixels.push_back(ColorAt(y, x));
-        return picture;
-    }
     // The bytes that hold pixels, at an unreadable page.
     void CopyRow(int row, GuardedBuffer *buffer) const
     {
@@ -186,6 +145,33 @@ struct Source {
     }
     size_t RowBytes() const { return size_t(PackedBytes(image.width, image.bits)); }
 };
+
+std::vector<int> DitherModel(int method, Target &target, const Source &source)
+{
+    const int width = source.image.width, height = source.image.height;
+    std::vector<int> indices(source.image.pixels.size());
+    std::vector<Color> sums(indices.size(), Color{});
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            const size_t at = size_t(y) * size_t(width) + size_t(x);
+            Color color = source.ColorAt(y, x);
+            if (method >= 7) {
+                indices[at] = target.OrderedIndex(color, Threshold(method == 8, y, x));
+                continue;
+            }
+            const Filter &filter = kFilters[method];
+            for (int part = 0; part < 3; ++part)
+                color.part[part] = Clamp(color.part[part] + sums[at].part[part] / filter.divisor);
+            indices[at] = target.Index(color);
+            const Color shown = target.Shown(indices[at]);
+            for (int ty = y; ty < std::min(y + 4, height); ++ty)
+                for (int tx = std::max(x - 3, 0); tx < std::min(x + 4, width); ++tx)
+                    for (int part = 0; part < 3; ++part)
+                        sums[size_t(ty) * size_t(width) + size_t(tx)].part[part] +=
+                            filter.weights[ty - y][tx - x + 3] * (color.part[part] - shown.part[part]);
+        }
+    return indices;
+}
 
 // Noise, or areas of one pixel where errors add up.
 Source RandomSource(Random &random, int width, int height, int bits)
@@ -240,22 +226,14 @@ void MakeTarget(Random &random, int paletteClass, Given *given)
 
 // ---- Running --------------------------------------------------------------------------------------------------
 
-struct DitheredBitmap {
-    BitmapHandle record;
-
+struct DitheredBitmap : TestBitmap {
     DitheredBitmap(const Source &source, int method)
+        : TestBitmap(StorageKind::PageFile, source.image.width, source.image.height, source.image.bits,
+                     {source.order, ORIENT_BOTTOM_UP, source.image.bits <= 8 ? source.palette : std::vector<RGBQUAD>()})
     {
-        V_InitBitmap(&record, source.image.width, source.image.height, source.image.bits);
-        record.ColorOrder = source.image.bits > 8 ? source.order : 0;
-        record.DitherMode = method;
-        if (source.image.bits <= 8)
-            record.Palette = V_CreatePalette(source.palette.data(), 1 << source.image.bits);
+        get()->DitherMode = method;
     }
-    ~DitheredBitmap()
-    {
-        V_StopDithering(&record);
-        V_FreeBitmap(&record);
-    }
+    ~DitheredBitmap() { V_StopDithering(get()); }
 };
 
 void ExpectRows(BitmapHandle *bitmap, const Source &source, const std::vector<int> &indices, int bits)
@@ -305,12 +283,11 @@ TEST_F(Dithering, RowsMatchTheTextbookInEveryClassDepthAndMethod)
                     }
                     DitheredBitmap bitmap(source, method);
                     ASSERT_EQ(RESULT_SUCCESS,
-                              BeginDithering(&bitmap.record, given.colors, given.target.count, given.target.bits,
+                              BeginDithering(bitmap.get(), given.colors, given.target.count, given.target.bits,
                                              table.empty() ? nullptr : table.data()));
                     if (paletteClass <= 1)
                         given.target.StartCells(table.empty() ? nullptr : table.data());
-                    ExpectRows(&bitmap.record, source, DitherModel(method, given.target, source.ToPicture()),
-                               given.target.bits);
+                    ExpectRows(bitmap.get(), source, DitherModel(method, given.target, source), given.target.bits);
                     if (paletteClass == 1) {
                         ASSERT_TRUE(table == given.target.cells);
                     }
@@ -326,8 +303,8 @@ TEST_F(Dithering, StartsThatFailLeaveTheRunUnderWayAlone)
     DitheredBitmap bitmap(source, 6);
     Given first;
     MakeTarget(random, 5, &first);
-    ASSERT_EQ(RESULT_SUCCESS, V_StartDithering(&bitmap.record, nullptr, 16));
-    const BitmapHandle before = bitmap.record;
+    ASSERT_EQ(RESULT_SUCCESS, V_StartDithering(bitmap.get(), nullptr, 16));
+    const BitmapHandle before = *bitmap.get();
     const std::vector<RGBQUAD> palette = RandomPalette(random, 7);
     std::vector<unsigned> table(32768);
     // Memory fails in turn for the state, the errors and the cells; nothing is kept and the caller's table is not
@@ -344,9 +321,9 @@ TEST_F(Dithering, StartsThatFailLeaveTheRunUnderWayAlone)
                 EXPECT_EQ(32768, std::ranges::count(table, 0u));
             V_StopDithering(&copy);
         });
-    EXPECT_EQ(ERR_INV_PARAMETER, BeginDithering(&bitmap.record, nullptr, 3, 1, nullptr));
-    EXPECT_EQ(ERR_INV_PARAMETER, BeginDithering(&bitmap.record, nullptr, 256, 9, nullptr));
-    ExpectRows(&bitmap.record, source, DitherModel(6, first.target, source.ToPicture()), 4);
+    EXPECT_EQ(ERR_INV_PARAMETER, BeginDithering(bitmap.get(), nullptr, 3, 1, nullptr));
+    EXPECT_EQ(ERR_INV_PARAMETER, BeginDithering(bitmap.get(), nullptr, 256, 9, nullptr));
+    ExpectRows(bitmap.get(), source, DitherModel(6, first.target, source), 4);
 }
 
 // ---- Painting -------------------------------------------------------------------------------------------------

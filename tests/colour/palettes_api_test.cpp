@@ -12,11 +12,7 @@ class Palettes : public LibraryTest {};
 
 struct OwnedPalette {
     HPALETTE handle;
-    ~OwnedPalette()
-    {
-        if (handle)
-            DeleteObject(handle);
-    }
+    ~OwnedPalette() { DeleteObject(handle); }
 };
 
 bool Is(const RGBQUAD &quad, int blue, int green, int red)

@@ -30,21 +30,6 @@ struct Rows {
     bool IsUnchanged() const { return std::equal(before.begin(), before.end(), buffer.data()); }
 };
 
-// A record that describes an image without holding it.
-struct Description {
-    BitmapHandle record;
-
-    Description(const Image &image, const BitmapOptions &options)
-    {
-        V_InitBitmap(&record, image.width, image.height, image.bits);
-        record.ColorOrder = options.colorOrder;
-        record.Orientation = options.orientation;
-        if (!options.palette.empty())
-            record.Palette = V_CreatePalette(options.palette.data(), int(options.palette.size()));
-    }
-    ~Description() { V_FreeBitmap(&record); }
-};
-
 } // namespace
 
 // Bands from any number of rows, in any order, put the picture together that one paint shows.
@@ -57,9 +42,8 @@ TEST_F(PaintBuffer, BandsMakeTheWholePicture)
             V_SetDisplayMode(~0u, round % 4 == 3 ? DISPLAYMODE_DITHER | DISPLAYMODE_BIT0 : 0);
             const Image image = Image::Random(random, random.Between(1, 50), random.Between(1, 40), bits);
             const BitmapOptions options = RandomOptions(random, bits);
-            const Description description(image, options);
-            BitmapHandle record = description.record;
             TestBitmap bitmap(StorageKind::PageFile, image, options);
+            TestBitmap record(StorageKind::PageFile, image.width, image.height, bits, options); // with other rows
             // Unscaled bands go to x 0, all of them; scaled ones to where they belong.
             const bool scaled = round % 2, mirrored = random.OneIn(3);
             const int left = scaled ? random.Between(-5, 20) : 0, top = random.Between(-5, 20);
@@ -80,7 +64,7 @@ TEST_F(PaintBuffer, BandsMakeTheWholePicture)
                 WORD runs[51];
                 V_CompressRow(runs, rows.buffer.data(), 0, isRuns ? image.width : 0);
                 ASSERT_EQ(RESULT_SUCCESS,
-                          V_PaintDCBuffer(bands.dc(), &record, nullptr, nullptr, &target, scaled ? &clip : nullptr,
+                          V_PaintDCBuffer(bands.dc(), record.get(), nullptr, nullptr, &target, scaled ? &clip : nullptr,
                                           SRCCOPY, isRuns ? static_cast<void *>(runs) : rows.buffer.data(), row,
                                           isRuns ? -1 : count));
                 EXPECT_TRUE(rows.IsUnchanged());
@@ -99,10 +83,9 @@ TEST_F(PaintBuffer, DrawsUnscaledRowsInFullWidthAtTheLeftEdge)
         for (const int orientation : {ORIENT_BOTTOM_UP, ORIENT_TOP_DOWN}) {
             V_SetDisplayMode(~0u, 0);
             const Image image = Image::Random(random, 20, 30, bits);
-            BitmapOptions options = RandomOptions(random, bits);
-            options.orientation = orientation;
-            const Description description(image, options);
-            BitmapHandle record = description.record;
+            BitmapHandle record; // which needs no rows of its own
+            V_InitBitmap(&record, 20, 30, bits);
+            record.Orientation = orientation;
             const Rows rows(image, 6, 5);
             const RECT source = {2, 0, 17, 30}, target = {40, 100, 55, 130};
             const HDC dc = CreateCompatibleDC(nullptr);

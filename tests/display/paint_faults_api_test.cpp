@@ -101,43 +101,28 @@ struct Rects {
 
 uint8_t rows[120]; // all there is for the ways that are given rows
 
-const struct {
-    const char *name;
-    int (*paint)(HDC dc, BitmapHandle *bitmap, const Rects &r);
+struct Way {
+    decltype(&V_PaintDC) plain; // one of three
+    decltype(&V_PaintDCEffect) withEffect;
+    decltype(&V_PaintDCBuffer) ofRows;
     int missing;  // the status for no bitmap
     int unstored; // for one without storage; 0: it needs none
-} kWays[] = {
-    {"V_PaintDC",
-     [](HDC dc, BitmapHandle *b, const Rects &r) {
-         return V_PaintDC(dc, b, r.source, r.sourceClip, r.destination, r.destinationClip, SRCCOPY);
-     },
-     ERR_NO_BITMAP, ERR_NO_BITMAP},
-    {"V_PaintDCEffect",
-     [](HDC dc, BitmapHandle *b, const Rects &r) {
-         return V_PaintDCEffect(dc, b, r.source, r.sourceClip, r.destination, r.destinationClip, SRCCOPY, 5);
-     },
-     ERR_INV_PARAMETER, ERR_INV_PARAMETER},
-    {"V_PaintDCBuffer",
-     [](HDC dc, BitmapHandle *b, const Rects &r) {
-         return V_PaintDCBuffer(dc, b, r.source, r.sourceClip, r.destination, r.destinationClip, SRCCOPY, rows, 0, 10);
-     },
-     ERR_NO_BITMAP, 0},
-    {"V_PaintRgnDC",
-     [](HDC dc, BitmapHandle *b, const Rects &r) {
-         return V_PaintRgnDC(dc, b, r.source, r.sourceClip, r.destination, r.destinationClip, SRCCOPY);
-     },
-     ERR_NO_BITMAP, ERR_NO_BITMAP},
-    {"V_PaintRgnDCEffect",
-     [](HDC dc, BitmapHandle *b, const Rects &r) {
-         return V_PaintRgnDCEffect(dc, b, r.source, r.sourceClip, r.destination, r.destinationClip, SRCCOPY, 5);
-     },
-     ERR_NO_BITMAP, ERR_INV_PARAMETER},
-    {"V_PaintRgnDCBuffer",
-     [](HDC dc, BitmapHandle *b, const Rects &r) {
-         return V_PaintRgnDCBuffer(dc, b, r.source, r.sourceClip, r.destination, r.destinationClip, SRCCOPY, rows, 0,
-                                   10);
-     },
-     ERR_NO_BITMAP, 0},
+
+    int Paint(HDC dc, BitmapHandle *b, const Rects &r) const
+    {
+        const auto paint = [&](auto function, auto... more) {
+            return function(dc, b, r.source, r.sourceClip, r.destination, r.destinationClip, SRCCOPY, more...);
+        };
+        return plain ? paint(plain) : withEffect ? paint(withEffect, 5u) : paint(ofRows, rows, 0, 10);
+    }
+};
+const Way kWays[] = {
+    {V_PaintDC, nullptr, nullptr, ERR_NO_BITMAP, ERR_NO_BITMAP},
+    {nullptr, V_PaintDCEffect, nullptr, ERR_INV_PARAMETER, ERR_INV_PARAMETER},
+    {nullptr, nullptr, V_PaintDCBuffer, ERR_NO_BITMAP, 0},
+    {V_PaintRgnDC, nullptr, nullptr, ERR_NO_BITMAP, ERR_NO_BITMAP},
+    {nullptr, V_PaintRgnDCEffect, nullptr, ERR_NO_BITMAP, ERR_INV_PARAMETER},
+    {nullptr, nullptr, V_PaintRgnDCBuffer, ERR_NO_BITMAP, 0},
 };
 
 } // namespace
@@ -155,16 +140,16 @@ TEST_F(PaintFaults, RefusalsOfEveryWayToPaint)
     BitmapHandle sized;
     V_InitBitmap(&sized, 10, 10, 8);
     for (const auto &way : kWays) {
-        SCOPED_TRACE(way.name);
-        EXPECT_EQ(way.missing, way.paint(dc, nullptr, {nullptr, nullptr, &target, nullptr}));
+        SCOPED_TRACE(&way - kWays);
+        EXPECT_EQ(way.missing, way.Paint(dc, nullptr, {nullptr, nullptr, &target, nullptr}));
         if (way.unstored)
-            EXPECT_EQ(way.unstored, way.paint(dc, &sized, {nullptr, nullptr, &target, nullptr}));
-        EXPECT_EQ(ERR_INV_PARAMETER, way.paint(dc, bitmap.get(), {}));
-        EXPECT_EQ(ERR_INV_PARAMETER, way.paint(nullptr, bitmap.get(), {nullptr, nullptr, &target, nullptr}));
-        EXPECT_EQ(ERR_INV_RANGE, way.paint(dc, bitmap.get(), {nullptr, nullptr, &wide, &target}));
-        EXPECT_EQ(RESULT_SUCCESS, way.paint(dc, bitmap.get(), {nullptr, &nowhere, &target, nullptr}));
-        EXPECT_EQ(RESULT_SUCCESS, way.paint(dc, bitmap.get(), {nullptr, nullptr, &target, &nowhere}));
-        EXPECT_EQ(RESULT_SUCCESS, way.paint(dc, bitmap.get(), {nullptr, nullptr, &empty, nullptr}));
+            EXPECT_EQ(way.unstored, way.Paint(dc, &sized, {nullptr, nullptr, &target, nullptr}));
+        EXPECT_EQ(ERR_INV_PARAMETER, way.Paint(dc, bitmap.get(), {}));
+        EXPECT_EQ(ERR_INV_PARAMETER, way.Paint(nullptr, bitmap.get(), {nullptr, nullptr, &target, nullptr}));
+        EXPECT_EQ(ERR_INV_RANGE, way.Paint(dc, bitmap.get(), {nullptr, nullptr, &wide, &target}));
+        EXPECT_EQ(RESULT_SUCCESS, way.Paint(dc, bitmap.get(), {nullptr, &nowhere, &target, nullptr}));
+        EXPECT_EQ(RESULT_SUCCESS, way.Paint(dc, bitmap.get(), {nullptr, nullptr, &target, &nowhere}));
+        EXPECT_EQ(RESULT_SUCCESS, way.Paint(dc, bitmap.get(), {nullptr, nullptr, &empty, nullptr}));
         EXPECT_EQ(std::vector<COLORREF>(200, 0), device.ColorsFromTop());
     }
 }

@@ -36,6 +36,25 @@ TEST_F(RegionServices, TheBuilderRemembersThatMemoryRanOut)
     });
 }
 
+TEST_F(RegionServices, ClipsLeaveWhatIsInside)
+{
+    Random random(80);
+    for (int round = 0; round < 100; ++round) {
+        const int width = random.Between(1, 40), height = random.Between(1, 12);
+        TestBitmap bitmap;
+        V_InitBitmap(bitmap.get(), width, height, 1);
+        Image mask = RandomMask(random, width, height);
+        SetMask(bitmap.get(), mask);
+        const RECT rect = {random.Below(width), random.Below(height), random.Between(1, width),
+                           random.Between(1, height)};
+        ASSERT_EQ(RESULT_SUCCESS, ClipRegion(*bitmap->Region, rect));
+        for (int row = 0; row < height; ++row)
+            for (int x = 0; x < width; ++x)
+                mask.At(row, x) &= PtInRect(&rect, {x, row}) ? 1u : 0u;
+        ASSERT_EQ(mask, MaskOf(bitmap.get()));
+    }
+}
+
 using MatchKernelsTest = KernelTest<SelectMatchKernels>;
 
 TEST_F(MatchKernelsTest, EveryLevelGivesThePlainResult)
