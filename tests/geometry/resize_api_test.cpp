@@ -92,6 +92,8 @@ TEST_F(Resize, StreamedRowsAreThoseOfTheBitmapInAnyOrder)
         std::iota(rows.begin(), rows.end(), 0);
         for (int turns = random.Below(10); turns > 0; --turns) // runs of rows both ways
             std::reverse(rows.begin() + random.Below(image.height), rows.end());
+        for (int more = random.Below(10); more > 0; --more) // and back and forth
+            rows.push_back(std::clamp(rows.back() + random.Between(-1, 1), 0, image.height - 1));
         ResizeContext *context = nullptr;
         ASSERT_EQ(RESULT_SUCCESS, V_StartResize(image.width, image.height, width, height, &context));
         for (const int row : rows) {

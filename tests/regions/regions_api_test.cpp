@@ -363,12 +363,14 @@ TEST_F(Regions, DuplicatesAndOtherHeightsCutTheRegion)
     Random random(50);
     for (int round = 0; round < 50; ++round) {
         const int width = random.Between(1, 40), height = random.Between(1, 15);
-        TestBitmap source(StorageKind::PageFile, width, height, 8);
+        const bool isCompressed = random.OneIn(2);
+        const int bits = isCompressed ? 1 : 8;
+        TestBitmap source(isCompressed ? StorageKind::Compressed : StorageKind::PageFile, width, height, bits);
         const Image mask = RandomMask(random, width, height);
         SetMask(source.get(), mask);
         const int newWidth = random.Between(1, 50), newHeight = random.Between(1, 20);
         TestBitmap copy;
-        ASSERT_EQ(RESULT_SUCCESS, V_DupBitmapNewDim(copy.get(), source.get(), newWidth, newHeight, 8,
+        ASSERT_EQ(RESULT_SUCCESS, V_DupBitmapNewDim(copy.get(), source.get(), newWidth, newHeight, bits,
                                                     DUP_ALLOCATE | DUP_PALETTE | DUP_REGION));
         EXPECT_NE(source->Region, copy->Region);
         Image expected(newWidth, newHeight, 1);
@@ -376,12 +378,12 @@ TEST_F(Regions, DuplicatesAndOtherHeightsCutTheRegion)
             for (int x = 0; x < std::min(width, newWidth); ++x)
                 expected.At(row, x) = mask.At(row, x);
         ASSERT_EQ(expected, MaskOf(copy.get()));
-        ASSERT_EQ(RESULT_SUCCESS, V_ChangeBitmapHeight(copy.get(), 1));
-        expected.height = 1;
-        expected.pixels.resize(size_t(newWidth));
+        expected.height = random.Between(1, newHeight + 2);
+        expected.pixels.resize(size_t(newWidth * expected.height));
+        ASSERT_EQ(RESULT_SUCCESS, V_ChangeBitmapHeight(copy.get(), expected.height));
         ASSERT_EQ(expected, MaskOf(copy.get()));
         BitmapHandle shared;
-        ASSERT_EQ(RESULT_SUCCESS, V_DupBitmapNewDim(&shared, source.get(), newWidth, newHeight, 8, 0));
+        ASSERT_EQ(RESULT_SUCCESS, V_DupBitmapNewDim(&shared, source.get(), newWidth, newHeight, bits, 0));
         EXPECT_EQ(source->Region, shared.Region);
         EXPECT_EQ(mask, MaskOf(source.get()));
         // Freeing an image without its attachments leaves the region to whoever copied it.
