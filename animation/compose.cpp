@@ -107,9 +107,8 @@ int DrawConverted(BitmapHandle *canvas, BitmapHandle *picture, const BitmapHandl
 // Byte pixels in memory with nothing but the transparent index left out, and nobody who watches row by row.
 bool CanMask(const BitmapHandle &canvas, const BitmapHandle &frame)
 {
-    constexpr unsigned kKinds = FLAG_MEMORY | FLAG_COMPRESSED;
-    return canvas.BitsPerPixel == 8 && !canvas.Region && !frame.Region && (canvas.Flags & kKinds) == FLAG_MEMORY &&
-           (frame.Flags & kKinds) == FLAG_MEMORY && !CurrentSettings().statusCallback;
+    return canvas.BitsPerPixel == 8 && !canvas.Region && !frame.Region && HasRowsInMemory(&canvas) &&
+           HasRowsInMemory(&frame) && !CurrentSettings().statusCallback;
 }
 
 void DrawMasked(BitmapHandle *canvas, BitmapHandle *picture, int transparentIndex)

@@ -468,8 +468,7 @@ int VEXO_CALL V_LockBitmap(BitmapHandle *bitmap)
     if (!bitmap)
         return 0;
     const int previous = (bitmap->Flags & FLAG_LOCKED) != 0;
-    constexpr unsigned kKinds = FLAG_ALLOCATED | FLAG_MEMORY | FLAG_COMPRESSED;
-    if (process.isWin32s && !previous && (bitmap->Flags & kKinds) == (FLAG_ALLOCATED | FLAG_MEMORY)) {
+    if (process.isWin32s && !previous && HasRowsInMemory(bitmap)) {
         bitmap->Data = ::GlobalLock(GlobalBlockOf(bitmap));
         bitmap->Flags |= FLAG_LOCKED;
     }
@@ -486,8 +485,7 @@ void VEXO_CALL V_AccessBitmap(BitmapHandle *bitmap) { V_LockBitmap(bitmap); }
 
 void VEXO_CALL V_ReleaseBitmap(BitmapHandle *bitmap)
 {
-    constexpr unsigned kKinds = FLAG_ALLOCATED | FLAG_MEMORY | FLAG_COMPRESSED | FLAG_LOCKED;
-    if (!bitmap || !process.isWin32s || (bitmap->Flags & kKinds) != (FLAG_ALLOCATED | FLAG_MEMORY | FLAG_LOCKED))
+    if (!bitmap || !process.isWin32s || !HasRowsInMemory(bitmap) || !(bitmap->Flags & FLAG_LOCKED))
         return;
     ::GlobalUnlock(GlobalBlockOf(bitmap));
     bitmap->Data = nullptr;

@@ -161,7 +161,16 @@ inline void ClearRowPadding(uint8_t *row, int width, int bits)
 }
 
 inline bool IsAllocated(const BitmapHandle *bitmap) { return bitmap && (bitmap->Flags & FLAG_ALLOCATED); }
-inline bool IsCompressed(const BitmapHandle *bitmap) { return (bitmap->Flags & FLAG_COMPRESSED) != 0; }
+// Deliberate: a deeper bitmap allocated with STORAGE_COMPRESSED keeps the flag that its record had. It means nothing.
+inline bool IsCompressed(const BitmapHandle *bitmap)
+{
+    return (bitmap->Flags & FLAG_COMPRESSED) && bitmap->BitsPerPixel == 1;
+}
+// Rows one after the other in memory. They lie at Data while the bitmap is locked.
+inline bool HasRowsInMemory(const BitmapHandle *bitmap)
+{
+    return IsAllocated(bitmap) && (bitmap->Flags & FLAG_MEMORY) && !IsCompressed(bitmap);
+}
 
 // The stored row that holds line y of the picture, counted from the top.
 inline int StoredRow(const BitmapHandle *bitmap, int y)
@@ -222,8 +231,7 @@ void ClearNewStorage(BitmapHandle *bitmap);
 // bitmap must be locked.
 inline uint8_t *DirectRows(const BitmapHandle *bitmap)
 {
-    constexpr unsigned kKinds = FLAG_ALLOCATED | FLAG_MEMORY | FLAG_COMPRESSED;
-    return (bitmap->Flags & kKinds) == (FLAG_ALLOCATED | FLAG_MEMORY) ? static_cast<uint8_t *>(bitmap->Data) : nullptr;
+    return HasRowsInMemory(bitmap) ? static_cast<uint8_t *>(bitmap->Data) : nullptr;
 }
 
 // Whole-row transfers as statuses: RESULT_SUCCESS or the error of the row functions.

@@ -245,7 +245,7 @@ VEXO_API int VEXO_CALL V_InitBitmap(BitmapHandle *bitmap, int width, int height,
  * over; it is zero all the same. What is kept is given back to the system before anything is refused for lack of
  * memory.
  * memoryType: a STORAGE_ value. STORAGE_COMPRESSED counts at 1 bit per pixel, where the rest of the value is not
- * looked at, and is dropped at other depths.
+ * looked at, and is dropped at other depths, where FLAG_COMPRESSED stays as it was and counts for nothing.
  * Returns RESULT_SUCCESS; ERR_INV_RANGE for an empty size, a width or height below 1 or a size beyond 32 bits;
  * ERR_INV_PARAMETER for an unknown type; ERR_NO_MEMORY; ERR_FILE_WRITE when the temporary file cannot be extended. */
 VEXO_API int VEXO_CALL V_AllocateBitmap(BitmapHandle *bitmap, int memoryType);

@@ -62,14 +62,16 @@ TEST_F(Storage, AllocationChecksSizeAndType)
                                0x001, 0x080, 0x100, 0x200, 0x201, 0x280, 0x300}) {
             BitmapHandle record;
             V_InitBitmap(&record, 10, 10, bits);
-            const unsigned left = type & 0x200 ? 0 : FLAG_COMPRESSED | FLAG_LOCKED; // by an earlier allocation
+            const unsigned left = FLAG_COMPRESSED | FLAG_LOCKED; // by an earlier allocation
             record.Flags = left;
             const bool isCompressed = bits == 1 && (type & 0x200);
             const bool isGood = type == 1 || type == 0x80 || type == 0x100 || type == 0x201 || type == 0x280 ||
                                 type == 0x300 || (type == 0x200 && isCompressed);
             EXPECT_EQ(isGood ? RESULT_SUCCESS : ERR_INV_PARAMETER, V_AllocateBitmap(&record, type)) << type;
-            const unsigned flags = FLAG_ALLOCATED | FLAG_MEMORY | (isCompressed ? FLAG_COMPRESSED : 0);
+            const unsigned flags = FLAG_ALLOCATED | FLAG_MEMORY | (type & 0x200 ? FLAG_COMPRESSED : 0);
             EXPECT_EQ(isGood ? flags : left, record.Flags) << bits << " bits, type " << type;
+            if (isGood)
+                EXPECT_EQ(Image(10, 10, bits), Load(&record));
             V_FreeBitmap(&record);
         }
 }
