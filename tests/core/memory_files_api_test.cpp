@@ -72,6 +72,20 @@ TEST_F(Memory, FailuresGiveNull)
     V_OsFree(block);
 }
 
+TEST_F(Memory, BlocksAreMovableAndShared)
+{
+    UINT allocFlags = 0;
+    const auto spy =
+        Replace<decltype(::GlobalAlloc)>("kernel32.dll", "GlobalAlloc", [&](auto next, UINT flags, SIZE_T size) {
+            allocFlags = flags;
+            return next(flags, size);
+        });
+    for (const int isZeroed : {0, -1}) {
+        V_OsFree(V_OsAllocInit(10, isZeroed));
+        EXPECT_EQ(isZeroed ? 0x2042u : 0x2002u, allocFlags);
+    }
+}
+
 TEST_F(Files, ReadWriteSeek)
 {
     const std::string name = TempName();

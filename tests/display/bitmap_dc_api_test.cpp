@@ -172,4 +172,17 @@ TEST_F(BitmapDC, KeepsThePictureWhenItFails)
     });
 }
 
+TEST_F(BitmapDC, ThousandsLeaveNothingBehind) // the fixture counts
+{
+    TestBitmap bitmap(StorageKind::PageFile, 20, 10, 8);
+    const RECT rect = {1, 1, 9, 5};
+    V_SetBitmapRgnRect(bitmap.get(), nullptr, &rect, COMBINE_REPLACE);
+    for (int i = 0; i < 10000; ++i) {
+        const HDC dc = V_CreateVexoDC(bitmap.get());
+        ASSERT_NE(nullptr, dc);
+        SetPixel(dc, i % 20, 2, RGB(255, 255, 255));
+        ASSERT_TRUE(V_DeleteVexoDC(dc));
+    }
+}
+
 } // namespace vexo::test

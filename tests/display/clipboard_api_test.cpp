@@ -180,6 +180,16 @@ TEST_F(Clipboard, TakesNothingOverWhenItFails)
         });
 }
 
+TEST_F(Clipboard, ThousandsLeaveNothingBehind) // the fixture counts
+{
+    SamplePicture sample(7);
+    for (int i = 0; i < 10000; ++i) {
+        ASSERT_TRUE(Copy(sample.bitmap.get(), kAll));
+        TestBitmap pasted;
+        ASSERT_TRUE(Paste(pasted.get()));
+    }
+}
+
 // ---- Two processes --------------------------------------------------------------------------------------------
 
 namespace {

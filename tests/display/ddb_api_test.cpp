@@ -176,4 +176,21 @@ TEST_F(Ddb, LosesNothingWhenSomethingFails)
         });
 }
 
+TEST_F(Ddb, ThousandsLeaveNothingBehind) // the fixture counts
+{
+    const HDC screen = GetDC(nullptr);
+    Random random(56);
+    TestBitmap bitmap(StorageKind::PageFile, Image::Random(random, 9, 4, 8));
+    MemoryDevice device(8, 8, 32);
+    const RECT rect = {0, 0, 8, 8};
+    for (int i = 0; i < 10000; ++i) {
+        TestBitmap back, captured;
+        if (i % 5 == 0)
+            ASSERT_EQ(RESULT_SUCCESS,
+                      V_ChangeFromDDB(screen, back.get(), V_ConvertToDDB(screen, bitmap.get()), nullptr));
+        ASSERT_EQ(RESULT_SUCCESS, V_ScreenCaptureBitmap(device.dc(), captured.get(), &rect));
+    }
+    ReleaseDC(nullptr, screen);
+}
+
 } // namespace vexo::test
