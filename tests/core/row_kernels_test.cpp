@@ -16,12 +16,8 @@ TEST_F(RowKernelsTest, EveryLevelGivesThePlainResult)
     const struct {
         Kernel kernel;
         size_t inputBytes, outputBytes; // of a pixel
-    } kKernels[] = {{&RowKernels::moveBytes, 1, 1},
-                    {&RowKernels::streamBytes, 1, 1},
-                    {&RowKernels::getAlpha32, 4, 1},
-                    {&RowKernels::getAlpha16, 2, 1},
-                    {&RowKernels::setAlpha32, 1, 4},
-                    {&RowKernels::setAlpha16, 1, 2}};
+    } kKernels[] = {{&RowKernels::moveBytes, 1, 1},  {&RowKernels::streamBytes, 1, 1}, {&RowKernels::getAlpha32, 4, 1},
+                    {&RowKernels::getAlpha16, 2, 1}, {&RowKernels::setAlpha32, 1, 4},  {&RowKernels::setAlpha16, 1, 2}};
     Random random(91);
     const auto kernels = [](bool isPlain) -> const RowKernels & { return isPlain ? plainRowKernels : rowKernels; };
     ForEachLevel([&] {

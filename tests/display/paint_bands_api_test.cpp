@@ -136,4 +136,24 @@ TEST_F(PaintBands, CarryIndicesOrColoursAndPrintersAHeaderOfTheirOwn)
     DeleteDC(dc);
 }
 
+TEST_F(PaintBands, ColoursLeaveTheIndicesOfOtherPaintsAlone)
+{
+    Random random(75);
+    TestBitmap dithered(StorageKind::PageFile, Image::Random(random, 11, 7, 5)); // if there were anything to dither to
+    TestBitmap indexed(StorageKind::PageFile, Image::Random(random, 11, 7, 8));
+    const FakeDevice device(24);
+    V_SetDisplayMode(~0u, DISPLAYMODE_PALETTE_INDICES | DISPLAYMODE_DITHER | DISPLAYMODE_FIXED_PALETTE);
+    const HDC dc = CreateCompatibleDC(nullptr);
+    const RECT target = {0, 0, 11, 7};
+    StretchRecorder recorder(false);
+    for (TestBitmap *bitmap : {&dithered, &indexed})
+        V_PaintDC(dc, bitmap->get(), nullptr, nullptr, &target, nullptr, SRCCOPY);
+    ASSERT_EQ(2u, recorder.calls.size());
+    EXPECT_EQ(32u, recorder.calls[0].colors.size());
+    ASSERT_EQ(256u, recorder.calls[1].indices.size());
+    for (WORD i = 0; i < 256; ++i)
+        EXPECT_EQ(i, recorder.calls[1].indices[i]);
+    DeleteDC(dc);
+}
+
 } // namespace vexo::test
