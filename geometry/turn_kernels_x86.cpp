@@ -13,7 +13,7 @@ namespace vexo {
 
 namespace {
 
-// The lower or the upper halves of the 16 bytes in either half, alternating.
+// Pixels of two registers by turns: of the lower, or of the upper, 8 bytes in each half.
 template <int Bytes, bool IsUpper>
 VEXO_AVX2_PIECE __m256i Alternate(__m256i a, __m256i b)
 {
